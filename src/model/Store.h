@@ -1,0 +1,97 @@
+#pragma once
+
+#include "Category.h"
+#include "ClipItem.h"
+
+#include <QList>
+#include <QObject>
+#include <QTimer>
+
+#include <memory>
+#include <optional>
+
+class StoreWriter;
+class TextRecognizer;
+
+// The one owner of the clipboard history (newest first, at most 200 after a capture) and of the
+// user's categories. Every change of either list is saved to "store.json" 300 ms after the last
+// change; encoding and writing happen on a worker thread, in order. Main thread only.
+class Store : public QObject
+{
+    Q_OBJECT
+
+public:
+    static constexpr int kHistoryLimit = 200;
+    static constexpr int kSaveDebounceMs = 300;
+
+    // Loads the file at storeFilePath. A file that exists but cannot be read or decoded is
+    // moved aside (renamed with the time in its name) and the store starts empty.
+    explicit Store(const QString &storeFilePath,
+                   TextRecognizer *recognizer = nullptr,
+                   QObject *parent = nullptr);
+    // Writes a pending save and waits for the writer, so quitting loses nothing.
+    ~Store() override;
+
+    // <data folder>/Cliphaven/store.json, the folder created private to the user.
+    static QString defaultStoreFilePath();
+
+    const QList<ClipItem> &history() const { return m_history; }
+    const QList<Category> &categories() const { return m_categories; }
+    QString storeFilePath() const { return m_storeFilePath; }
+    // Where a file that failed to load was moved; empty when none was.
+    QString keptAsidePath() const { return m_keptAsidePath; }
+
+    void setTextRecognizer(TextRecognizer *recognizer) { m_recognizer = recognizer; }
+
+    // Dedupe against the newest entry, move an older equal entry to the front, else insert and
+    // drop the oldest beyond the limit.
+    void captureFromClipboard(const ClipItem &item);
+    // Sets the OCR text of every image entry, in history and categories, with exactly these bytes.
+    void setOCR(const QString &text, const QByteArray &imageData);
+    // Recognises every distinct image without OCR text and stores the results.
+    void backfillMissingOCR();
+    std::optional<ClipItem> findItem(const QUuid &id) const;
+
+    void deleteFromHistory(const QUuid &id);
+    void eraseHistory();
+
+    // Saves a copy (new id, current date) unless the category already holds the same content.
+    void add(const ClipItem &item, const QUuid &categoryId);
+    void deleteItem(const QUuid &itemId, const QUuid &categoryId);
+    // Appends a new empty category and returns its id.
+    QUuid addCategory(const QString &name);
+    void deleteCategory(const QUuid &id);
+    void renameCategory(const QUuid &id, const QString &name);
+    // Moves a category so that it stands immediately before target.
+    void reorderCategory(const QUuid &id, const QUuid &target);
+    void setCategories(const QList<Category> &categories);
+    const Category *category(const QUuid &id) const;
+
+    // The debounce step: writes a pending save now instead of when the timer fires.
+    void flushSave();
+    bool hasPendingSave() const { return m_saveTimer.isActive(); }
+    // Blocks until every save handed to the writer is on disk (tests, quitting).
+    void waitForWrites();
+    // Number of snapshots handed to the writer so far.
+    int savesStarted() const { return m_savesStarted; }
+
+signals:
+    void historyChanged();
+    void categoriesChanged();
+
+private:
+    void load();
+    void historyDidChange();
+    void categoriesDidChange();
+    void scheduleSave();
+    Category *mutableCategory(const QUuid &id);
+
+    QString m_storeFilePath;
+    QString m_keptAsidePath;
+    QList<ClipItem> m_history;
+    QList<Category> m_categories;
+    TextRecognizer *m_recognizer = nullptr;
+    QTimer m_saveTimer;
+    std::unique_ptr<StoreWriter> m_writer;
+    int m_savesStarted = 0;
+};
