@@ -1,4 +1,7 @@
 #include "app/AppPrefs.h"
+#include "app/QuitOnSignals.h"
+#include "model/SeedData.h"
+#include "model/Store.h"
 
 #include <QApplication>
 
@@ -10,7 +13,15 @@ int main(int argc, char *argv[])
     QApplication::setApplicationVersion(QStringLiteral(CLIPHAVEN_VERSION));
     // Closing a window (preferences, alerts) never ends a background utility.
     QApplication::setQuitOnLastWindowClosed(false);
+    // Logging out or Ctrl+C quits normally, so the store writes a pending save.
+    quitApplicationOnTerminationSignals();
 
     AppPrefs::shared();
+
+    // History and categories, loaded now and saved 300 ms after each change.
+    Store store(Store::defaultStoreFilePath());
+    if (qEnvironmentVariable("CLIPHAVEN_SEED") == u"1")
+        SeedData::populateIfEmpty(store);
+
     return app.exec();
 }

@@ -84,6 +84,7 @@ private:
     void historyDidChange();
     void categoriesDidChange();
     void scheduleSave();
+    void save();
     Category *mutableCategory(const QUuid &id);
 
     QString m_storeFilePath;
