@@ -226,6 +226,12 @@ void Store::deleteFromHistory(const QUuid &id)
         historyDidChange();
 }
 
+void Store::deleteFromHistory(const QSet<QUuid> &ids)
+{
+    if (m_history.removeIf([&](const ClipItem &item) { return ids.contains(item.id); }) > 0)
+        historyDidChange();
+}
+
 void Store::eraseHistory()
 {
     if (m_history.isEmpty())
