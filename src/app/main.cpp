@@ -1,3 +1,5 @@
+#include "KeyboardShortcuts/Registry.h"
+#include "KeyboardShortcuts/SystemKeyboard.h"
 #include "app/AppPrefs.h"
 
 #include <QApplication>
@@ -12,5 +14,19 @@ int main(int argc, char *argv[])
     QApplication::setQuitOnLastWindowClosed(false);
 
     AppPrefs::shared();
-    return app.exec();
+
+    // The global shortcut: Shift+Super+V unless the user chose another.
+    const KeyboardShortcuts::SystemKeyboard keyboard = KeyboardShortcuts::SystemKeyboard::create();
+    KeyboardShortcuts::setCurrentKeyboardLayout(keyboard.layout.get());
+    KeyboardShortcuts::Registry shortcuts(AppPrefs::shared().settings(), *keyboard.hotKeys);
+    const KeyboardShortcuts::Name
+        toggleOverlay(QStringLiteral("toggleOverlay"),
+                      KeyboardShortcuts::Shortcut(KeyboardShortcuts::Key::v,
+                                                  KeyboardShortcuts::ModifierFlag::command
+                                                      | KeyboardShortcuts::ModifierFlag::shift));
+    shortcuts.onKeyDown(toggleOverlay, [] { qInfo("toggleOverlay"); });
+
+    const int status = app.exec();
+    KeyboardShortcuts::setCurrentKeyboardLayout(nullptr);
+    return status;
 }
