@@ -1,3 +1,5 @@
+#include "KeyboardShortcuts/Registry.h"
+#include "KeyboardShortcuts/SystemKeyboard.h"
 #include "app/AppPrefs.h"
 #include "app/QuitOnSignals.h"
 #include "model/SeedData.h"
@@ -23,5 +25,18 @@ int main(int argc, char *argv[])
     if (qEnvironmentVariable("CLIPHAVEN_SEED") == u"1")
         SeedData::populateIfEmpty(store);
 
-    return app.exec();
+    // The global shortcut: Shift+Super+V unless the user chose another.
+    const KeyboardShortcuts::SystemKeyboard keyboard = KeyboardShortcuts::SystemKeyboard::create();
+    KeyboardShortcuts::setCurrentKeyboardLayout(keyboard.layout.get());
+    KeyboardShortcuts::Registry shortcuts(AppPrefs::shared().settings(), *keyboard.hotKeys);
+    const KeyboardShortcuts::Name
+        toggleOverlay(QStringLiteral("toggleOverlay"),
+                      KeyboardShortcuts::Shortcut(KeyboardShortcuts::Key::v,
+                                                  KeyboardShortcuts::ModifierFlag::command
+                                                      | KeyboardShortcuts::ModifierFlag::shift));
+    shortcuts.onKeyDown(toggleOverlay, [] { qInfo("toggleOverlay"); });
+
+    const int status = app.exec();
+    KeyboardShortcuts::setCurrentKeyboardLayout(nullptr);
+    return status;
 }
