@@ -2,6 +2,7 @@
 #include "KeyboardShortcuts/SystemKeyboard.h"
 #include "app/AppPrefs.h"
 #include "app/QuitOnSignals.h"
+#include "app/ShortcutNames.h"
 #include "model/SeedData.h"
 #include "model/Store.h"
 
@@ -29,12 +30,7 @@ int main(int argc, char *argv[])
     const KeyboardShortcuts::SystemKeyboard keyboard = KeyboardShortcuts::SystemKeyboard::create();
     KeyboardShortcuts::setCurrentKeyboardLayout(keyboard.layout.get());
     KeyboardShortcuts::Registry shortcuts(AppPrefs::shared().settings(), *keyboard.hotKeys);
-    const KeyboardShortcuts::Name
-        toggleOverlay(QStringLiteral("toggleOverlay"),
-                      KeyboardShortcuts::Shortcut(KeyboardShortcuts::Key::v,
-                                                  KeyboardShortcuts::ModifierFlag::command
-                                                      | KeyboardShortcuts::ModifierFlag::shift));
-    shortcuts.onKeyDown(toggleOverlay, [] { qInfo("toggleOverlay"); });
+    shortcuts.onKeyDown(ShortcutNames::toggleOverlay, [] { qInfo("toggleOverlay"); });
 
     const int status = app.exec();
     KeyboardShortcuts::setCurrentKeyboardLayout(nullptr);
