@@ -3,10 +3,17 @@
 #include "app/AppPrefs.h"
 #include "app/QuitOnSignals.h"
 #include "app/ShortcutNames.h"
+#include "app/SingleInstance.h"
+#include "app/ui/PreferencesWindow.h"
+#include "app/ui/SparkleUpdater.h"
+#include "app/ui/TrayIcon.h"
+#include "app/x11/X11OpenWindows.h"
 #include "model/SeedData.h"
 #include "model/Store.h"
 
 #include <QApplication>
+#include <QCommandLineParser>
+#include <QTimer>
 
 int main(int argc, char *argv[])
 {
@@ -14,23 +21,77 @@ int main(int argc, char *argv[])
     QApplication::setApplicationName(QStringLiteral("Cliphaven"));
     QApplication::setOrganizationName(QStringLiteral("Cliphaven"));
     QApplication::setApplicationVersion(QStringLiteral(CLIPHAVEN_VERSION));
+    QGuiApplication::setDesktopFileName(QStringLiteral("cliphaven"));
+    QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/cliphaven/icons/cliphaven.svg")));
     // Closing a window (preferences, alerts) never ends a background utility.
     QApplication::setQuitOnLastWindowClosed(false);
+
+    QCommandLineParser arguments;
+    arguments.setApplicationDescription(QStringLiteral("Clipboard history for the desktop."));
+    arguments.addHelpOption();
+    arguments.addVersionOption();
+    const QCommandLineOption
+        toggleOption(QStringLiteral("toggle"),
+                     QStringLiteral(
+                         "Open or close the overlay (starting Cliphaven when it is not running)."));
+    arguments.addOption(toggleOption);
+    arguments.process(app);
+
+    // One Cliphaven per user: launching it again, plainly or with --toggle, asks the running
+    // one to toggle its overlay, and this process ends.
+    SingleInstance instance;
+    switch (instance.start()) {
+    case SingleInstance::Role::forwarded:
+        return 0;
+    case SingleInstance::Role::unreachable:
+        qWarning("Cliphaven is already running but does not answer.");
+        return 1;
+    case SingleInstance::Role::primary:
+        break;
+    }
+
     // Logging out or Ctrl+C quits normally, so the store writes a pending save.
     quitApplicationOnTerminationSignals();
 
     AppPrefs::shared();
+    // "Check for Updates…" reads the feed on demand; nothing runs in the background.
+    SparkleUpdater::shared();
 
     // History and categories, loaded now and saved 300 ms after each change.
     Store store(Store::defaultStoreFilePath());
     if (qEnvironmentVariable("CLIPHAVEN_SEED") == u"1")
         SeedData::populateIfEmpty(store);
 
+    // The overlay lives elsewhere; until it is wired in, toggling is logged.
+    const std::function<void()> toggleOverlay = [] { qInfo("toggleOverlay"); };
+
     // The global shortcut: Shift+Super+V unless the user chose another.
     const KeyboardShortcuts::SystemKeyboard keyboard = KeyboardShortcuts::SystemKeyboard::create();
     KeyboardShortcuts::setCurrentKeyboardLayout(keyboard.layout.get());
     KeyboardShortcuts::Registry shortcuts(AppPrefs::shared().settings(), *keyboard.hotKeys);
-    shortcuts.onKeyDown(ShortcutNames::toggleOverlay, [] { qInfo("toggleOverlay"); });
+    shortcuts.onKeyDown(ShortcutNames::toggleOverlay, toggleOverlay);
+
+    // The preferences window, built on first use.
+    const X11OpenWindows openWindows;
+    PreferencesWindow preferences(store, AppPrefs::shared(), shortcuts, &openWindows);
+
+    // The tray icon, present while "Show icon in the panel's system tray" is on.
+    TrayIcon tray(AppPrefs::shared());
+    QObject::connect(&tray, &TrayIcon::toggleOverlayRequested, &app, toggleOverlay);
+    QObject::connect(&tray,
+                     &TrayIcon::preferencesRequested,
+                     &preferences,
+                     &PreferencesWindow::showPreferences);
+    QObject::connect(&tray,
+                     &TrayIcon::checkForUpdatesRequested,
+                     &SparkleUpdater::shared(),
+                     &SparkleUpdater::checkForUpdates);
+    QObject::connect(&tray, &TrayIcon::quitRequested, &app, &QApplication::quit);
+
+    // The reopen event: a later launch toggles the overlay, and so does this one with --toggle.
+    QObject::connect(&instance, &SingleInstance::reopenRequested, &app, toggleOverlay);
+    if (arguments.isSet(toggleOption))
+        QTimer::singleShot(0, &app, toggleOverlay);
 
     const int status = app.exec();
     KeyboardShortcuts::setCurrentKeyboardLayout(nullptr);
