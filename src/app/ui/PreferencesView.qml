@@ -20,6 +20,7 @@ Pane {
 
     ScrollView {
         id: scroll
+        objectName: "preferencesScroll"
         anchors.fill: parent
         contentWidth: availableWidth
         ScrollBar.horizontal.policy: ScrollBar.AlwaysOff
