@@ -42,6 +42,7 @@ private slots:
     void catalogFindsIgnoredIdentifiers();
     void defaultDataDirs_data();
     void defaultDataDirs();
+    void theInstalledEntryNamesCliphavensWindows();
 };
 
 void TestDesktopEntry::parsesTheEntryGroup()
@@ -274,6 +275,23 @@ void TestDesktopEntry::defaultDataDirs()
     QCOMPARE(ApplicationCatalog::defaultDataDirs(), expected);
     qunsetenv("XDG_DATA_HOME");
     qunsetenv("XDG_DATA_DIRS");
+}
+
+void TestDesktopEntry::theInstalledEntryNamesCliphavensWindows()
+{
+    QFile file(QStringLiteral(CLIPHAVEN_SOURCE_DIR "/src/app/data/cliphaven.desktop"));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const auto entry = DesktopEntry::parse(file.readAll(),
+                                           QStringLiteral("cliphaven.desktop"),
+                                           QStringLiteral("C"));
+    QVERIFY(entry);
+    QCOMPARE(entry->type, QStringLiteral("Application"));
+    QCOMPARE(entry->name, QStringLiteral("Cliphaven"));
+    QCOMPARE(entry->program(), QStringLiteral("cliphaven"));
+    QCOMPARE(entry->icon, QStringLiteral("cliphaven"));
+    // Qt gives a window the class of the application's name; menus and docks match it.
+    QCOMPARE(entry->startupWMClass, QStringLiteral("Cliphaven"));
+    QVERIFY(QFile::exists(QStringLiteral(CLIPHAVEN_SOURCE_DIR "/src/app/data/cliphaven.svg")));
 }
 
 QTEST_GUILESS_MAIN(TestDesktopEntry)

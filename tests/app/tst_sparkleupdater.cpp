@@ -115,7 +115,7 @@ void TestSparkleUpdater::upToDate()
     QMessageBox *box = m_updater->currentAlert();
     QVERIFY(box);
     QCOMPARE(box->text(), QStringLiteral("Cliphaven is up to date."));
-    QCOMPARE(box->icon(), QMessageBox::Information);
+    QVERIFY(!box->iconPixmap().isNull());
     QCOMPARE(buttonTexts(box), QStringList{"OK"});
     QVERIFY(m_opened.isEmpty());
 }

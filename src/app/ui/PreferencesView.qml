@@ -62,7 +62,12 @@ Pane {
                             text: "Reset"
                             visible: !view.recorder.isAtDefault
                             font.pixelSize: 11
-                            implicitHeight: 26
+                            implicitHeight: 24
+                            implicitWidth: implicitContentWidth + leftPadding + rightPadding
+                            leftPadding: 10
+                            rightPadding: 10
+                            topPadding: 2
+                            bottomPadding: 2
                             onClicked: view.recorder.reset()
                         }
                     }

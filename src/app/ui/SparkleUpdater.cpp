@@ -81,9 +81,14 @@ void SparkleUpdater::showResult(const UpdateCheckResult &result)
     }
 
     using Outcome = UpdateCheckResult::Outcome;
-    const QMessageBox::Icon icon = result.outcome == Outcome::failed ? QMessageBox::Warning
-                                                                     : QMessageBox::Information;
-    auto *box = new QMessageBox(icon, QString(), result.messageText(), QMessageBox::NoButton);
+    auto *box = new QMessageBox(result.outcome == Outcome::failed ? QMessageBox::Warning
+                                                                  : QMessageBox::NoIcon,
+                                QString(),
+                                result.messageText(),
+                                QMessageBox::NoButton);
+    // Good news comes with Cliphaven's own face.
+    if (result.outcome != Outcome::failed)
+        box->setIconPixmap(QIcon(QStringLiteral(":/cliphaven/icons/cliphaven.svg")).pixmap(64, 64));
     box->setInformativeText(result.informativeText());
     if (result.outcome == Outcome::updateAvailable && result.update.downloadPage().isValid()) {
         QPushButton *download = box->addButton(QStringLiteral("Open Download Page"),
