@@ -18,9 +18,22 @@ constexpr qint64 kMaxMessageBytes = 256;
 
 QString SingleInstance::defaultBasePath()
 {
-    // Private to the user (0700), so nobody else can answer in the running instance's place.
+    // One instance per display: each has its own clipboard, and a launch on one display
+    // cannot open the overlay on another.
+    QString display = qEnvironmentVariable("DISPLAY");
+    if (display.isEmpty())
+        display = qEnvironmentVariable("WAYLAND_DISPLAY");
+    if (display.startsWith(u':'))
+        display.remove(0, 1);
+    for (QChar &c : display) {
+        if (!c.isLetterOrNumber() && c != u'.' && c != u'-')
+            c = u'_';
+    }
+    // The runtime folder is private to the user (0700), so nobody else can answer in the
+    // running instance's place.
     return QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation)
-           + QStringLiteral("/cliphaven-") + QString::number(getuid());
+           + QStringLiteral("/cliphaven-") + QString::number(getuid())
+           + (display.isEmpty() ? QString() : u'-' + display);
 }
 
 SingleInstance::SingleInstance(QString basePath, QObject *parent)

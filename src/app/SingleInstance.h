@@ -6,7 +6,7 @@
 
 #include <memory>
 
-// Keeps one Cliphaven per user. The first instance holds a lock file and listens on a local
+// Keeps one Cliphaven per user and display. The first instance holds a lock file and listens on a local
 // socket, both in the user's private runtime folder and named with the user id; a later
 // launch finds the lock taken and asks the running instance, over the socket, to reopen
 // (toggle its overlay) instead of starting a second copy. A crash leaves a lock naming a dead
@@ -25,7 +25,8 @@ public:
         unreachable,
     };
 
-    // "<runtime folder>/cliphaven-<uid>"; the socket and the lock file add their suffixes.
+    // "<runtime folder>/cliphaven-<uid>-<display>"; the socket and the lock file add their
+    // suffixes.
     static QString defaultBasePath();
 
     explicit SingleInstance(QString basePath = defaultBasePath(), QObject *parent = nullptr);

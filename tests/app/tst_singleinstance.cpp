@@ -63,7 +63,8 @@ private slots:
     void leftoverSocketWithoutLock();
     void lockHeldByAnInstanceThatDoesNotAnswer();
     void strangersOnTheSocketAreIgnored();
-    void defaultPathIsPerUser();
+    void defaultPathIsPerUserAndDisplay_data();
+    void defaultPathIsPerUserAndDisplay();
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -173,10 +174,33 @@ void TestSingleInstance::strangersOnTheSocketAreIgnored()
     QTRY_COMPARE_WITH_TIMEOUT(reopened.size(), 1, kWait);
 }
 
-void TestSingleInstance::defaultPathIsPerUser()
+void TestSingleInstance::defaultPathIsPerUserAndDisplay_data()
 {
+    QTest::addColumn<QByteArray>("display");
+    QTest::addColumn<QByteArray>("waylandDisplay");
+    QTest::addColumn<QString>("suffix");
+    QTest::newRow("local X display") << QByteArray(":1") << QByteArray() << "-1";
+    QTest::newRow("screen number") << QByteArray(":0.1") << QByteArray() << "-0.1";
+    QTest::newRow("remote display")
+        << QByteArray("host/unix:10.0") << QByteArray() << "-host_unix_10.0";
+    QTest::newRow("Wayland only") << QByteArray() << QByteArray("wayland-0") << "-wayland-0";
+    QTest::newRow("no display") << QByteArray() << QByteArray() << "";
+}
+
+void TestSingleInstance::defaultPathIsPerUserAndDisplay()
+{
+    QFETCH(QByteArray, display);
+    QFETCH(QByteArray, waylandDisplay);
+    QFETCH(QString, suffix);
+    const QByteArray savedDisplay = qgetenv("DISPLAY");
+    const QByteArray savedWayland = qgetenv("WAYLAND_DISPLAY");
+    qputenv("DISPLAY", display);
+    qputenv("WAYLAND_DISPLAY", waylandDisplay);
     const QString path = SingleInstance::defaultBasePath();
-    QVERIFY(path.endsWith(QStringLiteral("/cliphaven-%1").arg(getuid())));
+    qputenv("DISPLAY", savedDisplay);
+    qputenv("WAYLAND_DISPLAY", savedWayland);
+    QVERIFY2(path.endsWith(QStringLiteral("/cliphaven-%1").arg(getuid()) + suffix),
+             qPrintable(path));
 }
 
 int main(int argc, char *argv[])
