@@ -116,6 +116,15 @@ TestCase {
         verify(findChild(view, "resetShortcutButton").visible)
     }
 
+    function test_clearButtonClearsWithoutRecording() {
+        const view = createView()
+        const field = findChild(view, "shortcutRecorder")
+        mouseClick(findChild(field, "shortcutClearButton"))
+        verify(!testRecorder.hasShortcut)
+        verify(!testRecorder.recording)
+        verify(!findChild(field, "shortcutClearButton").visible)
+    }
+
     function test_aKeyWithoutModifierIsRefused() {
         const view = createView()
         const field = findChild(view, "shortcutRecorder")
