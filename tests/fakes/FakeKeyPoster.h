@@ -1,0 +1,20 @@
+#pragma once
+
+#include "platform/KeyPoster.h"
+
+#include <QElapsedTimer>
+
+class FakeKeyPoster : public KeyPoster
+{
+public:
+    bool isTrusted() override
+    {
+        ++trustChecks;
+        return trusted;
+    }
+    void postPasteKeystroke() override { ++keystrokes; }
+
+    bool trusted = true;
+    int trustChecks = 0;
+    int keystrokes = 0;
+};
