@@ -1,0 +1,59 @@
+#pragma once
+
+#include <QProcess>
+#include <QTest>
+
+#include <memory>
+#include <vector>
+
+// Programs a desktop test starts (xclip, the test clipboard owner, zenity...). Every one is
+// killed by its own handle when the test function ends.
+class Programs
+{
+public:
+    ~Programs() { stopAll(); }
+
+    // Starts a program; input, when given, is written to its standard input, which is then
+    // closed.
+    QProcess *start(const QString &program,
+                    const QStringList &arguments,
+                    const QByteArray &input = {},
+                    bool feedInput = false)
+    {
+        auto process = std::make_unique<QProcess>();
+        process->setProcessChannelMode(QProcess::SeparateChannels);
+        process->start(program, arguments);
+        if (!process->waitForStarted(10000))
+            qFatal("cannot start %s", qPrintable(program));
+        if (feedInput) {
+            process->write(input);
+            process->closeWriteChannel();
+        }
+        m_processes.push_back(std::move(process));
+        return m_processes.back().get();
+    }
+
+    // Runs a program to its end and returns its standard output.
+    static QByteArray run(const QString &program, const QStringList &arguments)
+    {
+        QProcess process;
+        process.start(program, arguments);
+        if (!process.waitForFinished(20000))
+            process.kill();
+        return process.readAllStandardOutput();
+    }
+
+    void stopAll()
+    {
+        for (auto &process : m_processes) {
+            if (process->state() != QProcess::NotRunning) {
+                process->kill();
+                process->waitForFinished(5000);
+            }
+        }
+        m_processes.clear();
+    }
+
+private:
+    std::vector<std::unique_ptr<QProcess>> m_processes;
+};
