@@ -2,8 +2,12 @@
 #include "KeyboardShortcuts/SystemKeyboard.h"
 #include "app/AppPrefs.h"
 #include "app/QuitOnSignals.h"
+#include "capture/ClipboardMonitor.h"
 #include "model/SeedData.h"
 #include "model/Store.h"
+#include "paste/Sounds.h"
+#include "platform/x11/X11Pasteboard.h"
+#include "platform/x11/X11Workspace.h"
 
 #include <QApplication>
 
@@ -24,6 +28,14 @@ int main(int argc, char *argv[])
     Store store(Store::defaultStoreFilePath());
     if (qEnvironmentVariable("CLIPHAVEN_SEED") == u"1")
         SeedData::populateIfEmpty(store);
+
+    // Capture, started at once: every new copy becomes the newest history entry.
+    Sounds sounds(AppPrefs::shared());
+    X11Pasteboard pasteboard;
+    X11Workspace workspace;
+    ClipboardMonitor monitor(pasteboard, workspace, AppPrefs::shared(), sounds);
+    QObject::connect(&monitor, &ClipboardMonitor::onNew, &store, &Store::captureFromClipboard);
+    monitor.start();
 
     // The global shortcut: Shift+Super+V unless the user chose another.
     const KeyboardShortcuts::SystemKeyboard keyboard = KeyboardShortcuts::SystemKeyboard::create();

@@ -33,14 +33,25 @@ public:
         return m_processes.back().get();
     }
 
-    // Runs a program to its end and returns its standard output.
+    // Runs a program to its end and returns its standard output. The event loop keeps
+    // running meanwhile, so this process can answer the program (as a clipboard owner).
     static QByteArray run(const QString &program, const QStringList &arguments)
     {
         QProcess process;
         process.start(program, arguments);
-        if (!process.waitForFinished(20000))
+        if (!QTest::qWaitFor([&] { return process.state() == QProcess::NotRunning; }, 20000)) {
             process.kill();
+            process.waitForFinished(5000);
+        }
         return process.readAllStandardOutput();
+    }
+
+    QList<QProcess *> processes() const
+    {
+        QList<QProcess *> all;
+        for (const auto &process : m_processes)
+            all.append(process.get());
+        return all;
     }
 
     void stopAll()
