@@ -63,6 +63,7 @@ private slots:
     void largeImageArrivesWhole();
     void deadOwnerIsGivenUpAfterTheDeadline();
     void slowOwnerWithinTheDeadlineIsRead();
+    void copyDuringASlowReadIsDeliveredOnce();
     void ownerExitingMidTransferYieldsNothing();
     void ownerRefusingEveryTargetYieldsNothing();
     void passwordManagerCopyIsNotCaptured();
@@ -266,6 +267,18 @@ void X11CaptureTest::slowOwnerWithinTheDeadlineIsRead()
 {
     startOwner({"--delay", "150", "-t", "UTF8_STRING", "-s", "slowly"});
     QCOMPARE(nextItem().text, QStringLiteral("slowly"));
+}
+
+void X11CaptureTest::copyDuringASlowReadIsDeliveredOnce()
+{
+    // Each answer of this owner takes 0.3 s: its read is still running when the next copy
+    // comes, which supersedes it.
+    startOwner({"--delay", "300", "-t", "UTF8_STRING", "-s", "slow", "-t", "text/html", "-s", "s"});
+    QTRY_COMPARE_WITH_TIMEOUT(m_monitor->lastChange(), m_pasteboard->changeCount(), 10000);
+    copyWithXclip("UTF8_STRING", "newer");
+    QCOMPARE(nextItem().text, QStringLiteral("newer"));
+    QTest::qWait(4 * int(kRequestTimeout.count()));
+    QCOMPARE(m_delivered->size(), 1);
 }
 
 void X11CaptureTest::ownerExitingMidTransferYieldsNothing()
