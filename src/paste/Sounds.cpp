@@ -19,7 +19,7 @@ namespace {
 // Pulls the whole sound from memory. The sink is kept for the life of the process: a new play
 // stops the stream (cutting off a tick still sounding) and starts it again from the beginning.
 // A sink that has drained is stopped a little later, once the server has played the tail it
-// still holds, so an idle process keeps no stream open and no timer ticking.
+// still holds (Idle comes before the sound is heard), so an idle process holds no stream open.
 class AudioSinkVoice final : public Sounds::Voice
 {
 public:

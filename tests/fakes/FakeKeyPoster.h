@@ -2,8 +2,6 @@
 
 #include "platform/KeyPoster.h"
 
-#include <QElapsedTimer>
-
 class FakeKeyPoster : public KeyPoster
 {
 public:
