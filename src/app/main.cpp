@@ -1,4 +1,9 @@
+#include "KeyboardShortcuts/Registry.h"
+#include "KeyboardShortcuts/SystemKeyboard.h"
 #include "app/AppPrefs.h"
+#include "app/QuitOnSignals.h"
+#include "model/SeedData.h"
+#include "model/Store.h"
 
 #include <QApplication>
 
@@ -10,7 +15,28 @@ int main(int argc, char *argv[])
     QApplication::setApplicationVersion(QStringLiteral(CLIPHAVEN_VERSION));
     // Closing a window (preferences, alerts) never ends a background utility.
     QApplication::setQuitOnLastWindowClosed(false);
+    // Logging out or Ctrl+C quits normally, so the store writes a pending save.
+    quitApplicationOnTerminationSignals();
 
     AppPrefs::shared();
-    return app.exec();
+
+    // History and categories, loaded now and saved 300 ms after each change.
+    Store store(Store::defaultStoreFilePath());
+    if (qEnvironmentVariable("CLIPHAVEN_SEED") == u"1")
+        SeedData::populateIfEmpty(store);
+
+    // The global shortcut: Shift+Super+V unless the user chose another.
+    const KeyboardShortcuts::SystemKeyboard keyboard = KeyboardShortcuts::SystemKeyboard::create();
+    KeyboardShortcuts::setCurrentKeyboardLayout(keyboard.layout.get());
+    KeyboardShortcuts::Registry shortcuts(AppPrefs::shared().settings(), *keyboard.hotKeys);
+    const KeyboardShortcuts::Name
+        toggleOverlay(QStringLiteral("toggleOverlay"),
+                      KeyboardShortcuts::Shortcut(KeyboardShortcuts::Key::v,
+                                                  KeyboardShortcuts::ModifierFlag::command
+                                                      | KeyboardShortcuts::ModifierFlag::shift));
+    shortcuts.onKeyDown(toggleOverlay, [] { qInfo("toggleOverlay"); });
+
+    const int status = app.exec();
+    KeyboardShortcuts::setCurrentKeyboardLayout(nullptr);
+    return status;
 }

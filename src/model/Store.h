@@ -5,6 +5,7 @@
 
 #include <QList>
 #include <QObject>
+#include <QSet>
 #include <QTimer>
 
 #include <memory>
@@ -53,6 +54,8 @@ public:
     std::optional<ClipItem> findItem(const QUuid &id) const;
 
     void deleteFromHistory(const QUuid &id);
+    // Removes every history entry whose id is in ids, as one change.
+    void deleteFromHistory(const QSet<QUuid> &ids);
     void eraseHistory();
 
     // Saves a copy (new id, current date) unless the category already holds the same content.
@@ -84,6 +87,7 @@ private:
     void historyDidChange();
     void categoriesDidChange();
     void scheduleSave();
+    void save();
     Category *mutableCategory(const QUuid &id);
 
     QString m_storeFilePath;

@@ -1,0 +1,329 @@
+// Loading and saving a large store, each against the floor of the same work done by hand:
+// reading (or writing) the same number of bytes and decoding (or encoding) the same Base64.
+// Also: how long one save blocks the main thread, and resident memory after loading.
+//
+//   bench_store              run everything and print the figures
+//   bench_store --rss FILE   (internal) load FILE in a fresh process and print memory figures
+
+#include "model/Store.h"
+#include "model/StoreCodec.h"
+#include "model/StoreWriter.h"
+
+#include <QBuffer>
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QGuiApplication>
+#include <QImage>
+#include <QPainter>
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QSet>
+#include <QTemporaryDir>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace {
+
+constexpr int kRuns = 5;
+
+long statusKiB(const char *field)
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith(field))
+            return line.mid(qsizetype(strlen(field))).trimmed().split(' ').first().toLong();
+    }
+    return -1;
+}
+
+// A desktop screenshot: window chrome, lines of text and a photo-like area with grain.
+QByteArray screenshotPNG(int seed)
+{
+    QImage image(1920, 1080, QImage::Format_RGB32);
+    QPainter p(&image);
+    auto *rng = QRandomGenerator::global();
+    p.fillRect(image.rect(), QColor::fromHsv((seed * 37) % 360, 40, 235));
+    p.fillRect(0, 0, 1920, 36, QColor(40, 40, 46));
+    p.fillRect(80, 90, 1100, 900, Qt::white);
+    QFont font;
+    font.setPixelSize(18);
+    p.setFont(font);
+    p.setPen(QColor(30, 30, 30));
+    for (int line = 0; line < 38; ++line)
+        p.drawText(110,
+                   130 + line * 22,
+                   QStringLiteral(
+                       "Line %1 of document %2: the quick brown fox jumps over the lazy dog %3")
+                       .arg(line)
+                       .arg(seed)
+                       .arg(rng->generate() % 100000));
+    // Photo-like region: smooth gradient with noise, which is what makes real screenshots big.
+    for (int y = 90; y < 990; ++y) {
+        auto *row = reinterpret_cast<QRgb *>(image.scanLine(y));
+        for (int x = 1240; x < 1860; ++x) {
+            const int noise = int(rng->generate() % 24);
+            row[x] = qRgb((x / 4 + seed * 9 + noise) % 256,
+                          (y / 4 + noise) % 256,
+                          (x + y) / 12 % 256);
+        }
+    }
+    p.end();
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    return png;
+}
+
+StoreCodec::Disk makeLargeStore()
+{
+    StoreCodec::Disk disk;
+    Timestamp when = Timestamp::now();
+    for (int i = 0; i < 200; ++i) {
+        ClipItem item;
+        if (i % 5 == 0) {
+            item = ClipItem::makeImage(screenshotPNG(i), when.addSecs(-i * 60));
+            item.flavors = Flavors{{QStringLiteral("image/png"), *item.imageData}};
+        } else {
+            const QString text = QStringLiteral(
+                                     "Clip %1: some copied text that is a sentence or two long, "
+                                     "as most clipboard entries are.")
+                                     .arg(i);
+            item = ClipItem::makeText(text, when.addSecs(-i * 60));
+            item.flavors = Flavors{{QStringLiteral("UTF8_STRING"), text.toUtf8()},
+                                   {QStringLiteral("text/html"), ("<p>" + text + "</p>").toUtf8()}};
+        }
+        disk.history.append(item);
+    }
+    for (int c = 0; c < 5; ++c) {
+        Category category = Category::make(QStringLiteral("Category %1").arg(c));
+        for (int i = 0; i < 20; ++i) {
+            // Saved copies of history entries: images among them share their bytes.
+            ClipItem copy = disk.history.at((c * 20 + i * 3) % 200);
+            copy.id = QUuid::createUuid();
+            category.items.append(copy);
+        }
+        disk.categories.append(category);
+    }
+    return disk;
+}
+
+// Every Base64 payload the file holds, one entry per occurrence.
+QList<QByteArray> payloads(const StoreCodec::Disk &disk)
+{
+    QList<QByteArray> out;
+    auto add = [&](const ClipItem &item) {
+        if (item.imageData)
+            out.append(*item.imageData);
+        if (item.flavors) {
+            for (const QByteArray &bytes : *item.flavors)
+                out.append(bytes);
+        }
+    };
+    for (const ClipItem &item : disk.history)
+        add(item);
+    for (const Category &category : disk.categories) {
+        for (const ClipItem &item : category.items)
+            add(item);
+    }
+    return out;
+}
+
+qint64 distinctBytes(const StoreCodec::Disk &disk)
+{
+    QSet<const char *> seen;
+    qint64 total = 0;
+    for (const QByteArray &bytes : payloads(disk)) {
+        if (!seen.contains(bytes.constData())) {
+            seen.insert(bytes.constData());
+            total += bytes.size();
+        }
+    }
+    return total;
+}
+
+double median(QList<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values.at(values.size() / 2);
+}
+
+template<typename F>
+double medianMs(F &&work)
+{
+    QList<double> runs;
+    for (int i = 0; i < kRuns; ++i) {
+        QElapsedTimer timer;
+        timer.start();
+        work();
+        runs.append(double(timer.nsecsElapsed()) / 1e6);
+    }
+    return median(runs);
+}
+
+int measureRss(const QString &path)
+{
+    // The program's base: everything the store code needs, touched once on an empty store.
+    {
+        Store warmup(path + QStringLiteral(".absent"));
+    }
+    const long base = statusKiB("VmRSS:");
+    Store store(path);
+    StoreCodec::Disk loaded{store.history(), store.categories()};
+    const long after = statusKiB("VmRSS:");
+    std::printf("%ld %ld %lld %ld\n",
+                base,
+                after,
+                static_cast<long long>(distinctBytes(loaded)),
+                statusKiB("VmHWM:"));
+    return store.history().size() == 200 ? 0 : 1;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    if (argc == 3 && QByteArray(argv[1]) == "--rss") {
+        QCoreApplication app(argc, argv);
+        return measureRss(QString::fromLocal8Bit(argv[2]));
+    }
+
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("store.json"));
+
+    std::printf("Generating 200 entries (40 screenshots 1920x1080) and 5 categories of 20...\n");
+    const StoreCodec::Disk disk = makeLargeStore();
+    const QList<QByteArray> blobs = payloads(disk);
+    qint64 base64Bytes = 0;
+    for (const QByteArray &blob : blobs)
+        base64Bytes += (blob.size() + 2) / 3 * 4;
+
+    // Save: encode + atomic write, against toBase64 of every payload + writing as many bytes.
+    QByteArray encoded;
+    const double saveMs = medianMs([&] {
+        encoded = StoreCodec::encode(disk);
+        StoreWriter::writeFileAtomically(path, encoded);
+    });
+    const QString floorPath = dir.filePath(QStringLiteral("floor.bin"));
+    const double saveFloorMs = medianMs([&] {
+        QByteArray out;
+        out.reserve(encoded.size());
+        for (const QByteArray &blob : blobs)
+            out += blob.toBase64();
+        out.resize(encoded.size(), ' ');
+        StoreWriter::writeFileAtomically(floorPath, out);
+    });
+
+    // Load: the store's constructor, against reading as many bytes + fromBase64 of every payload.
+    QList<QByteArray> encodedBlobs;
+    for (const QByteArray &blob : blobs)
+        encodedBlobs.append(blob.toBase64());
+    const double loadMs = medianMs([&] {
+        Store store(path);
+        Q_ASSERT(store.history().size() == 200);
+    });
+    const double loadFloorMs = medianMs([&] {
+        QFile file(floorPath);
+        file.open(QIODevice::ReadOnly);
+        const QByteArray bytes = file.readAll();
+        qint64 decoded = 0;
+        for (const QByteArray &text : std::as_const(encodedBlobs))
+            decoded += QByteArray::fromBase64(text).size();
+        Q_ASSERT(decoded > 0 && bytes.size() == encoded.size());
+    });
+
+    // A stricter floor: only the distinct payloads encoded or decoded, as the store itself does.
+    QList<QByteArray> distinctBlobs;
+    {
+        QSet<const char *> seen;
+        for (const QByteArray &blob : blobs) {
+            if (!seen.contains(blob.constData())) {
+                seen.insert(blob.constData());
+                distinctBlobs.append(blob);
+            }
+        }
+    }
+    const double saveStrictMs = medianMs([&] {
+        QByteArray out;
+        out.reserve(encoded.size());
+        for (const QByteArray &blob : std::as_const(distinctBlobs))
+            out += blob.toBase64();
+        out.resize(encoded.size(), ' ');
+        StoreWriter::writeFileAtomically(floorPath, out);
+    });
+    QList<QByteArray> encodedDistinct;
+    for (const QByteArray &blob : std::as_const(distinctBlobs))
+        encodedDistinct.append(blob.toBase64());
+    const double loadStrictMs = medianMs([&] {
+        QFile file(floorPath);
+        file.open(QIODevice::ReadOnly);
+        const QByteArray bytes = file.readAll();
+        qint64 decoded = 0;
+        for (const QByteArray &text : std::as_const(encodedDistinct))
+            decoded += QByteArray::fromBase64(text).size();
+        Q_ASSERT(decoded > 0 && bytes.size() == encoded.size());
+    });
+
+    // What one save costs the main thread: the snapshot handed to the writer.
+    QList<double> blocks;
+    {
+        Store store(path);
+        for (int i = 0; i < 20; ++i) {
+            store.captureFromClipboard(ClipItem::makeText(QStringLiteral("edit %1").arg(i)));
+            QElapsedTimer timer;
+            timer.start();
+            store.flushSave();
+            blocks.append(double(timer.nsecsElapsed()) / 1e6);
+            store.waitForWrites();
+        }
+    }
+    const double worstBlock = *std::max_element(blocks.cbegin(), blocks.cend());
+
+    // Memory after loading, in a fresh process so nothing of this one counts.
+    QProcess child;
+    child.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--rss"), path});
+    child.waitForFinished(120000);
+    const QList<QByteArray> rss = child.readAllStandardOutput().trimmed().split(' ');
+
+    std::printf("\nstore.json: %.1f MB (%lld payloads, %.1f MB of Base64)\n",
+                encoded.size() / 1e6,
+                static_cast<long long>(blobs.size()),
+                base64Bytes / 1e6);
+    std::printf("save:  %7.1f ms   floor %7.1f ms   ratio %.2f  (target <= 2.0)\n",
+                saveMs,
+                saveFloorMs,
+                saveMs / saveFloorMs);
+    std::printf("load:  %7.1f ms   floor %7.1f ms   ratio %.2f  (target <= 2.0)\n",
+                loadMs,
+                loadFloorMs,
+                loadMs / loadFloorMs);
+    std::printf("strict floors (distinct payloads only): save %.1f ms, ratio %.2f; load %.1f ms, "
+                "ratio %.2f\n",
+                saveStrictMs,
+                saveMs / saveStrictMs,
+                loadStrictMs,
+                loadMs / loadStrictMs);
+    std::printf("main thread blocked per save: worst %.3f ms of 20  (target <= 5 ms)\n", worstBlock);
+    if (rss.size() == 4) {
+        const double base = rss[0].toDouble() / 1024, after = rss[1].toDouble() / 1024;
+        const double distinct = rss[2].toDouble() / (1 << 20), peak = rss[3].toDouble() / 1024;
+        std::printf(
+            "memory after loading: %.1f MiB above a base of %.1f MiB; distinct decoded bytes "
+            "%.1f MiB; ratio %.2f (target <= 1.1); peak while loading %.1f MiB\n",
+            after - base,
+            base,
+            distinct,
+            (after - base) / distinct,
+            peak);
+    } else {
+        std::printf("memory: the measuring process failed (%s)\n",
+                    child.readAllStandardError().constData());
+    }
+    return 0;
+}
