@@ -2,10 +2,12 @@
 #include "KeyboardShortcuts/SystemKeyboard.h"
 #include "app/AppPrefs.h"
 #include "app/QuitOnSignals.h"
+#include "capture/OCR.h"
 #include "model/SeedData.h"
 #include "model/Store.h"
 
 #include <QApplication>
+#include <QTimer>
 
 int main(int argc, char *argv[])
 {
@@ -20,10 +22,15 @@ int main(int argc, char *argv[])
 
     AppPrefs::shared();
 
+    // Text recognition in images, off the main thread; it outlives the store that uses it.
+    // Each captured image goes through recognizeCapturedImage (capture/CapturedImageText.h).
+    OCR ocr;
     // History and categories, loaded now and saved 300 ms after each change.
-    Store store(Store::defaultStoreFilePath());
+    Store store(Store::defaultStoreFilePath(), &ocr);
     if (qEnvironmentVariable("CLIPHAVEN_SEED") == u"1")
         SeedData::populateIfEmpty(store);
+    // Older images without text are recognised once, shortly after start.
+    QTimer::singleShot(1000, &store, [&store] { store.backfillMissingOCR(); });
 
     // The global shortcut: Shift+Super+V unless the user chose another.
     const KeyboardShortcuts::SystemKeyboard keyboard = KeyboardShortcuts::SystemKeyboard::create();

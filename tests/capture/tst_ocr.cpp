@@ -1,6 +1,6 @@
-#include "capture/OCR.h"
 #include "ProcessMemory.h"
 #include "TestImages.h"
+#include "capture/OCR.h"
 
 #include <QLinearGradient>
 #include <QRandomGenerator>
@@ -175,4 +175,4 @@ private slots:
 };
 
 QTEST_MAIN(OCRTest)
-#include "ocrtest.moc"
+#include "tst_ocr.moc"

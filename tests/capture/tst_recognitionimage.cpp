@@ -1,6 +1,6 @@
-#include "capture/RecognitionImage.h"
 #include "ProcessMemory.h"
 #include "TestImages.h"
+#include "capture/RecognitionImage.h"
 
 #include <QRandomGenerator>
 #include <QTest>
@@ -172,4 +172,4 @@ private:
 };
 
 QTEST_MAIN(RecognitionImageTest)
-#include "recognitionimagetest.moc"
+#include "tst_recognitionimage.moc"

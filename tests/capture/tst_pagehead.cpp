@@ -241,4 +241,4 @@ private slots:
 };
 
 QTEST_GUILESS_MAIN(PageHeadTest)
-#include "pageheadtest.moc"
+#include "tst_pagehead.moc"

@@ -1,6 +1,6 @@
-#include "capture/LinkPreviewCache.h"
 #include "TestHttpServer.h"
 #include "TestImages.h"
+#include "capture/LinkPreviewCache.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -398,4 +398,4 @@ private slots:
 };
 
 QTEST_MAIN(LinkPreviewCacheTest)
-#include "linkpreviewcachetest.moc"
+#include "tst_linkpreviewcache.moc"
