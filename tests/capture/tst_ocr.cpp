@@ -2,6 +2,7 @@
 #include "TestImages.h"
 #include "capture/OCR.h"
 
+#include <QDir>
 #include <QLinearGradient>
 #include <QRandomGenerator>
 #include <QSignalSpy>
@@ -43,6 +44,31 @@ class OCRTest : public QObject
     Q_OBJECT
 
 private slots:
+    // Tesseract's OpenMP teams would add helper threads to every worker, and on two cores
+    // make recognition several times slower. The workers are the only threads it may add.
+    // First in this file: helper threads left by an earlier engine would hide new ones.
+    void startsNoThreadsBesideItsWorkers()
+    {
+        const auto threads = [] {
+            return QDir(QStringLiteral("/proc/self/task"))
+                .entryList(QDir::Dirs | QDir::NoDotAndDotDot)
+                .size();
+        };
+        OCR ocr;
+        const qsizetype before = threads();
+        Outcome first;
+        Outcome second;
+        const QByteArray page = encodeImage(
+            renderLines({"Several lines of text", "to recognise", "with helper threads if any"},
+                        24,
+                        QSize(800, 400)));
+        ocr.recognize(page, recordInto(first));
+        ocr.recognize(page, recordInto(second));
+        QTRY_COMPARE_WITH_TIMEOUT(ocr.pendingCount(), 0, kWaitMs);
+        QVERIFY(first.text && second.text);
+        QCOMPARE_LE(threads(), before + OCR::kMaxConcurrent);
+    }
+
     void joinsLinesInReadingOrderWithOneSpace()
     {
         OCR ocr;
