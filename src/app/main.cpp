@@ -2,7 +2,9 @@
 #include "KeyboardShortcuts/SystemKeyboard.h"
 #include "app/AppPrefs.h"
 #include "app/QuitOnSignals.h"
+#include "capture/CapturedImageText.h"
 #include "capture/ClipboardMonitor.h"
+#include "capture/OCR.h"
 #include "model/SeedData.h"
 #include "model/Store.h"
 #include "paste/Sounds.h"
@@ -10,6 +12,7 @@
 #include "platform/x11/X11Workspace.h"
 
 #include <QApplication>
+#include <QTimer>
 
 int main(int argc, char *argv[])
 {
@@ -24,17 +27,26 @@ int main(int argc, char *argv[])
 
     AppPrefs::shared();
 
+    // Text recognition in images, off the main thread; it outlives the store that uses it.
+    // Each captured image goes through recognizeCapturedImage (capture/CapturedImageText.h).
+    OCR ocr;
     // History and categories, loaded now and saved 300 ms after each change.
-    Store store(Store::defaultStoreFilePath());
+    Store store(Store::defaultStoreFilePath(), &ocr);
     if (qEnvironmentVariable("CLIPHAVEN_SEED") == u"1")
         SeedData::populateIfEmpty(store);
+    // Older images without text are recognised once, shortly after start.
+    QTimer::singleShot(1000, &store, [&store] { store.backfillMissingOCR(); });
 
-    // Capture, started at once: every new copy becomes the newest history entry.
+    // Capture, started at once: every new copy becomes the newest history entry, and an image's
+    // text is recognised in the background.
     Sounds sounds(AppPrefs::shared());
     X11Pasteboard pasteboard;
     X11Workspace workspace;
     ClipboardMonitor monitor(pasteboard, workspace, AppPrefs::shared(), sounds);
-    QObject::connect(&monitor, &ClipboardMonitor::onNew, &store, &Store::captureFromClipboard);
+    QObject::connect(&monitor, &ClipboardMonitor::onNew, &store, [&](const ClipItem &item) {
+        store.captureFromClipboard(item);
+        recognizeCapturedImage(item, ocr, store);
+    });
     monitor.start();
 
     // The global shortcut: Shift+Super+V unless the user chose another.
