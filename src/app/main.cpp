@@ -8,8 +8,14 @@
 #include "app/ui/SparkleUpdater.h"
 #include "app/ui/TrayIcon.h"
 #include "app/x11/X11OpenWindows.h"
+#include "capture/CapturedImageText.h"
+#include "capture/ClipboardMonitor.h"
+#include "capture/OCR.h"
 #include "model/SeedData.h"
 #include "model/Store.h"
+#include "paste/Sounds.h"
+#include "platform/x11/X11Pasteboard.h"
+#include "platform/x11/X11Workspace.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -57,10 +63,27 @@ int main(int argc, char *argv[])
     // "Check for Updates…" reads the feed on demand; nothing runs in the background.
     SparkleUpdater::shared();
 
+    // Text recognition in images, off the main thread; it outlives the store that uses it.
+    // Each captured image goes through recognizeCapturedImage (capture/CapturedImageText.h).
+    OCR ocr;
     // History and categories, loaded now and saved 300 ms after each change.
-    Store store(Store::defaultStoreFilePath());
+    Store store(Store::defaultStoreFilePath(), &ocr);
     if (qEnvironmentVariable("CLIPHAVEN_SEED") == u"1")
         SeedData::populateIfEmpty(store);
+    // Older images without text are recognised once, shortly after start.
+    QTimer::singleShot(1000, &store, [&store] { store.backfillMissingOCR(); });
+
+    // Capture, started at once: every new copy becomes the newest history entry, and an image's
+    // text is recognised in the background.
+    Sounds sounds(AppPrefs::shared());
+    X11Pasteboard pasteboard;
+    X11Workspace workspace;
+    ClipboardMonitor monitor(pasteboard, workspace, AppPrefs::shared(), sounds);
+    QObject::connect(&monitor, &ClipboardMonitor::onNew, &store, [&](const ClipItem &item) {
+        store.captureFromClipboard(item);
+        recognizeCapturedImage(item, ocr, store);
+    });
+    monitor.start();
 
     // The overlay lives elsewhere; until it is wired in, toggling is logged.
     const std::function<void()> toggleOverlay = [] { qInfo("toggleOverlay"); };
