@@ -96,7 +96,10 @@ void ClipboardMonitor::poll()
 bool ClipboardMonitor::isFrontmostIgnored() const
 {
     const std::optional<RunningApplication> app = m_workspace.frontmostApplication();
-    return app && !app->identifier.isEmpty() && m_prefs.ignoredApps().contains(app->identifier);
+    // Window classes and the program names that stand in for them when a desktop entry has no
+    // StartupWMClass differ in case ("XTerm", "xterm"), so the match ignores case.
+    return app && !app->identifier.isEmpty()
+           && m_prefs.ignoredApps().contains(app->identifier, Qt::CaseInsensitive);
 }
 
 void ClipboardMonitor::build(quint64 serial, Flavors flavors)

@@ -211,7 +211,7 @@ void ClipboardMonitorTest::copyInIgnoredApplicationIsSkipped_data()
     QTest::newRow("identifier on the list")
         << list << std::optional(RunningApplication{1, "KeePassXC", 7}) << false;
     QTest::newRow("identifier differs in case")
-        << list << std::optional(RunningApplication{1, "keepassxc", 7}) << true;
+        << list << std::optional(RunningApplication{1, "keepassxc", 7}) << false;
     QTest::newRow("application without identifier")
         << list << std::optional(RunningApplication{1, {}, 7}) << true;
     QTest::newRow("no frontmost application")
