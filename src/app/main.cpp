@@ -2,10 +2,17 @@
 #include "KeyboardShortcuts/SystemKeyboard.h"
 #include "app/AppPrefs.h"
 #include "app/QuitOnSignals.h"
+#include "capture/LinkPreviewCache.h"
 #include "model/SeedData.h"
 #include "model/Store.h"
+#include "overlay/OverlayState.h"
+#include "overlay/OverlayWindow.h"
+#include "overlay/SceneGraphBackend.h"
 
 #include <QApplication>
+#include <QTimer>
+
+#include <functional>
 
 int main(int argc, char *argv[])
 {
@@ -17,6 +24,8 @@ int main(int argc, char *argv[])
     QApplication::setQuitOnLastWindowClosed(false);
     // Logging out or Ctrl+C quits normally, so the store writes a pending save.
     quitApplicationOnTerminationSignals();
+    // Qt Quick's renderer, chosen before any window exists.
+    SceneGraphBackend::choose();
 
     AppPrefs::shared();
 
@@ -24,6 +33,24 @@ int main(int argc, char *argv[])
     Store store(Store::defaultStoreFilePath());
     if (qEnvironmentVariable("CLIPHAVEN_SEED") == u"1")
         SeedData::populateIfEmpty(store);
+
+    // The overlay, built hidden on the next turn so the first shortcut press opens a ready panel.
+    OverlayState overlayState;
+    OverlayWindow overlay(store, overlayState, &LinkPreviewCache::shared());
+    overlay.onBeep = [] { QApplication::beep(); };
+    // Called 0.16 s after a pick, once the overlay is gone and focus is back: the paster's place.
+    std::function<void(const ClipItem &)> paste = [](const ClipItem &item) {
+        qInfo().noquote() << "picked" << item.id.toString(QUuid::WithoutBraces)
+                          << item.preview().left(60);
+    };
+    overlay.onPick = [&overlay, &paste](const ClipItem &item) {
+        overlay.hide();
+        QTimer::singleShot(160, &overlay, [&paste, item] {
+            if (paste)
+                paste(item);
+        });
+    };
+    QTimer::singleShot(0, &overlay, [&overlay] { overlay.build(); });
 
     // The global shortcut: Shift+Super+V unless the user chose another.
     const KeyboardShortcuts::SystemKeyboard keyboard = KeyboardShortcuts::SystemKeyboard::create();
@@ -34,7 +61,12 @@ int main(int argc, char *argv[])
                       KeyboardShortcuts::Shortcut(KeyboardShortcuts::Key::v,
                                                   KeyboardShortcuts::ModifierFlag::command
                                                       | KeyboardShortcuts::ModifierFlag::shift));
-    shortcuts.onKeyDown(toggleOverlay, [] { qInfo("toggleOverlay"); });
+    shortcuts.onKeyDown(toggleOverlay, [&overlay] {
+        if (overlay.isVisible())
+            overlay.hide();
+        else
+            overlay.show();
+    });
 
     const int status = app.exec();
     KeyboardShortcuts::setCurrentKeyboardLayout(nullptr);
