@@ -8,9 +8,11 @@
 #include "overlay/OverlayState.h"
 #include "overlay/OverlayWindow.h"
 #include "overlay/SceneGraphBackend.h"
+#include "platform/x11/X11WindowHints.h"
 
 #include <QApplication>
 #include <QTimer>
+#include <QWindow>
 
 #include <functional>
 
@@ -38,6 +40,7 @@ int main(int argc, char *argv[])
     OverlayState overlayState;
     OverlayWindow overlay(store, overlayState, &LinkPreviewCache::shared());
     overlay.onBeep = [] { QApplication::beep(); };
+    overlay.beforeMap = [](QWindow &window) { X11WindowHints::skipTaskbar(window); };
     // Called 0.16 s after a pick, once the overlay is gone and focus is back: the paster's place.
     std::function<void(const ClipItem &)> paste = [](const ClipItem &item) {
         qInfo().noquote() << "picked" << item.id.toString(QUuid::WithoutBraces)

@@ -189,6 +189,8 @@ void OverlayWindow::show()
     m_appearance->stop();
     m_state.resetForShow();
 
+    if (!m_view->isVisible() && beforeMap)
+        beforeMap(*m_view);
     m_view->show();
     m_view->raise();
     m_view->requestActivate();

@@ -19,6 +19,7 @@ class QKeyEvent;
 class QPropertyAnimation;
 class QQuickWindow;
 class QScreen;
+class QWindow;
 class Store;
 class TileImageSource;
 
@@ -56,6 +57,9 @@ public:
     std::function<bool()> isPreviewVisible;
     // Ctrl+digit for a category that does not exist.
     std::function<void()> onBeep;
+    // Called with the native window each time before it is mapped: window manager hints that
+    // Qt has no API for.
+    std::function<void(QWindow &)> beforeMap;
 
     // Makes the window, its views and its native window, hidden. show() builds on first use.
     void build();
