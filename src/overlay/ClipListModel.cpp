@@ -27,7 +27,7 @@ bool looksDecodable(const QByteArray &bytes)
     if (!reader.canRead())
         return false;
     const QSize size = reader.size();
-    return !size.isValid() || !size.isEmpty();
+    return size.isValid() && !size.isEmpty();
 }
 
 QString linkImageToken(const QUrl &url)
