@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QHashFunctions>
+#include <QMetaType>
 #include <QString>
 #include <QtGlobal>
 
@@ -137,3 +138,5 @@ Key keyOf(SpecialKey special);
 QString presentableDescription(SpecialKey special);
 
 } // namespace KeyboardShortcuts
+
+Q_DECLARE_METATYPE(KeyboardShortcuts::Key)

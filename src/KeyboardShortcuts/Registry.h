@@ -44,7 +44,8 @@ private:
 
 // Named shortcuts: stored in the settings under "KeyboardShortcuts_" plus the name as the
 // shortcut's JSON text, registered with the system while some handler wants them, and
-// dispatched to every name that stores the pressed shortcut. Main thread only.
+// dispatched to every name that stores the pressed shortcut (in the order the registry first
+// saw the names; each name's handlers in the order added, then its streams). Main thread only.
 //
 // A name that was never set reads as its default shortcut; clearing stores an empty text, so a
 // cleared name stays cleared across launches.

@@ -14,6 +14,8 @@ namespace KeyboardShortcuts {
 namespace {
 
 constexpr quint16 kCoreModifiers = 0xff;
+// Longer than any keyboard's auto-repeat delay.
+constexpr quint32 kRepeatWindowMs = 2500;
 
 } // namespace
 
@@ -118,14 +120,7 @@ void X11HotKeyBackend::unregisterHotKey(int hotKeyId)
     if (it->grabbed)
         ungrab(it->grab);
     m_hotKeys.erase(it);
-    for (auto pressed = m_pressed.begin(); pressed != m_pressed.end();) {
-        if (*pressed == hotKeyId) {
-            m_repeatTimes.remove(pressed.key());
-            pressed = m_pressed.erase(pressed);
-        } else {
-            ++pressed;
-        }
-    }
+    forgetPresses(hotKeyId);
     xcb_flush(m_connection);
 }
 
@@ -135,11 +130,14 @@ void X11HotKeyBackend::setEventHandler(EventHandler handler)
 }
 
 // Key names keep their keycodes across layouts, but a new keyboard may move keys or Num Lock.
+// The server also announces a new keymap whenever input switches between devices (a real
+// keyboard and XTest), so unchanged grabs and their held keys are left alone.
 // A grab the new keymap makes impossible or that another client holds by now is dropped
 // silently; the registry still counts the shortcut as registered.
 void X11HotKeyBackend::regrabAll()
 {
-    for (HotKey &hotKey : m_hotKeys) {
+    for (auto it = m_hotKeys.begin(); it != m_hotKeys.end(); ++it) {
+        HotKey &hotKey = *it;
         const std::optional<Grab> resolved = resolve(hotKey.shortcut);
         if (hotKey.grabbed && resolved && *resolved == hotKey.grab)
             continue;
@@ -148,10 +146,19 @@ void X11HotKeyBackend::regrabAll()
         hotKey.grabbed = resolved && grab(*resolved) == 0;
         if (hotKey.grabbed)
             hotKey.grab = *resolved;
+        forgetPresses(it.key());
     }
-    m_pressed.clear();
-    m_repeatTimes.clear();
     xcb_flush(m_connection);
+}
+
+void X11HotKeyBackend::forgetPresses(int hotKeyId)
+{
+    for (auto pressed = m_pressed.begin(); pressed != m_pressed.end();) {
+        if (pressed->hotKeyId == hotKeyId)
+            pressed = m_pressed.erase(pressed);
+        else
+            ++pressed;
+    }
 }
 
 bool X11HotKeyBackend::isKeyDown(quint8 keycode) const
@@ -191,28 +198,30 @@ bool X11HotKeyBackend::nativeEventFilter(const QByteArray &eventType, void *mess
         const auto pressed = m_pressed.constFind(key->detail);
         if (pressed == m_pressed.cend())
             return false;
-        // Auto-repeat sends a release and a press with the same time while the key stays down.
-        if (isKeyDown(key->detail)) {
-            m_repeatTimes.insert(key->detail, key->time);
+        m_lastReleaseTimes.insert(key->detail, key->time);
+        // Auto-repeat may send a release with each repeated press while the key stays down.
+        if (isKeyDown(key->detail))
             return consumed;
-        }
-        const int hotKeyId = *pressed;
+        const int hotKeyId = pressed->hotKeyId;
         m_pressed.erase(pressed);
         deliver(hotKeyId, EventType::keyUp);
         return consumed;
     }
 
-    if (const auto pressed = m_pressed.constFind(key->detail); pressed != m_pressed.cend()) {
-        const auto repeat = m_repeatTimes.constFind(key->detail);
-        if (repeat != m_repeatTimes.cend() && *repeat == key->time) {
-            m_repeatTimes.erase(repeat);
+    if (const auto pressed = m_pressed.find(key->detail); pressed != m_pressed.end()) {
+        // Repeats come with or without a release before them, within the repeat delay.
+        if (key->time - pressed->lastTime <= kRepeatWindowMs) {
+            pressed->lastTime = key->time;
             return consumed;
         }
-        // The release went elsewhere (a grab came and went in between): close the old press.
-        const int hotKeyId = *pressed;
+        // Long after: the release went elsewhere (another client's grab came and went), so
+        // this is a new press; close the old one.
+        const int hotKeyId = pressed->hotKeyId;
         m_pressed.erase(pressed);
-        m_repeatTimes.remove(key->detail);
         deliver(hotKeyId, EventType::keyUp);
+    } else if (m_lastReleaseTimes.value(key->detail) == key->time) {
+        // The repeat of a key whose release was just taken as real.
+        return consumed;
     }
     const quint16 modifiers = key->state & kCoreModifiers;
     for (auto it = m_hotKeys.cbegin(); it != m_hotKeys.cend(); ++it) {
@@ -221,7 +230,7 @@ bool X11HotKeyBackend::nativeEventFilter(const QByteArray &eventType, void *mess
             continue;
         if ((modifiers & ~(XCB_MOD_MASK_LOCK | grab.numLock)) != grab.modifiers)
             continue;
-        m_pressed.insert(key->detail, it.key());
+        m_pressed.insert(key->detail, Press{it.key(), key->time});
         deliver(it.key(), EventType::keyDown);
         return consumed;
     }

@@ -59,6 +59,7 @@ private:
     int grab(const Grab &grab);
     void ungrab(const Grab &grab);
     void regrabAll();
+    void forgetPresses(int hotKeyId);
     bool isKeyDown(quint8 keycode) const;
     void deliver(int hotKeyId, EventType type);
 
@@ -66,11 +67,15 @@ private:
     X11Keymap &m_keymap;
     QList<quint32> m_roots;
     QMap<int, HotKey> m_hotKeys;
+    struct Press
+    {
+        int hotKeyId = 0;
+        quint32 lastTime = 0; // of the press or its latest repeat
+    };
     // The hot key each held keycode pressed, so that its release (whatever modifiers are left
     // by then) and the key's auto-repeat are recognised.
-    QHash<quint8, int> m_pressed;
-    // The time of an auto-repeat release, which the repeat's press carries too.
-    QHash<quint8, quint32> m_repeatTimes;
+    QHash<quint8, Press> m_pressed;
+    QHash<quint8, quint32> m_lastReleaseTimes;
     EventHandler m_handler;
 };
 
