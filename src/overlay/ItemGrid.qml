@@ -114,7 +114,7 @@ Item {
 
         delegate: ItemTile {
             controller: area.controller
-            onContextMenuRequested: (index, position) => menu.openAt(index, area, position)
+            onContextMenuRequested: (index, position) => menu.openAt(index, area, area.mapFromItem(null, position))
         }
 
         WheelHandler {

@@ -23,6 +23,7 @@ Item {
 
     property GridController controller
 
+    // position: in scene coordinates.
     signal contextMenuRequested(int index, point position)
 
     function requestLinkPreview() {
@@ -93,36 +94,40 @@ Item {
             id: pointer
             objectName: "tilePointer"
             anchors.fill: parent
-            acceptedButtons: Qt.LeftButton | Qt.RightButton
             hoverEnabled: true
-            drag.target: pressedButtons === Qt.LeftButton ? dragSource : null
+            drag.target: dragSource
             drag.threshold: 6
 
-            onPressed: (mouse) => {
-                if (mouse.button === Qt.RightButton) {
-                    cell.contextMenuRequested(cell.index, mapToItem(cell.parent, mouse.x, mouse.y))
+            onClicked: (mouse) => cell.controller.handleTap(cell.index, mouse.modifiers)
+            // Past the threshold the platform's drag takes over; it returns once dropped.
+            drag.onActiveChanged: {
+                if (!drag.active)
                     return
-                }
-                dragSource.payload = cell.controller.dragPayload(cell.index)
-            }
-            onClicked: (mouse) => {
-                if (mouse.button === Qt.LeftButton)
-                    cell.controller.handleTap(cell.index, mouse.modifiers)
-            }
-            onReleased: {
+                dragSource.Drag.mimeData = { "text/plain": cell.controller.dragPayload(cell.index) }
+                dragSource.Drag.active = true
+                dragSource.Drag.startDrag(Qt.CopyAction)
+                dragSource.Drag.active = false
+                // The drop took the release: start over unpressed, with the proxy back home.
+                enabled = false
+                enabled = true
                 dragSource.x = 0
                 dragSource.y = 0
             }
         }
 
-        // Dragging a tile offers the ids of the items it stands for, as plain text.
+        TapHandler {
+            acceptedButtons: Qt.RightButton
+            onPressedChanged: {
+                if (pressed)
+                    cell.contextMenuRequested(cell.index,
+                                              face.mapToItem(null, point.position.x, point.position.y))
+            }
+        }
+
+        // Stands for the tile while a drag is under way: what it carries is the ids of the
+        // items the tile stands for, as plain text.
         Item {
             id: dragSource
-            property string payload
-            Drag.active: pointer.drag.active
-            Drag.dragType: Drag.Automatic
-            Drag.supportedActions: Qt.CopyAction
-            Drag.mimeData: ({ "text/plain": payload })
         }
     }
 

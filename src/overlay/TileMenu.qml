@@ -6,6 +6,7 @@ import Cliphaven.Overlay
 // delete it. The category submenu and its divider are left out when there are no categories.
 Menu {
     id: menu
+    objectName: "tileMenu"
 
     required property GridController controller
     property int tileIndex: -1

@@ -30,15 +30,17 @@ public:
 
     GridController *controller() { return &m_grid; }
 
-    // count items, "0" newest; no selection, nothing picked.
+    // count items, "0" newest; no categories, no selection, nothing picked.
     Q_INVOKABLE void reset(int count)
     {
+        m_store.setCategories({});
         m_store.eraseHistory();
         for (int i = count - 1; i >= 0; --i)
             m_store.captureFromClipboard(ClipItem::makeText(QString::number(i)));
         m_state.clearSelection();
         m_picked.clear();
     }
+    Q_INVOKABLE void addCategory(const QString &name) { m_store.addCategory(name); }
     Q_INVOKABLE QStringList picked() const { return m_picked; }
     Q_INVOKABLE QVariantList selectedIndexes() const
     {

@@ -118,6 +118,42 @@ Item {
             compare(fixture.selectedIndexes(), [])
         }
 
+        function test_rightClickOpensTheTilesMenu() {
+            const menu = findChild(grid, "tileMenu")
+            const p = tileCentre(2)
+            mouseClick(grid, p.x, p.y, Qt.RightButton)
+            tryCompare(menu, "opened", true)
+            verify(fixture.controller.menuOpen)
+            compare(menu.tileIndex, 2)
+            // No categories: the delete entry alone.
+            compare(menu.count, 1)
+            compare(menu.itemAt(0).text, "Delete")
+            menu.itemAt(0).triggered()
+            tryCompare(menu, "opened", false)
+            verify(!fixture.controller.menuOpen)
+            compare(grid.view.count, 11)
+            compare(fixture.picked(), [])
+        }
+
+        function test_theMenuOffersCategoriesOnceThereAreSome() {
+            fixture.addCategory("Work")
+            const menu = findChild(grid, "tileMenu")
+            const a = tileCentre(1)
+            const b = tileCentre(3)
+            mouseClick(grid, a.x, a.y, Qt.LeftButton, Qt.ControlModifier)
+            mouseClick(grid, b.x, b.y, Qt.LeftButton, Qt.ControlModifier)
+            mouseClick(grid, b.x, b.y, Qt.RightButton)
+            tryCompare(menu, "opened", true)
+            compare(menu.count, 3)
+            compare(menu.itemAt(0).text, "Add Selection to Category")
+            compare(menu.itemAt(2).text, "Delete Selection")
+            const categories = menu.itemAt(0).subMenu
+            compare(categories.count, 1)
+            compare(categories.itemAt(0).text, "Work")
+            menu.close()
+            tryCompare(menu, "opened", false)
+        }
+
         function test_aPressWithoutMovementIsNoRubberBand() {
             const p = tileCentre(4)
             mouseClick(grid, p.x, p.y, Qt.LeftButton, Qt.ControlModifier)
