@@ -65,6 +65,9 @@ ClipListModel::ClipListModel(Store &store,
     , m_links(links)
 {
     Q_ASSERT(m_images);
+    // Published first: a tile made for a new row may ask for its image at once.
+    connect(&m_store, &Store::historyChanged, this, &ClipListModel::publishImages);
+    connect(&m_store, &Store::categoriesChanged, this, &ClipListModel::publishImages);
     connect(&m_store, &Store::historyChanged, this, &ClipListModel::refresh);
     connect(&m_store, &Store::categoriesChanged, this, &ClipListModel::refresh);
     connect(&m_state, &OverlayState::queryChanged, this, &ClipListModel::refresh);
@@ -200,13 +203,20 @@ ClipListModel::Row ClipListModel::makeRow(const ClipItem &item, bool selected)
     return row;
 }
 
-void ClipListModel::publishImages(const QList<ClipItem> &items)
+void ClipListModel::publishImages()
 {
+    // Every image the store holds, not only the filtered ones: a tile that a query is taking
+    // away may still be loading. The bytes are shared with the store, not copied.
     QHash<QString, QByteArray> bytes;
-    for (const ClipItem &item : items) {
-        if (item.kind == ClipKind::Image && item.imageData)
-            bytes.insert(idString(item.id), *item.imageData);
-    }
+    const auto add = [&bytes](const QList<ClipItem> &items) {
+        for (const ClipItem &item : items) {
+            if (item.kind == ClipKind::Image && item.imageData)
+                bytes.insert(idString(item.id), *item.imageData);
+        }
+    };
+    add(m_store.history());
+    for (const Category &category : m_store.categories())
+        add(category.items);
     m_images->setItemImages(std::move(bytes));
 }
 
@@ -215,7 +225,6 @@ void ClipListModel::reset()
     const QList<ClipItem> next = itemsForCurrentTab(m_state, m_store);
     const int before = count();
     beginResetModel();
-    publishImages(next);
     m_rows.clear();
     m_rows.reserve(next.size());
     const QSet<QUuid> &selection = m_state.selection();
@@ -230,8 +239,6 @@ void ClipListModel::refresh()
 {
     const QList<ClipItem> next = itemsForCurrentTab(m_state, m_store);
     const int before = count();
-    // Published first: a tile made for a new row may ask for its image at once.
-    publishImages(next);
 
     QHash<QUuid, int> wanted;
     wanted.reserve(next.size());

@@ -96,7 +96,7 @@ private:
     void reset();
     void updateRow(int row, const ClipItem &item);
     void updateSelection();
-    void publishImages(const QList<ClipItem> &items);
+    void publishImages();
     void requestLinkPreview(const QUrl &url);
     void linkPreviewArrived(const QUrl &url);
 

@@ -137,7 +137,10 @@ private slots:
         const QString id = f.model->data(f.model->index(0), ClipListModel::IdRole).toString();
         QCOMPARE(source, QStringLiteral("image://tiles/item/%1/12").arg(id));
         QCOMPARE(f.images->itemImage(id), png);
-        // Gone from the list, gone from the provider's reach.
+        // Filtered out, it stays reachable for a tile still loading it...
+        f.state.setQuery(QStringLiteral("no such text"));
+        QCOMPARE(f.images->itemImage(id), png);
+        // ...but gone from the store, it is gone.
         f.store.deleteFromHistory(QUuid::fromString(id));
         QVERIFY(f.images->itemImage(id).isEmpty());
     }
