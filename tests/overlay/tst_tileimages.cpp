@@ -1,0 +1,197 @@
+#include "overlay/SceneGraphBackend.h"
+#include "overlay/SoftShadow.h"
+#include "overlay/TileImageProvider.h"
+
+#include <QBuffer>
+#include <QPainter>
+#include <QQuickImageResponse>
+#include <QQuickTextureFactory>
+#include <QSignalSpy>
+#include <QTest>
+
+namespace {
+
+// Left half red, right half blue.
+QByteArray halvesPng(QSize size)
+{
+    QImage image(size, QImage::Format_ARGB32);
+    QPainter painter(&image);
+    painter.fillRect(0, 0, size.width() / 2, size.height(), Qt::red);
+    painter.fillRect(size.width() / 2, 0, size.width() - size.width() / 2, size.height(), Qt::blue);
+    painter.end();
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    return bytes;
+}
+
+int alphaAt(const QImage &image, int x, int y)
+{
+    return qAlpha(image.pixel(x, y));
+}
+
+} // namespace
+
+class TileImagesTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void thumbnailsFillTheRequestedSizeCroppedToTheCentre()
+    {
+        auto source = std::make_shared<TileImageSource>();
+        source->setItemImages({{"A", halvesPng(QSize(800, 200))}});
+        TileImageProvider provider(source);
+        const QImage image = provider.render(QStringLiteral("item/A/12"), QSize(100, 100));
+        QCOMPARE(image.size(), QSize(100, 100));
+        // The centre of a 4:1 image cropped to a square still holds both halves.
+        QCOMPARE(QColor(image.pixel(25, 50)), QColor(Qt::red));
+        QCOMPARE(QColor(image.pixel(75, 50)), QColor(Qt::blue));
+        // Rounded corners are baked in.
+        QCOMPARE(alphaAt(image, 0, 0), 0);
+        QCOMPARE(alphaAt(image, 99, 99), 0);
+        QCOMPARE(alphaAt(image, 50, 0), 255);
+    }
+
+    void withoutARequestedSizeThumbnailsStayBounded()
+    {
+        auto source = std::make_shared<TileImageSource>();
+        source->setItemImages({{"A", halvesPng(QSize(3000, 1500))}});
+        TileImageProvider provider(source);
+        const QImage image = provider.render(QStringLiteral("item/A/0"), QSize());
+        QCOMPARE(image.size(), QSize(1024, 512));
+        QCOMPARE(alphaAt(image, 0, 0), 255);
+    }
+
+    void linkImagesRoundOnlyTheTopCorners()
+    {
+        auto source = std::make_shared<TileImageSource>();
+        QImage green(300, 200, QImage::Format_ARGB32);
+        green.fill(Qt::green);
+        source->setLinkImage(QStringLiteral("token"), green);
+        TileImageProvider provider(source);
+        const QImage image = provider.render(QStringLiteral("link/token/12"), QSize(160, 80));
+        QCOMPARE(image.size(), QSize(160, 80));
+        QCOMPARE(alphaAt(image, 0, 0), 0);
+        QCOMPARE(alphaAt(image, 159, 0), 0);
+        QCOMPARE(alphaAt(image, 0, 79), 255);
+        QCOMPARE(alphaAt(image, 159, 79), 255);
+    }
+
+    void whatCannotBeMadeIsNull_data()
+    {
+        QTest::addColumn<QString>("id");
+        QTest::newRow("garbage bytes") << "item/bad/12";
+        QTest::newRow("unknown item") << "item/nobody/12";
+        QTest::newRow("unknown link") << "link/nothing/12";
+        QTest::newRow("unknown kind") << "other/A/12";
+        QTest::newRow("unknown shadow") << "shadow/window";
+        QTest::newRow("malformed") << "item";
+    }
+    void whatCannotBeMadeIsNull()
+    {
+        QFETCH(QString, id);
+        auto source = std::make_shared<TileImageSource>();
+        source->setItemImages({{"bad", QByteArray("\x89PNG\r\n\x1a\n garbage")}});
+        TileImageProvider provider(source);
+        QVERIFY(provider.render(id, QSize(100, 100)).isNull());
+    }
+
+    void theCacheStaysWithinItsBound()
+    {
+        auto source = std::make_shared<TileImageSource>();
+        QHash<QString, QByteArray> images;
+        for (int i = 0; i < 20; ++i)
+            images.insert(QString::number(i), halvesPng(QSize(200, 200)));
+        source->setItemImages(images);
+        // Room for about two 100 x 100 images of four bytes a pixel.
+        TileImageProvider provider(source, 100 * 1024);
+        for (int i = 0; i < 20; ++i)
+            QVERIFY(!provider.render(QStringLiteral("item/%1/12").arg(i), QSize(100, 100)).isNull());
+        QVERIFY(provider.cachedBytes() > 0);
+        QVERIFY(provider.cachedBytes() <= 100 * 1024);
+    }
+
+    void responsesFinishWithTheImage()
+    {
+        auto source = std::make_shared<TileImageSource>();
+        source->setItemImages({{"A", halvesPng(QSize(400, 300))}});
+        TileImageProvider provider(source);
+        std::unique_ptr<QQuickImageResponse> response(
+            provider.requestImageResponse(QStringLiteral("item/A/12"), QSize(120, 90)));
+        QSignalSpy finished(response.get(), &QQuickImageResponse::finished);
+        QVERIFY(finished.wait(10000));
+        QVERIFY(response->errorString().isEmpty());
+        std::unique_ptr<QQuickTextureFactory> texture(response->textureFactory());
+        QCOMPARE(texture->textureSize(), QSize(120, 90));
+
+        std::unique_ptr<QQuickImageResponse> failed(
+            provider.requestImageResponse(QStringLiteral("item/missing/12"), QSize(120, 90)));
+        QSignalSpy failedSpy(failed.get(), &QQuickImageResponse::finished);
+        QVERIFY(failedSpy.wait(10000));
+        QVERIFY(!failed->errorString().isEmpty());
+    }
+
+    void cancelledResponsesStillFinish()
+    {
+        auto source = std::make_shared<TileImageSource>();
+        source->setItemImages({{"A", halvesPng(QSize(400, 300))}});
+        TileImageProvider provider(source);
+        std::unique_ptr<QQuickImageResponse> response(
+            provider.requestImageResponse(QStringLiteral("item/A/12"), QSize(120, 90)));
+        QSignalSpy finished(response.get(), &QQuickImageResponse::finished);
+        response->cancel();
+        QVERIFY(finished.wait(10000));
+    }
+
+    void shadowsLeaveTheShapeClearAndFadeOutward_data()
+    {
+        QTest::addColumn<SoftShadow::Style>("style");
+        QTest::newRow("card") << SoftShadow::Card;
+        QTest::newRow("tile glow") << SoftShadow::TileGlow;
+    }
+    void shadowsLeaveTheShapeClearAndFadeOutward()
+    {
+        QFETCH(SoftShadow::Style, style);
+        const QImage &image = SoftShadow::image(style);
+        const SoftShadow::Geometry geometry = SoftShadow::geometry(style);
+        const int size = image.width();
+        QCOMPARE(image.height(), size);
+        const int middle = size / 2;
+        const int margin = geometry.margin;
+        QCOMPARE(alphaAt(image, middle, middle), 0);
+        QCOMPARE(alphaAt(image, 0, 0), 0);
+        // Just outside the left edge there is shadow, less of it further out.
+        const int near = alphaAt(image, margin - 2, middle);
+        const int far = alphaAt(image, margin / 3, middle);
+        QVERIFY(near > 0);
+        QVERIFY(near > far);
+        // Left and right match; the middle rows repeat, so stretching them is seamless.
+        QCOMPARE(alphaAt(image, size - margin + 1, middle), near);
+        QCOMPARE(image.pixel(margin - 2, middle - 1), image.pixel(margin - 2, middle));
+        QCOMPARE(image.pixel(middle - 1, margin - 2), image.pixel(middle, margin - 2));
+    }
+
+    void softwareRenderersAreRecognised_data()
+    {
+        QTest::addColumn<QByteArray>("renderer");
+        QTest::addColumn<bool>("software");
+        QTest::newRow("llvmpipe") << QByteArray("llvmpipe (LLVM 15.0.6, 256 bits)") << true;
+        QTest::newRow("softpipe") << QByteArray("softpipe") << true;
+        QTest::newRow("swrast") << QByteArray("Mesa DRI swrast") << true;
+        QTest::newRow("no context at all") << QByteArray() << true;
+        QTest::newRow("Intel") << QByteArray("Mesa Intel(R) UHD Graphics 620 (KBL GT2)") << false;
+        QTest::newRow("AMD") << QByteArray("AMD Radeon RX 6600 (navi23, LLVM 15.0.6)") << false;
+        QTest::newRow("NVIDIA") << QByteArray("NVIDIA GeForce GTX 1060/PCIe/SSE2") << false;
+    }
+    void softwareRenderersAreRecognised()
+    {
+        QFETCH(QByteArray, renderer);
+        QFETCH(bool, software);
+        QCOMPARE(SceneGraphBackend::isSoftwareRenderer(renderer), software);
+    }
+};
+
+QTEST_MAIN(TileImagesTest)
+#include "tst_tileimages.moc"
