@@ -4,6 +4,7 @@
 #include "GridController.h"
 #include "KeyboardShortcuts/KeyTable.h"
 #include "OverlayState.h"
+#include "ShapeImageProvider.h"
 #include "SoftShadow.h"
 #include "TileImageProvider.h"
 
@@ -150,8 +151,13 @@ void OverlayWindow::build()
     view->setFormat(format);
     view->setColor(Qt::transparent);
     view->setResizeMode(QQuickView::SizeRootObjectToView);
+    // Laid out at its likely size from the start, so tiles are made and their thumbnails
+    // decoded at the size they will be shown.
+    if (QScreen *screen = QGuiApplication::primaryScreen())
+        view->setGeometry(panelGeometry(screen->availableGeometry()));
     view->engine()->addImportPath(QStringLiteral("qrc:/"));
     view->engine()->addImageProvider(QStringLiteral("tiles"), new TileImageProvider(m_images));
+    view->engine()->addImageProvider(QStringLiteral("shapes"), new ShapeImageProvider);
     view->setInitialProperties({{QStringLiteral("overlayState"), QVariant::fromValue(&m_state)},
                                 {QStringLiteral("controller"), QVariant::fromValue(m_grid)}});
     view->setSource(QUrl(QStringLiteral("qrc:/Cliphaven/Overlay/OverlayView.qml")));
