@@ -27,6 +27,32 @@ QByteArray halvesPng(QSize size)
     return bytes;
 }
 
+quint32 crc32(const QByteArray &bytes)
+{
+    quint32 crc = 0xffffffffu;
+    for (const char byte : bytes) {
+        crc ^= quint8(byte);
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc >> 1) ^ (0xedb88320u & (0u - (crc & 1u)));
+    }
+    return ~crc;
+}
+
+// A valid small PNG whose header claims width by height pixels.
+QByteArray pngClaiming(quint32 width, quint32 height)
+{
+    QByteArray png = halvesPng(QSize(8, 8));
+    // Signature (8), chunk length (4), "IHDR" (4), then width and height, then 5 bytes, CRC.
+    const auto put = [&png](int at, quint32 value) {
+        for (int i = 0; i < 4; ++i)
+            png[at + i] = char(value >> (24 - 8 * i));
+    };
+    put(16, width);
+    put(20, height);
+    put(29, crc32(png.mid(12, 17)));
+    return png;
+}
+
 int alphaAt(const QImage &image, int x, int y)
 {
     return qAlpha(image.pixel(x, y));
@@ -97,6 +123,14 @@ private slots:
         source->setItemImages({{"bad", QByteArray("\x89PNG\r\n\x1a\n garbage")}});
         TileImageProvider provider(source);
         QVERIFY(provider.render(id, QSize(100, 100)).isNull());
+    }
+
+    void anImageClaimingGiganticSizeIsRefused()
+    {
+        auto source = std::make_shared<TileImageSource>();
+        source->setItemImages({{"huge", pngClaiming(60000, 60000)}});
+        TileImageProvider provider(source);
+        QVERIFY(provider.render(QStringLiteral("item/huge/12"), QSize(180, 150)).isNull());
     }
 
     void theCacheStaysWithinItsBound()
