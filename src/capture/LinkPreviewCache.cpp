@@ -9,7 +9,6 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
-#include <QPointer>
 #include <QTimer>
 #include <QtConcurrent/QtConcurrentRun>
 
@@ -158,7 +157,7 @@ private:
                                  : QByteArrayLiteral("image/*,*/*;q=0.8"));
         m_body.clear();
         m_limit = limit;
-        m_responseChecked = false;
+        m_verdict = Verdict::Unchecked;
         m_reply = m_network->get(request);
         m_reply->setParent(this);
         m_reply->setReadBufferSize(kReadBufferBytes);
@@ -166,13 +165,17 @@ private:
         connect(m_reply, &QNetworkReply::finished, this, &Fetch::onFinished);
     }
 
+    enum class Verdict { Unchecked, Read, Refuse, AwaitError };
+
     // First look at the response, once it has headers: is it worth reading on?
-    bool acceptResponse()
+    Verdict judgeResponse()
     {
-        m_responseChecked = true;
+        // An error status ends in an error anyway. Aborting such a reply from its readyRead
+        // makes Qt warn about reporting an error twice, so it is left to finish (bounded by
+        // the deadline), its body unread.
         const int status = m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
         if (status >= 400)
-            return false;
+            return Verdict::AwaitError;
         const QByteArray contentType = m_reply->header(QNetworkRequest::ContentTypeHeader)
                                            .toByteArray();
         const QByteArray type = mediaType(contentType);
@@ -184,19 +187,27 @@ private:
             if (m_pageIsImage)
                 m_limit = kMaxImageBytes;
             else if (!type.isEmpty() && !isHtmlType(type))
-                return false;
+                return Verdict::Refuse;
         } else if (isHtmlType(type)) {
-            return false; // an image address answered with a page (a login wall, an error)
+            return Verdict::Refuse; // an image address answered with a page (a login wall)
         }
         const QVariant length = m_reply->header(QNetworkRequest::ContentLengthHeader);
-        return !(readingImage() && length.isValid() && length.toLongLong() > m_limit);
+        if (readingImage() && length.isValid() && length.toLongLong() > m_limit)
+            return Verdict::Refuse;
+        return Verdict::Read;
     }
 
     bool readingImage() const { return m_stage == Stage::Image || m_pageIsImage; }
 
     void onReadyRead()
     {
-        if (!m_responseChecked && !acceptResponse()) {
+        if (m_verdict == Verdict::Unchecked)
+            m_verdict = judgeResponse();
+        if (m_verdict == Verdict::AwaitError) {
+            m_reply->skip(m_reply->bytesAvailable());
+            return;
+        }
+        if (m_verdict == Verdict::Refuse) {
             stopReading();
             failed();
             return;
@@ -230,8 +241,9 @@ private:
 
     void onFinished()
     {
-        const bool ok = m_reply->error() == QNetworkReply::NoError
-                        && (m_responseChecked || acceptResponse());
+        if (m_verdict == Verdict::Unchecked)
+            m_verdict = judgeResponse();
+        const bool ok = m_reply->error() == QNetworkReply::NoError && m_verdict == Verdict::Read;
         if (ok)
             m_body += m_reply->readAll();
         stopReading();
@@ -252,7 +264,8 @@ private:
             return;
         QNetworkReply *reply = std::exchange(m_reply, nullptr);
         reply->disconnect(this);
-        reply->abort();
+        if (!reply->isFinished())
+            reply->abort();
         reply->deleteLater();
     }
 
@@ -342,7 +355,7 @@ private:
     QNetworkReply *m_reply = nullptr;
     QByteArray m_body;
     qint64 m_limit = 0;
-    bool m_responseChecked = false;
+    Verdict m_verdict = Verdict::Unchecked;
 
     // What the page gave.
     QUrl m_pageUrl;

@@ -6,13 +6,14 @@
 #include <QStringList>
 
 #include <omp.h>
+#include <sys/resource.h>
 #include <tesseract/baseapi.h>
 #include <tesseract/ocrclass.h>
 #include <tesseract/resultiterator.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <memory>
-#include <mutex>
 
 namespace {
 
@@ -26,15 +27,25 @@ constexpr float kMinWordConfidence = 30.0f;
 constexpr int kMinLettersInWord = 2;
 // Screenshots are the usual input; the value also quiets the "invalid resolution" warning.
 constexpr int kAssumedDpi = 96;
+constexpr int kWorkerNiceness = 10;
 
 // Tesseract's LSTM asks OpenMP for several threads per line; on two cores and with two
 // engines that is about five times slower than running each engine single-threaded.
 // OMP_THREAD_LIMIT is read when libgomp loads, before main, so setting it from here comes too
-// late; with no active parallel levels every region runs on the calling thread.
-void limitOpenMpToOneThread()
+// late; with no active parallel levels every region runs on the calling thread. The setting
+// belongs to the calling thread, so each worker makes it before its engine starts.
+void runOpenMpOnThisThreadOnly()
 {
-    static std::once_flag once;
-    std::call_once(once, [] { omp_set_max_active_levels(0); });
+    omp_set_max_active_levels(0);
+}
+
+// Recognition is background work: on a busy machine the main thread must win the CPU, or the
+// interface stutters while a backfill runs. Linux applies nice values per thread.
+void lowerThisThreadsPriority()
+{
+#ifdef Q_OS_LINUX
+    setpriority(PRIO_PROCESS, gettid(), kWorkerNiceness);
+#endif
 }
 
 bool isCancelled(void *flag, int)
@@ -47,11 +58,16 @@ class Engine
 public:
     Engine()
     {
+        runOpenMpOnThisThreadOnly();
+        lowerThisThreadsPriority();
         m_ready = m_api.Init(nullptr, "eng", tesseract::OEM_LSTM_ONLY) == 0;
         if (m_ready) {
             m_api.SetPageSegMode(tesseract::PSM_AUTO);
             // Its diagnostics ("Empty page!!") would otherwise go to stderr.
             m_api.SetVariable("debug_file", "/dev/null");
+            // Otsu per tile rather than for the whole page: screenshots mix light and dark
+            // backgrounds (title bars, sidebars), where one global threshold loses the text.
+            m_api.SetVariable("thresholding_method", "1");
         }
     }
     ~Engine() { m_api.End(); }
@@ -133,7 +149,6 @@ thread_local std::unique_ptr<Engine> t_engine;
 OCR::OCR(QObject *parent)
     : QObject(parent)
 {
-    limitOpenMpToOneThread();
     m_pool.setMaxThreadCount(kMaxConcurrent);
     m_pool.setExpiryTimeout(kIdleWorkerExpiryMs);
     m_pool.setObjectName(QStringLiteral("OCR"));

@@ -177,6 +177,29 @@ QByteArray toUtf8(const QByteArray &html, const QByteArray &charset)
     return text.toUtf8();
 }
 
+// The parser's cost grows with the square of the nesting depth (a megabyte of unclosed <div>s
+// takes minutes), and only the head is wanted: it is parsed up to where the body begins, and
+// up to kMaxTags tags when a page never gets there.
+constexpr int kMaxTags = 5000;
+
+qsizetype headLength(const QByteArray &html)
+{
+    int tags = 0;
+    const qsizetype size = html.size();
+    for (qsizetype i = html.indexOf('<'); i >= 0 && i + 1 < size; i = html.indexOf('<', i + 1)) {
+        const char next = html.at(i + 1);
+        const bool startTag = (next >= 'a' && next <= 'z') || (next >= 'A' && next <= 'Z');
+        if (startTag && ++tags > kMaxTags)
+            return i;
+        const char *tag = html.constData() + i + 1;
+        const qsizetype left = size - i - 1;
+        if ((left >= 4 && qstrnicmp(tag, "body", 4) == 0)
+            || (left >= 5 && qstrnicmp(tag, "/head", 5) == 0))
+            return i;
+    }
+    return size;
+}
+
 struct GumboOutputDeleter
 {
     void operator()(GumboOutput *output) const
@@ -193,7 +216,7 @@ PageHead parsePageHead(const QByteArray &html, const QUrl &pageUrl, const QByteA
     GumboOptions options = kGumboDefaultOptions;
     options.max_errors = 0; // errors are of no use here, and broken pages would pile them up
     const std::unique_ptr<GumboOutput, GumboOutputDeleter> output(
-        gumbo_parse_with_options(&options, source.constData(), size_t(source.size())));
+        gumbo_parse_with_options(&options, source.constData(), size_t(headLength(source))));
     PageHead head;
     if (!output)
         return head;

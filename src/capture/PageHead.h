@@ -8,7 +8,8 @@
 #include <optional>
 
 // What a link preview takes from a web page, read with an HTML parser from the start of the page
-// (which may be cut off anywhere, or be no valid HTML at all).
+// (which may be cut off anywhere, or be no valid HTML at all). Only the head is read: parsing
+// ends where the body begins.
 struct PageHead
 {
     // og:title, else the <title> element; entities decoded, white space collapsed; absent

@@ -7,8 +7,10 @@
 #include <png.h>
 
 #include <algorithm>
+#include <cmath>
 #include <csetjmp>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -28,22 +30,28 @@ inline uint greyOnWhite(const png_byte *rgba)
     return (luma * alpha + 255u * (255u - alpha) + 127u) / 255u;
 }
 
-// Accumulates full-size rows into a box-filtered image smaller by an integer factor.
+// Averages full-size rows, as they arrive, into an image of recognitionSize(): each output
+// pixel is the mean of the source pixels that fall into it.
 class Downscaler
 {
 public:
-    bool begin(png_uint_32 width, png_uint_32 height, int maxSide)
+    bool begin(png_uint_32 width, png_uint_32 height)
     {
         m_width = width;
         m_height = height;
-        const png_uint_32 longer = std::max(width, height);
-        m_factor = std::max<png_uint_32>(1, (longer + maxSide - 1) / png_uint_32(maxSide));
-        const int outWidth = int((width + m_factor - 1) / m_factor);
-        const int outHeight = int((height + m_factor - 1) / m_factor);
-        m_image = QImage(outWidth, outHeight, QImage::Format_Grayscale8);
+        const QSize target = recognitionSize(QSize(int(width), int(height)));
+        m_outWidth = png_uint_32(target.width());
+        m_outHeight = png_uint_32(target.height());
+        m_image = QImage(int(m_outWidth), int(m_outHeight), QImage::Format_Grayscale8);
         if (m_image.isNull())
             return false;
-        m_sums.assign(size_t(outWidth), 0);
+        m_column.resize(width);
+        m_columnsPerPixel.assign(m_outWidth, 0);
+        for (png_uint_32 x = 0; x < width; ++x) {
+            m_column[x] = png_uint_32(quint64(x) * m_outWidth / width);
+            ++m_columnsPerPixel[m_column[x]];
+        }
+        m_sums.assign(m_outWidth, 0);
         m_row.resize(size_t(width) * 4);
         return true;
     }
@@ -54,28 +62,36 @@ public:
     {
         const png_byte *pixel = m_row.data();
         for (png_uint_32 x = 0; x < m_width; ++x, pixel += 4)
-            m_sums[x / m_factor] += greyOnWhite(pixel);
-        const bool blockDone = (y + 1) % m_factor == 0 || y + 1 == m_height;
-        if (!blockDone)
+            m_sums[m_column[x]] += greyOnWhite(pixel);
+        ++m_rowsInPixel;
+        const png_uint_32 outY = outRow(y);
+        if (y + 1 < m_height && outRow(y + 1) == outY)
             return;
-        const png_uint_32 rows = y % m_factor + 1;
-        uchar *out = m_image.scanLine(int(y / m_factor));
-        for (size_t ox = 0; ox < m_sums.size(); ++ox) {
-            const png_uint_32 columns = std::min<png_uint_32>(m_factor,
-                                                              m_width - png_uint_32(ox) * m_factor);
-            out[ox] = uchar(m_sums[ox] / (columns * rows));
+        uchar *out = m_image.scanLine(int(outY));
+        for (png_uint_32 ox = 0; ox < m_outWidth; ++ox) {
+            out[ox] = uchar(m_sums[ox] / (quint64(m_columnsPerPixel[ox]) * m_rowsInPixel));
             m_sums[ox] = 0;
         }
+        m_rowsInPixel = 0;
     }
 
     QImage image() const { return m_image; }
 
 private:
+    png_uint_32 outRow(png_uint_32 y) const
+    {
+        return png_uint_32(quint64(y) * m_outHeight / m_height);
+    }
+
     png_uint_32 m_width = 0;
     png_uint_32 m_height = 0;
-    png_uint_32 m_factor = 1;
+    png_uint_32 m_outWidth = 0;
+    png_uint_32 m_outHeight = 0;
+    png_uint_32 m_rowsInPixel = 0;
     QImage m_image;
-    std::vector<quint32> m_sums;
+    std::vector<png_uint_32> m_column;          // output column of each source column
+    std::vector<png_uint_32> m_columnsPerPixel; // source columns in each output column
+    std::vector<quint64> m_sums;
     std::vector<png_byte> m_row;
 };
 
@@ -106,14 +122,16 @@ enum class PngResult { Decoded, Failed, Interlaced };
 
 // Everything libpng may jump out of lives in this function, which owns no object with a
 // destructor: the state it changes is reached through pointers set before setjmp.
-PngResult readPngRows(png_structp png, png_infop info, Downscaler *scaler, int maxSide)
+PngResult readPngRows(png_structp png, png_infop info, Downscaler *scaler)
 {
     if (setjmp(png_jmpbuf(png)))
         return PngResult::Failed;
     png_read_info(png, info);
     const png_uint_32 width = png_get_image_width(png, info);
     const png_uint_32 height = png_get_image_height(png, info);
-    if (width == 0 || height == 0 || qint64(width) * height > kRecognitionMaxSourcePixels)
+    if (width == 0 || height == 0 || width > png_uint_32(std::numeric_limits<int>::max())
+        || height > png_uint_32(std::numeric_limits<int>::max())
+        || qint64(width) * height > kRecognitionMaxSourcePixels)
         return PngResult::Failed;
     if (png_get_interlace_type(png, info) != PNG_INTERLACE_NONE)
         return PngResult::Interlaced;
@@ -123,7 +141,7 @@ PngResult readPngRows(png_structp png, png_infop info, Downscaler *scaler, int m
     png_set_gray_to_rgb(png);
     png_set_add_alpha(png, 0xff, PNG_FILLER_AFTER);
     png_read_update_info(png, info);
-    if (png_get_rowbytes(png, info) != size_t(width) * 4 || !scaler->begin(width, height, maxSide))
+    if (png_get_rowbytes(png, info) != size_t(width) * 4 || !scaler->begin(width, height))
         return PngResult::Failed;
     for (png_uint_32 y = 0; y < height; ++y) {
         png_read_row(png, scaler->row(), nullptr);
@@ -149,7 +167,16 @@ public:
     png_infop info = nullptr;
 };
 
-QImage flattenToGrey(QImage image, int maxSide)
+QImage fitForRecognition(const QImage &grey)
+{
+    const QSize target = recognitionSize(grey.size());
+    if (target == grey.size())
+        return grey;
+    return grey.scaled(target, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
+        .convertToFormat(QImage::Format_Grayscale8);
+}
+
+QImage flattenToGrey(QImage image)
 {
     if (image.hasAlphaChannel()) {
         QImage flat(image.size(), QImage::Format_RGB32);
@@ -161,13 +188,10 @@ QImage flattenToGrey(QImage image, int maxSide)
         painter.end();
         image = flat;
     }
-    QImage grey = image.convertToFormat(QImage::Format_Grayscale8);
-    if (std::max(grey.width(), grey.height()) > maxSide)
-        grey = grey.scaled(maxSide, maxSide, Qt::KeepAspectRatio, Qt::SmoothTransformation);
-    return grey;
+    return fitForRecognition(image.convertToFormat(QImage::Format_Grayscale8));
 }
 
-QImage decodeWithQt(const QByteArray &data, int maxSide)
+QImage decodeWithQt(const QByteArray &data)
 {
     QBuffer buffer;
     buffer.setData(data);
@@ -179,24 +203,39 @@ QImage decodeWithQt(const QByteArray &data, int maxSide)
             return {};
         // Formats that can decode at a reduced size (JPEG) do so; the rest stay within the
         // reader's allocation limit or fail.
-        if (std::max(size.width(), size.height()) > maxSide)
-            reader.setScaledSize(size.scaled(maxSide, maxSide, Qt::KeepAspectRatio));
+        const QSize target = recognitionSize(size);
+        if (target != size)
+            reader.setScaledSize(target);
     }
     const QImage image = reader.read();
     if (image.isNull())
         return {};
-    return flattenToGrey(image, maxSide);
+    return flattenToGrey(image);
 }
 
 } // namespace
 
-QImage decodeForRecognition(const QByteArray &data, int maxSide)
+QSize recognitionSize(QSize source, qint64 maxPixels, int maxSide)
 {
-    Q_ASSERT(maxSide > 0);
+    Q_ASSERT(maxPixels > 0 && maxSide > 0);
+    if (source.isEmpty())
+        return source;
+    const double area = double(source.width()) * source.height();
+    const double scale = std::min({1.0,
+                                   std::sqrt(double(maxPixels) / area),
+                                   double(maxSide) / std::max(source.width(), source.height())});
+    if (scale >= 1.0)
+        return source;
+    return QSize(std::max(1, int(source.width() * scale)),
+                 std::max(1, int(source.height() * scale)));
+}
+
+QImage decodeForRecognition(const QByteArray &data)
+{
     if (data.isEmpty())
         return {};
     if (!isPng(data))
-        return decodeWithQt(data, maxSide);
+        return decodeWithQt(data);
 
     PngReadStruct reader;
     if (!reader.info)
@@ -204,13 +243,13 @@ QImage decodeForRecognition(const QByteArray &data, int maxSide)
     PngInput input{reinterpret_cast<const png_byte *>(data.constData()), size_t(data.size()), 0};
     png_set_read_fn(reader.png, &input, readPngBytes);
     const auto scaler = std::make_unique<Downscaler>();
-    switch (readPngRows(reader.png, reader.info, scaler.get(), maxSide)) {
+    switch (readPngRows(reader.png, reader.info, scaler.get())) {
     case PngResult::Decoded:
         return scaler->image();
     case PngResult::Interlaced:
         // Interlaced rows only complete in the last pass; Qt decodes those whole, which the
         // reader's allocation limit keeps bounded.
-        return decodeWithQt(data, maxSide);
+        return decodeWithQt(data);
     case PngResult::Failed:
         break;
     }

@@ -1,0 +1,255 @@
+import QtQuick
+import QtQuick.Controls.Fusion
+import QtQuick.Templates as T
+import QtQuick.Layouts
+
+// The content of the preferences window: five sections, each change applied at once.
+Pane {
+    id: view
+
+    required property QtObject prefs
+    required property QtObject model
+    required property QtObject recorder
+    required property QtObject ignoredApps
+    required property QtObject chooser
+    required property QtObject autostart
+
+    readonly property color secondaryText: Qt.rgba(palette.windowText.r, palette.windowText.g, palette.windowText.b, 0.7)
+
+    padding: 0
+
+    ScrollView {
+        id: scroll
+        objectName: "preferencesScroll"
+        anchors.fill: parent
+        contentWidth: availableWidth
+        ScrollBar.horizontal.policy: ScrollBar.AlwaysOff
+
+        Item {
+            width: scroll.availableWidth
+            implicitHeight: sections.implicitHeight + 44
+
+            ColumnLayout {
+                id: sections
+                x: 22
+                y: 22
+                width: parent.width - 44
+                spacing: 20
+
+                // 1. The global shortcut.
+                ColumnLayout {
+                    Layout.fillWidth: true
+                    spacing: 8
+                    SectionTitle {
+                        text: "Keyboard Shortcut"
+                    }
+                    RowLayout {
+                        Layout.fillWidth: true
+                        spacing: 8
+                        Label {
+                            text: "Open Cliphaven"
+                            color: view.secondaryText
+                        }
+                        Item {
+                            Layout.fillWidth: true
+                        }
+                        ShortcutRecorderField {
+                            objectName: "shortcutRecorder"
+                            recorder: view.recorder
+                        }
+                        Button {
+                            objectName: "resetShortcutButton"
+                            text: "Reset"
+                            visible: !view.recorder.isAtDefault
+                            font.pixelSize: 11
+                            implicitHeight: 24
+                            implicitWidth: implicitContentWidth + leftPadding + rightPadding
+                            leftPadding: 10
+                            rightPadding: 10
+                            topPadding: 2
+                            bottomPadding: 2
+                            onClicked: view.recorder.reset()
+                        }
+                    }
+                    Caption {
+                        Layout.fillWidth: true
+                        text: "Requires at least one modifier key (Ctrl, Alt, Shift, Super)."
+                    }
+                    Caption {
+                        objectName: "shortcutProblem"
+                        Layout.fillWidth: true
+                        visible: text.length > 0
+                        text: view.recorder.problem
+                        color: "#c62828"
+                    }
+                }
+
+                Divider {}
+
+                // 2. The panel icon, and starting with the session.
+                ColumnLayout {
+                    Layout.fillWidth: true
+                    spacing: 8
+                    SectionTitle {
+                        text: "Panel"
+                    }
+                    Switch {
+                        leftPadding: 0
+                        objectName: "showInMenuBarSwitch"
+                        Layout.fillWidth: true
+                        text: "Show icon in the panel's system tray"
+                        checked: view.prefs.showInMenuBar
+                        onToggled: view.prefs.showInMenuBar = checked
+                    }
+                    Caption {
+                        Layout.fillWidth: true
+                        text: "Open Cliphaven from your applications menu or use your shortcut to bring back the overlay."
+                    }
+                    Switch {
+                        leftPadding: 0
+                        objectName: "launchAtLoginSwitch"
+                        Layout.fillWidth: true
+                        text: "Launch at login"
+                        checked: view.autostart.enabled
+                        onToggled: {
+                            view.autostart.enabled = checked
+                            // A write that failed leaves the switch as it really is.
+                            checked = Qt.binding(() => view.autostart.enabled)
+                        }
+                    }
+                }
+
+                Divider {}
+
+                // 3. Sounds.
+                ColumnLayout {
+                    Layout.fillWidth: true
+                    spacing: 8
+                    SectionTitle {
+                        text: "Sounds"
+                    }
+                    Switch {
+                        leftPadding: 0
+                        objectName: "playSoundsSwitch"
+                        Layout.fillWidth: true
+                        text: "Play sound effects on copy and paste"
+                        checked: view.prefs.playSounds
+                        onToggled: view.prefs.playSounds = checked
+                    }
+                    Caption {
+                        Layout.fillWidth: true
+                        text: "A short tick when something new is copied, and a softer drop when you paste."
+                    }
+                }
+
+                Divider {}
+
+                // 4. The history.
+                ColumnLayout {
+                    Layout.fillWidth: true
+                    spacing: 8
+                    SectionTitle {
+                        text: "History"
+                    }
+                    RowLayout {
+                        Layout.fillWidth: true
+                        Label {
+                            objectName: "historyCount"
+                            text: view.model.historyCountText
+                            color: view.secondaryText
+                        }
+                        Item {
+                            Layout.fillWidth: true
+                        }
+                        Button {
+                            objectName: "eraseHistoryButton"
+                            text: "Erase History…"
+                            enabled: view.model.canEraseHistory
+                            palette.buttonText: enabled ? "#c62828" : view.secondaryText
+                            onClicked: eraseDialog.open()
+                        }
+                    }
+                    Caption {
+                        Layout.fillWidth: true
+                        text: "Saved categories are not affected."
+                    }
+                }
+
+                Divider {}
+
+                // 5. Ignored applications.
+                ColumnLayout {
+                    Layout.fillWidth: true
+                    spacing: 8
+                    RowLayout {
+                        Layout.fillWidth: true
+                        SectionTitle {
+                            text: "Ignored Applications"
+                        }
+                        Item {
+                            Layout.fillWidth: true
+                        }
+                        ToolButton {
+                            objectName: "addIgnoredAppButton"
+                            implicitWidth: 28
+                            implicitHeight: 28
+                            padding: 0
+                            icon.source: "icons/add.svg"
+                            icon.width: 18
+                            icon.height: 18
+                            icon.color: "transparent"
+                            Accessible.name: "Add an application"
+                            ToolTip.visible: hovered
+                            ToolTip.text: "Add an application"
+                            onClicked: chooserDialog.open()
+                        }
+                    }
+                    Caption {
+                        Layout.fillWidth: true
+                        text: "Cliphaven will not capture clipboard activity while these apps are frontmost."
+                    }
+                    RowLayout {
+                        objectName: "noIgnoredApps"
+                        Layout.topMargin: 4
+                        visible: view.ignoredApps.count === 0
+                        spacing: 8
+                        Image {
+                            source: "icons/tray-placeholder.svg"
+                            sourceSize: Qt.size(18, 18)
+                            opacity: 0.8
+                        }
+                        Caption {
+                            text: "No ignored apps"
+                            opacity: 0.75
+                        }
+                    }
+                    ColumnLayout {
+                        objectName: "ignoredAppRows"
+                        Layout.fillWidth: true
+                        spacing: 6
+                        Repeater {
+                            model: view.ignoredApps
+                            IgnoredAppRow {
+                                onRemoveClicked: view.ignoredApps.remove(identifier)
+                            }
+                        }
+                    }
+                }
+            }
+        }
+    }
+
+    EraseHistoryDialog {
+        id: eraseDialog
+        objectName: "eraseDialog"
+        parent: T.Overlay.overlay
+        model: view.model
+    }
+
+    ApplicationChooser {
+        id: chooserDialog
+        objectName: "chooserDialog"
+        parent: T.Overlay.overlay
+        chooser: view.chooser
+    }
+}

@@ -1,0 +1,87 @@
+#include "PreferencesWindow.h"
+
+#include "AppIconProvider.h"
+#include "app/AppPrefs.h"
+#include "app/ApplicationCatalog.h"
+#include "app/ApplicationChooserModel.h"
+#include "app/AutostartEntry.h"
+#include "app/IgnoredAppsModel.h"
+#include "app/PreferencesModel.h"
+#include "app/ShortcutNames.h"
+#include "app/ShortcutRecorder.h"
+
+#include <QCursor>
+#include <QGuiApplication>
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QQuickWindow>
+#include <QScreen>
+
+PreferencesWindow::PreferencesWindow(Store &store,
+                                     AppPrefs &prefs,
+                                     KeyboardShortcuts::Registry &shortcuts,
+                                     const OpenWindows *windows,
+                                     QObject *parent)
+    : QObject(parent)
+    , m_store(store)
+    , m_prefs(prefs)
+    , m_shortcuts(shortcuts)
+    , m_windows(windows)
+{}
+
+PreferencesWindow::~PreferencesWindow()
+{
+    delete m_window;
+}
+
+void PreferencesWindow::build()
+{
+    auto catalog = std::make_shared<const ApplicationCatalog>();
+    m_model = std::make_unique<PreferencesModel>(m_store);
+    m_recorder = std::make_unique<ShortcutRecorder>(m_shortcuts, ShortcutNames::toggleOverlay);
+    m_ignoredApps = std::make_unique<IgnoredAppsModel>(m_prefs, catalog);
+    m_chooser = std::make_unique<ApplicationChooserModel>(m_prefs, catalog, m_windows);
+    m_autostart = std::make_unique<AutostartEntry>();
+
+    m_engine = std::make_unique<QQmlEngine>();
+    m_engine->addImageProvider(AppIconProvider::kId, new AppIconProvider);
+    QQmlComponent component(m_engine.get(),
+                            QUrl(QStringLiteral(
+                                "qrc:/Cliphaven/Preferences/PreferencesWindow.qml")));
+    QObject *root = component.createWithInitialProperties({
+        {QStringLiteral("prefs"), QVariant::fromValue<QObject *>(&m_prefs)},
+        {QStringLiteral("model"), QVariant::fromValue<QObject *>(m_model.get())},
+        {QStringLiteral("recorder"), QVariant::fromValue<QObject *>(m_recorder.get())},
+        {QStringLiteral("ignoredApps"), QVariant::fromValue<QObject *>(m_ignoredApps.get())},
+        {QStringLiteral("chooser"), QVariant::fromValue<QObject *>(m_chooser.get())},
+        {QStringLiteral("autostart"), QVariant::fromValue<QObject *>(m_autostart.get())},
+    });
+    m_window = qobject_cast<QQuickWindow *>(root);
+    if (!m_window)
+        qFatal("The preferences window failed to load: %s", qPrintable(component.errorString()));
+}
+
+void PreferencesWindow::showPreferences()
+{
+    if (!m_window) {
+        build();
+    } else {
+        // Applications may have come and gone since the last time.
+        auto catalog = std::make_shared<const ApplicationCatalog>();
+        m_ignoredApps->setCatalog(catalog);
+        m_chooser->refresh(catalog);
+        m_recorder->reload();
+    }
+    if (!m_window->isVisible()) {
+        // Centred on the screen the user is working on.
+        QScreen *screen = QGuiApplication::screenAt(QCursor::pos());
+        if (!screen)
+            screen = QGuiApplication::primaryScreen();
+        m_window->setScreen(screen);
+        const QRect area = screen->availableGeometry();
+        m_window->setPosition(area.center() - QPoint(m_window->width(), m_window->height()) / 2);
+    }
+    m_window->show();
+    m_window->raise();
+    m_window->requestActivate();
+}

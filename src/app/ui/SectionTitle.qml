@@ -1,0 +1,7 @@
+import QtQuick
+import QtQuick.Controls.Fusion
+
+Label {
+    font.pixelSize: 14
+    font.weight: Font.DemiBold
+}

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "app/UpdateChecker.h"
+
+#include <QObject>
+#include <QPointer>
+
+#include <functional>
+
+class QMessageBox;
+class QSettings;
+
+// "Check for Updates…": reads the update feed and tells the user what it found, offering the
+// download page when a newer version is out. The check runs in the background behind a
+// "Checking…" box that can cancel it.
+class SparkleUpdater : public QObject
+{
+    Q_OBJECT
+
+public:
+    using UrlOpener = std::function<bool(const QUrl &)>;
+
+    // The process-wide instance, reading the feed location from the user's settings.
+    static SparkleUpdater &shared();
+
+    // settings must outlive the updater; the feed location is read anew for every check.
+    explicit SparkleUpdater(QSettings &settings,
+                            QString currentVersion = QStringLiteral(CLIPHAVEN_VERSION),
+                            QObject *parent = nullptr);
+    ~SparkleUpdater() override;
+
+    // Opens links in the browser unless told otherwise (tests).
+    void setUrlOpener(UrlOpener opener) { m_openUrl = std::move(opener); }
+    void setTimeoutMs(int timeoutMs) { m_timeoutMs = timeoutMs; }
+
+    // The box on screen now (the progress box or the answer); null when none.
+    QMessageBox *currentAlert() const;
+
+public slots:
+    void checkForUpdates();
+
+signals:
+    // The answer is on screen.
+    void checkFinished(const UpdateCheckResult &result);
+
+private:
+    void showResult(const UpdateCheckResult &result);
+    void present(QMessageBox *box);
+
+    QSettings &m_settings;
+    QString m_currentVersion;
+    UpdateChecker m_checker;
+    UrlOpener m_openUrl;
+    int m_timeoutMs = UpdateChecker::kDefaultTimeoutMs;
+    QPointer<QMessageBox> m_progress;
+    QPointer<QMessageBox> m_result;
+};

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+#include <QSystemTrayIcon>
+
+#include <memory>
+
+class AppPrefs;
+class QMenu;
+
+// Cliphaven's icon in the panel's tray: present exactly while showInMenuBar is on, a clipboard
+// or, while capturing is paused, a pause sign. A left click asks for the overlay; the right
+// click opens the menu.
+class TrayIcon : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit TrayIcon(AppPrefs &prefs, QObject *parent = nullptr);
+    ~TrayIcon() override;
+
+    // Creates or removes the icon to match the setting; harmless to repeat.
+    void applyMenuBarVisibility();
+    void refreshStatusItemAppearance();
+
+    // Null while the setting is off.
+    QSystemTrayIcon *statusItem() const { return m_statusItem.get(); }
+    QMenu *menu() const { return m_menu.get(); }
+    // The resource the icon shows now.
+    QString iconPath() const;
+
+signals:
+    // A left click, or "Show Cliphaven".
+    void toggleOverlayRequested();
+    void preferencesRequested();
+    void checkForUpdatesRequested();
+    void quitRequested();
+
+private:
+    void activated(QSystemTrayIcon::ActivationReason reason);
+
+    AppPrefs &m_prefs;
+    std::unique_ptr<QMenu> m_menu;
+    std::unique_ptr<QSystemTrayIcon> m_statusItem;
+};

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "model/ClipItem.h"
+#include "platform/Workspace.h"
+
+#include <QObject>
+
+#include <functional>
+#include <optional>
+
+class AppPrefs;
+class ClipboardMonitor;
+class KeyPoster;
+class Pasteboard;
+class Sounds;
+
+// Puts a chosen item back on the clipboard with every flavor it was captured with, brings the
+// application that was in front back to the front and types the paste keystroke into it. When
+// keystrokes cannot be posted here, the item is left on the clipboard and the user is told so,
+// once per installation. Main thread only.
+class Paster : public QObject
+{
+    Q_OBJECT
+
+public:
+    // Time the reactivated application gets to take the keyboard focus.
+    static constexpr int kKeystrokeDelayMs = 120;
+
+    static QString alertMessage();
+    static QString alertInformativeText();
+
+    Paster(Pasteboard &pasteboard,
+           Workspace &workspace,
+           KeyPoster &keys,
+           Sounds &sounds,
+           AppPrefs &prefs,
+           QObject *parent = nullptr);
+
+    void paste(const ClipItem &item,
+               const std::optional<RunningApplication> &app,
+               ClipboardMonitor &monitor);
+
+    // Shows the one-time explanation; by default a modal message box. Tests replace it.
+    void setAlertPresenter(std::function<void()> present) { m_presentAlert = std::move(present); }
+
+private:
+    void write(const ClipItem &item);
+    void promptForAccessibilityOnce();
+
+    Pasteboard &m_pasteboard;
+    Workspace &m_workspace;
+    KeyPoster &m_keys;
+    Sounds &m_sounds;
+    AppPrefs &m_prefs;
+    std::function<void()> m_presentAlert;
+};

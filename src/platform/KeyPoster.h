@@ -1,0 +1,14 @@
+#pragma once
+
+// Synthetic keyboard input into whatever application has the focus. Main thread only.
+class KeyPoster
+{
+public:
+    virtual ~KeyPoster() = default;
+
+    // Whether posted keys can reach other applications in this session at all.
+    virtual bool isTrusted() = 0;
+    // Releases modifier keys still held, then types the paste keystroke. Does nothing when
+    // untrusted.
+    virtual void postPasteKeystroke() = 0;
+};

@@ -1,0 +1,558 @@
+#include "X11SelectionReader.h"
+
+#include <QHash>
+#include <QList>
+
+#include <xcb/xcb.h>
+#include <xcb/xfixes.h>
+
+#include <cstring>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+struct Request
+{
+    quint64 id = 0;
+    qint64 changeCount = 0;
+};
+
+struct Transfer
+{
+    enum Status { Ok, Refused, TimedOut, Superseded, Failed } status = Failed;
+    QByteArray data;
+    xcb_atom_t type = XCB_NONE;
+    uint8_t format = 0;
+};
+
+template<typename T>
+using Reply = std::unique_ptr<T, decltype(&free)>;
+
+template<typename T>
+Reply<T> reply(T *raw)
+{
+    return Reply<T>(raw, &free);
+}
+
+} // namespace
+
+class X11SelectionReader::Worker
+{
+public:
+    Worker(const QByteArray &displayName, std::chrono::milliseconds timeout, Callbacks callbacks);
+    ~Worker();
+
+    bool connected() const { return m_connection != nullptr; }
+    qint64 changeCount() const { return m_changeCount.load(); }
+    void requestRead(quint64 readId, qint64 changeCount);
+    void cancel();
+
+private:
+    enum class Wait { Done, TimedOut, Superseded, Failed };
+
+    bool setUp(const QByteArray &displayName);
+    xcb_atom_t intern(const char *name);
+    void run();
+    void wake();
+    void sleepUntilActivity(int timeoutMs);
+    void pumpEvents();
+    void handleEvent(const xcb_generic_event_t *event);
+    bool superseded(const Request &request) const;
+    template<typename Predicate>
+    Wait waitUntil(const Request &request, Clock::time_point deadline, Predicate done);
+
+    // Nothing when the read was superseded; empty flavors when nothing could be read.
+    std::optional<Flavors> read(const Request &request);
+    Transfer convert(const Request &request, xcb_window_t window, xcb_atom_t target);
+    Transfer receiveIncrementally(const Request &request, xcb_window_t window, Transfer transfer);
+    QList<QByteArray> atomNames(const QList<xcb_atom_t> &atoms);
+
+    const std::chrono::milliseconds m_timeout;
+    const Callbacks m_callbacks;
+    xcb_connection_t *m_connection = nullptr;
+    xcb_window_t m_root = XCB_NONE;
+    xcb_window_t m_watchWindow = XCB_NONE;
+    uint8_t m_xfixesEventBase = 0;
+    xcb_atom_t m_clipboard = XCB_NONE;
+    xcb_atom_t m_targets = XCB_NONE;
+    xcb_atom_t m_incr = XCB_NONE;
+    xcb_atom_t m_property = XCB_NONE;
+    QList<xcb_atom_t> m_pseudoTargets;
+    QHash<xcb_atom_t, QByteArray> m_atomNames;
+
+    // State of the request being waited for; touched only by the worker thread.
+    xcb_window_t m_requestor = XCB_NONE;
+    xcb_atom_t m_awaitedTarget = XCB_NONE;
+    std::optional<xcb_selection_notify_event_t> m_notify;
+    bool m_propertyWritten = false;
+
+    int m_wakeFd = -1;
+    std::atomic<qint64> m_changeCount{0};
+    std::atomic<quint64> m_wantedId{0};
+    std::atomic<bool> m_stopping{false};
+    std::mutex m_mutex;
+    std::optional<Request> m_pending;
+    std::thread m_thread;
+};
+
+X11SelectionReader::Worker::Worker(const QByteArray &displayName,
+                                   std::chrono::milliseconds timeout,
+                                   Callbacks callbacks)
+    : m_timeout(timeout)
+    , m_callbacks(std::move(callbacks))
+{
+    m_wakeFd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (m_wakeFd < 0 || !setUp(displayName)) {
+        if (m_connection)
+            xcb_disconnect(m_connection);
+        m_connection = nullptr;
+    }
+    m_thread = std::thread([this] { run(); });
+}
+
+X11SelectionReader::Worker::~Worker()
+{
+    m_stopping = true;
+    wake();
+    m_thread.join();
+    if (m_connection)
+        xcb_disconnect(m_connection);
+    if (m_wakeFd >= 0)
+        close(m_wakeFd);
+}
+
+xcb_atom_t X11SelectionReader::Worker::intern(const char *name)
+{
+    auto answer = reply(
+        xcb_intern_atom_reply(m_connection,
+                              xcb_intern_atom(m_connection, 0, uint16_t(strlen(name)), name),
+                              nullptr));
+    return answer ? answer->atom : XCB_NONE;
+}
+
+bool X11SelectionReader::Worker::setUp(const QByteArray &displayName)
+{
+    m_connection = xcb_connect(displayName.isEmpty() ? nullptr : displayName.constData(), nullptr);
+    if (xcb_connection_has_error(m_connection))
+        return false;
+    const xcb_setup_t *setup = xcb_get_setup(m_connection);
+    const xcb_screen_iterator_t screens = xcb_setup_roots_iterator(setup);
+    if (!screens.rem)
+        return false;
+    m_root = screens.data->root;
+
+    const xcb_query_extension_reply_t *xfixes = xcb_get_extension_data(m_connection, &xcb_xfixes_id);
+    if (!xfixes || !xfixes->present)
+        return false;
+    m_xfixesEventBase = xfixes->first_event;
+    // The version must be announced before any other XFixes request.
+    free(xcb_xfixes_query_version_reply(m_connection,
+                                        xcb_xfixes_query_version(m_connection, 5, 0),
+                                        nullptr));
+
+    m_clipboard = intern("CLIPBOARD");
+    m_targets = intern("TARGETS");
+    m_incr = intern("INCR");
+    m_property = intern("CLIPHAVEN_SELECTION");
+    for (const char *name : {"TARGETS",
+                             "MULTIPLE",
+                             "TIMESTAMP",
+                             "SAVE_TARGETS",
+                             "DELETE",
+                             "INSERT_PROPERTY",
+                             "INSERT_SELECTION"}) {
+        m_pseudoTargets.append(intern(name));
+    }
+
+    m_watchWindow = xcb_generate_id(m_connection);
+    xcb_create_window(m_connection,
+                      XCB_COPY_FROM_PARENT,
+                      m_watchWindow,
+                      m_root,
+                      -1,
+                      -1,
+                      1,
+                      1,
+                      0,
+                      XCB_WINDOW_CLASS_INPUT_ONLY,
+                      XCB_COPY_FROM_PARENT,
+                      0,
+                      nullptr);
+    xcb_xfixes_select_selection_input(m_connection,
+                                      m_watchWindow,
+                                      m_clipboard,
+                                      XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER
+                                          | XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY
+                                          | XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
+    xcb_flush(m_connection);
+    return !xcb_connection_has_error(m_connection);
+}
+
+void X11SelectionReader::Worker::requestRead(quint64 readId, qint64 changeCount)
+{
+    {
+        std::lock_guard lock(m_mutex);
+        m_pending = Request{readId, changeCount};
+        m_wantedId = readId;
+    }
+    wake();
+}
+
+void X11SelectionReader::Worker::cancel()
+{
+    {
+        std::lock_guard lock(m_mutex);
+        m_pending.reset();
+        m_wantedId = 0;
+    }
+    wake();
+}
+
+void X11SelectionReader::Worker::wake()
+{
+    const uint64_t one = 1;
+    if (m_wakeFd >= 0)
+        (void) !write(m_wakeFd, &one, sizeof one);
+}
+
+void X11SelectionReader::Worker::sleepUntilActivity(int timeoutMs)
+{
+    pollfd fds[2] = {{m_wakeFd, POLLIN, 0}, {-1, POLLIN, 0}};
+    if (m_connection)
+        fds[1].fd = xcb_get_file_descriptor(m_connection);
+    if (poll(fds, 2, timeoutMs) > 0 && (fds[0].revents & POLLIN)) {
+        uint64_t count = 0;
+        (void) !::read(m_wakeFd, &count, sizeof count);
+    }
+}
+
+void X11SelectionReader::Worker::run()
+{
+    while (!m_stopping) {
+        pumpEvents();
+        std::optional<Request> request;
+        {
+            std::lock_guard lock(m_mutex);
+            request = std::exchange(m_pending, std::nullopt);
+        }
+        if (!request) {
+            sleepUntilActivity(-1);
+            continue;
+        }
+        std::optional<Flavors> flavors = Flavors();
+        if (connected())
+            flavors = read(*request);
+        if (flavors && !superseded(*request))
+            m_callbacks.finished(request->id, std::move(*flavors));
+    }
+}
+
+void X11SelectionReader::Worker::pumpEvents()
+{
+    if (!m_connection)
+        return;
+    while (xcb_generic_event_t *event = xcb_poll_for_event(m_connection)) {
+        handleEvent(event);
+        free(event);
+    }
+}
+
+void X11SelectionReader::Worker::handleEvent(const xcb_generic_event_t *event)
+{
+    const uint8_t type = event->response_type & 0x7f;
+    if (type == m_xfixesEventBase + XCB_XFIXES_SELECTION_NOTIFY) {
+        const auto *notify = reinterpret_cast<const xcb_xfixes_selection_notify_event_t *>(event);
+        if (notify->selection == m_clipboard) {
+            ++m_changeCount;
+            m_callbacks.changed();
+        }
+    } else if (type == XCB_SELECTION_NOTIFY) {
+        const auto *notify = reinterpret_cast<const xcb_selection_notify_event_t *>(event);
+        if (notify->requestor == m_requestor && notify->selection == m_clipboard
+            && notify->target == m_awaitedTarget) {
+            m_notify = *notify;
+        }
+    } else if (type == XCB_PROPERTY_NOTIFY) {
+        const auto *notify = reinterpret_cast<const xcb_property_notify_event_t *>(event);
+        if (notify->window == m_requestor && notify->atom == m_property
+            && notify->state == XCB_PROPERTY_NEW_VALUE) {
+            m_propertyWritten = true;
+        }
+    }
+}
+
+bool X11SelectionReader::Worker::superseded(const Request &request) const
+{
+    return m_stopping || m_wantedId.load() != request.id
+           || m_changeCount.load() != request.changeCount;
+}
+
+template<typename Predicate>
+X11SelectionReader::Worker::Wait X11SelectionReader::Worker::waitUntil(const Request &request,
+                                                                       Clock::time_point deadline,
+                                                                       Predicate done)
+{
+    for (;;) {
+        pumpEvents();
+        if (done())
+            return Wait::Done;
+        if (superseded(request))
+            return Wait::Superseded;
+        if (xcb_connection_has_error(m_connection))
+            return Wait::Failed;
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+        if (left.count() <= 0)
+            return Wait::TimedOut;
+        sleepUntilActivity(int(left.count()));
+    }
+}
+
+std::optional<Flavors> X11SelectionReader::Worker::read(const Request &request)
+{
+    auto owner = reply(
+        xcb_get_selection_owner_reply(m_connection,
+                                      xcb_get_selection_owner(m_connection, m_clipboard),
+                                      nullptr));
+    if (!owner || owner->owner == XCB_NONE)
+        return Flavors();
+
+    // A fresh requestor window per read, so a late answer to an abandoned read can never be
+    // taken for an answer to this one.
+    const xcb_window_t window = xcb_generate_id(m_connection);
+    const uint32_t eventMask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_create_window(m_connection,
+                      XCB_COPY_FROM_PARENT,
+                      window,
+                      m_root,
+                      -1,
+                      -1,
+                      1,
+                      1,
+                      0,
+                      XCB_WINDOW_CLASS_INPUT_ONLY,
+                      XCB_COPY_FROM_PARENT,
+                      XCB_CW_EVENT_MASK,
+                      &eventMask);
+    m_requestor = window;
+    auto finish = [&](std::optional<Flavors> result) {
+        m_requestor = XCB_NONE;
+        xcb_destroy_window(m_connection, window);
+        xcb_flush(m_connection);
+        return result;
+    };
+
+    const Transfer targets = convert(request, window, m_targets);
+    switch (targets.status) {
+    case Transfer::Ok:
+        break;
+    case Transfer::Superseded:
+        return finish(std::nullopt);
+    case Transfer::Refused:
+    case Transfer::TimedOut:
+    case Transfer::Failed:
+        return finish(Flavors());
+    }
+    if (targets.format != 32)
+        return finish(Flavors());
+
+    QList<xcb_atom_t> atoms;
+    const auto *values = reinterpret_cast<const uint32_t *>(targets.data.constData());
+    for (qsizetype i = 0; i < targets.data.size() / 4; ++i) {
+        const xcb_atom_t atom = values[i];
+        if (atom != XCB_NONE && !m_pseudoTargets.contains(atom) && !atoms.contains(atom))
+            atoms.append(atom);
+    }
+    const QList<QByteArray> names = atomNames(atoms);
+
+    // A password manager's copy is recognised by its hint alone; the secret is never fetched.
+    static const QByteArray hintType = QByteArrayLiteral("x-kde-passwordManagerHint");
+    if (const qsizetype hint = names.indexOf(hintType); hint > 0)
+        atoms.move(hint, 0);
+
+    Flavors flavors;
+    for (const xcb_atom_t atom : std::as_const(atoms)) {
+        const QByteArray &name = m_atomNames.value(atom);
+        if (name.isEmpty() || name.startsWith("INSERT_"))
+            continue;
+        const Transfer transfer = convert(request, window, atom);
+        switch (transfer.status) {
+        case Transfer::Ok:
+            flavors.insert(QString::fromUtf8(name), transfer.data);
+            break;
+        case Transfer::Refused:
+            break;
+        case Transfer::Superseded:
+            return finish(std::nullopt);
+        case Transfer::TimedOut:
+        case Transfer::Failed:
+            return finish(Flavors());
+        }
+        if (name == hintType && transfer.data.trimmed() == "secret")
+            return finish(Flavors{{QString::fromUtf8(hintType), transfer.data}});
+    }
+    return finish(flavors);
+}
+
+QList<QByteArray> X11SelectionReader::Worker::atomNames(const QList<xcb_atom_t> &atoms)
+{
+    QList<std::pair<xcb_atom_t, xcb_get_atom_name_cookie_t>> asked;
+    for (const xcb_atom_t atom : atoms) {
+        if (!m_atomNames.contains(atom))
+            asked.append({atom, xcb_get_atom_name(m_connection, atom)});
+    }
+    for (const auto &[atom, cookie] : asked) {
+        auto answer = reply(xcb_get_atom_name_reply(m_connection, cookie, nullptr));
+        m_atomNames.insert(atom,
+                           answer ? QByteArray(xcb_get_atom_name_name(answer.get()),
+                                               xcb_get_atom_name_name_length(answer.get()))
+                                  : QByteArray());
+    }
+    QList<QByteArray> names;
+    for (const xcb_atom_t atom : atoms)
+        names.append(m_atomNames.value(atom));
+    return names;
+}
+
+Transfer X11SelectionReader::Worker::convert(const Request &request,
+                                             xcb_window_t window,
+                                             xcb_atom_t target)
+{
+    xcb_delete_property(m_connection, window, m_property);
+    m_awaitedTarget = target;
+    m_notify.reset();
+    xcb_convert_selection(m_connection, window, m_clipboard, target, m_property, XCB_CURRENT_TIME);
+    xcb_flush(m_connection);
+
+    Transfer transfer;
+    switch (waitUntil(request, Clock::now() + m_timeout, [this] { return m_notify.has_value(); })) {
+    case Wait::Done:
+        break;
+    case Wait::TimedOut:
+        transfer.status = Transfer::TimedOut;
+        return transfer;
+    case Wait::Superseded:
+        transfer.status = Transfer::Superseded;
+        return transfer;
+    case Wait::Failed:
+        transfer.status = Transfer::Failed;
+        return transfer;
+    }
+    if (m_notify->property == XCB_NONE) {
+        transfer.status = Transfer::Refused;
+        return transfer;
+    }
+
+    // Chunks of an INCR transfer are announced by new values written after this read.
+    m_propertyWritten = false;
+    auto value = reply(xcb_get_property_reply(m_connection,
+                                              xcb_get_property(m_connection,
+                                                               1,
+                                                               window,
+                                                               m_notify->property,
+                                                               XCB_GET_PROPERTY_TYPE_ANY,
+                                                               0,
+                                                               UINT32_MAX / 4),
+                                              nullptr));
+    if (!value || value->type == XCB_NONE) {
+        transfer.status = Transfer::Refused;
+        return transfer;
+    }
+    transfer.type = value->type;
+    transfer.format = value->format;
+    if (value->type == m_incr)
+        return receiveIncrementally(request, window, transfer);
+    const int length = xcb_get_property_value_length(value.get());
+    transfer.data = QByteArray(static_cast<const char *>(xcb_get_property_value(value.get())),
+                               length);
+    transfer.status = Transfer::Ok;
+    return transfer;
+}
+
+Transfer X11SelectionReader::Worker::receiveIncrementally(const Request &request,
+                                                          xcb_window_t window,
+                                                          Transfer transfer)
+{
+    // Deleting the INCR property (done by the read above) asks the owner for the first chunk;
+    // deleting each chunk asks for the next; an empty chunk ends the transfer.
+    bool tooLarge = false;
+    for (;;) {
+        switch (waitUntil(request, Clock::now() + m_timeout, [this] { return m_propertyWritten; })) {
+        case Wait::Done:
+            break;
+        case Wait::TimedOut:
+            transfer.status = Transfer::TimedOut;
+            return transfer;
+        case Wait::Superseded:
+            transfer.status = Transfer::Superseded;
+            return transfer;
+        case Wait::Failed:
+            transfer.status = Transfer::Failed;
+            return transfer;
+        }
+        m_propertyWritten = false;
+        auto chunk = reply(xcb_get_property_reply(m_connection,
+                                                  xcb_get_property(m_connection,
+                                                                   1,
+                                                                   window,
+                                                                   m_property,
+                                                                   XCB_GET_PROPERTY_TYPE_ANY,
+                                                                   0,
+                                                                   UINT32_MAX / 4),
+                                                  nullptr));
+        if (!chunk) {
+            transfer.status = Transfer::Failed;
+            return transfer;
+        }
+        const int length = xcb_get_property_value_length(chunk.get());
+        if (length == 0) {
+            transfer.status = tooLarge ? Transfer::Refused : Transfer::Ok;
+            return transfer;
+        }
+        transfer.type = chunk->type;
+        transfer.format = chunk->format;
+        if (transfer.data.size() + length > kMaxFlavorBytes) {
+            // Keep the owner going to the end, but hold none of it.
+            tooLarge = true;
+            transfer.data.clear();
+        }
+        if (!tooLarge)
+            transfer.data.append(static_cast<const char *>(xcb_get_property_value(chunk.get())),
+                                 length);
+    }
+}
+
+X11SelectionReader::X11SelectionReader(const QByteArray &displayName,
+                                       std::chrono::milliseconds requestTimeout,
+                                       Callbacks callbacks)
+    : m_worker(std::make_unique<Worker>(displayName, requestTimeout, std::move(callbacks)))
+{}
+
+X11SelectionReader::~X11SelectionReader() = default;
+
+bool X11SelectionReader::isConnected() const
+{
+    return m_worker->connected();
+}
+
+qint64 X11SelectionReader::changeCount() const
+{
+    return m_worker->changeCount();
+}
+
+void X11SelectionReader::requestRead(quint64 readId, qint64 changeCount)
+{
+    m_worker->requestRead(readId, changeCount);
+}
+
+void X11SelectionReader::cancel()
+{
+    m_worker->cancel();
+}

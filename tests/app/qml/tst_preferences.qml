@@ -1,0 +1,247 @@
+import QtQuick
+import QtTest
+import Cliphaven.Preferences
+
+// The view lives in this item: a TestCase itself is never visible.
+Item {
+    id: root
+
+    width: 460
+    height: 560
+
+TestCase {
+    id: testCase
+
+    name: "PreferencesView"
+    when: windowShown
+
+    Component {
+        id: viewComponent
+        PreferencesView {
+            width: 460
+            height: 560
+            prefs: testPrefs
+            model: testModel
+            recorder: testRecorder
+            ignoredApps: testIgnoredApps
+            chooser: testChooser
+            autostart: testAutostart
+        }
+    }
+
+    function createView() {
+        testHelper.reset()
+        const view = createTemporaryObject(viewComponent, root)
+        verify(view)
+        return view
+    }
+
+    // Every text shown in the item's tree.
+    function texts(item) {
+        let found = []
+        if (item.text !== undefined && item.visible)
+            found.push(item.text)
+        for (let i = 0; i < item.children.length; ++i)
+            found = found.concat(texts(item.children[i]))
+        return found
+    }
+
+    function rowFor(rows, identifier) {
+        for (let i = 0; i < rows.children.length; ++i) {
+            if (rows.children[i].identifier === identifier)
+                return rows.children[i]
+        }
+        fail("no row for " + identifier)
+    }
+
+    function test_sectionsShowTheirTexts() {
+        const view = createView()
+        const shown = texts(view)
+        const expected = [
+            "Keyboard Shortcut", "Open Cliphaven",
+            "Requires at least one modifier key (Ctrl, Alt, Shift, Super).",
+            "Panel", "Show icon in the panel's system tray",
+            "Open Cliphaven from your applications menu or use your shortcut to bring back the overlay.",
+            "Launch at login",
+            "Sounds", "Play sound effects on copy and paste",
+            "A short tick when something new is copied, and a softer drop when you paste.",
+            "History", "0 items stored", "Erase History…", "Saved categories are not affected.",
+            "Ignored Applications",
+            "Cliphaven will not capture clipboard activity while these apps are frontmost.",
+            "No ignored apps",
+        ]
+        for (const text of expected)
+            verify(shown.indexOf(text) >= 0, "missing: " + text)
+        // The shortcut shows as key caps, and Reset only away from the default.
+        verify(shown.indexOf("Super") >= 0)
+        verify(!findChild(view, "resetShortcutButton").visible)
+    }
+
+    function test_recorderRecordsACombination() {
+        const view = createView()
+        const field = findChild(view, "shortcutRecorder")
+        const reset = findChild(view, "resetShortcutButton")
+        mouseClick(field)
+        verify(testRecorder.recording)
+        compare(findChild(field, "shortcutPlaceholder").text, "Type shortcut…")
+        keyPress(Qt.Key_Control)
+        compare(testRecorder.heldModifiers, ["Ctrl"])
+        keyClick(Qt.Key_B, Qt.ControlModifier | Qt.AltModifier)
+        keyRelease(Qt.Key_Control)
+        verify(!testRecorder.recording)
+        compare(testRecorder.displayText, "Ctrl+Alt+B")
+        verify(texts(field).indexOf("Alt") >= 0)
+        verify(reset.visible)
+
+        mouseClick(reset)
+        compare(testRecorder.displayText, "Shift+Super+V")
+        verify(!reset.visible)
+    }
+
+    function test_escapeCancelsAndBackspaceClears() {
+        const view = createView()
+        const field = findChild(view, "shortcutRecorder")
+        mouseClick(field)
+        keyClick(Qt.Key_Escape)
+        verify(!testRecorder.recording)
+        compare(testRecorder.displayText, "Shift+Super+V")
+
+        mouseClick(field)
+        keyClick(Qt.Key_Backspace)
+        verify(!testRecorder.recording)
+        verify(!testRecorder.hasShortcut)
+        const placeholder = findChild(field, "shortcutPlaceholder")
+        verify(placeholder.visible)
+        compare(placeholder.text, "Record Shortcut")
+        verify(findChild(view, "resetShortcutButton").visible)
+    }
+
+    function test_clearButtonClearsWithoutRecording() {
+        const view = createView()
+        const field = findChild(view, "shortcutRecorder")
+        mouseClick(findChild(field, "shortcutClearButton"))
+        verify(!testRecorder.hasShortcut)
+        verify(!testRecorder.recording)
+        verify(!findChild(field, "shortcutClearButton").visible)
+    }
+
+    function test_aKeyWithoutModifierIsRefused() {
+        const view = createView()
+        const field = findChild(view, "shortcutRecorder")
+        mouseClick(field)
+        keyClick(Qt.Key_B)
+        verify(testRecorder.recording)
+        const problem = findChild(view, "shortcutProblem")
+        verify(problem.visible)
+        compare(problem.text, "Add Ctrl, Alt or Super to the key.")
+        keyClick(Qt.Key_Escape)
+        compare(testRecorder.displayText, "Shift+Super+V")
+    }
+
+    function test_switchesChangeTheSettingsAndEndRecording() {
+        const view = createView()
+        mouseClick(findChild(view, "shortcutRecorder"))
+        verify(testRecorder.recording)
+        // Taking the focus elsewhere ends the recording.
+        mouseClick(findChild(view, "showInMenuBarSwitch"))
+        verify(!testRecorder.recording)
+        verify(!testPrefs.showInMenuBar)
+        mouseClick(findChild(view, "playSoundsSwitch"))
+        verify(!testPrefs.playSounds)
+        mouseClick(findChild(view, "launchAtLoginSwitch"))
+        verify(testAutostart.enabled)
+        verify(testHelper.autostartFileExists())
+        mouseClick(findChild(view, "launchAtLoginSwitch"))
+        verify(!testHelper.autostartFileExists())
+    }
+
+    function test_historyCount_data() {
+        return [
+            { tag: "empty: plural, nothing to erase", clips: 0, text: "0 items stored", enabled: false },
+            { tag: "one item: singular", clips: 1, text: "1 item stored", enabled: true },
+            { tag: "two items", clips: 2, text: "2 items stored", enabled: true },
+        ]
+    }
+
+    function test_historyCount(data) {
+        const view = createView()
+        testHelper.addClips(data.clips)
+        compare(findChild(view, "historyCount").text, data.text)
+        compare(findChild(view, "eraseHistoryButton").enabled, data.enabled)
+    }
+
+    function test_eraseAsksFirst_data() {
+        return [
+            { tag: "cancel keeps the history", button: "eraseCancelButton", clips: 1, left: 1,
+              informative: "All 1 item in History will be removed. Saved categories are kept. This can't be undone." },
+            { tag: "erase empties it", button: "eraseConfirmButton", clips: 3, left: 0,
+              informative: "All 3 items in History will be removed. Saved categories are kept. This can't be undone." },
+        ]
+    }
+
+    function test_eraseAsksFirst(data) {
+        const view = createView()
+        testHelper.addClips(data.clips)
+        mouseClick(findChild(view, "eraseHistoryButton"))
+        const dialog = findChild(view, "eraseDialog")
+        tryCompare(dialog, "opened", true)
+        compare(testHelper.historyCount(), data.clips)
+        const shown = texts(dialog.contentItem)
+        verify(shown.indexOf("Erase clipboard history?") >= 0)
+        verify(shown.indexOf(data.informative) >= 0)
+
+        mouseClick(findChild(dialog.footer, data.button))
+        tryCompare(dialog, "visible", false)
+        compare(testHelper.historyCount(), data.left)
+        compare(findChild(view, "eraseHistoryButton").enabled, data.left > 0)
+    }
+
+    function test_ignoredAppsRowsAndRemove() {
+        const view = createView()
+        testPrefs.ignoredApps = ["KeePassXC", "com.example.Gone"]
+        verify(!findChild(view, "noIgnoredApps").visible)
+        const rows = findChild(view, "ignoredAppRows")
+        // The list is at the bottom: once laid out, scroll there, as a user would.
+        tryVerify(() => rowFor(rows, "KeePassXC").width > 300)
+        const flickable = findChild(view, "preferencesScroll").contentItem
+        flickable.contentY = flickable.contentHeight - flickable.height
+        const shown = texts(rows)
+        verify(shown.indexOf("KeePassXC") >= 0)
+        // Not installed: the bare identifier.
+        verify(shown.indexOf("com.example.Gone") >= 0)
+
+        mouseClick(findChild(rowFor(rows, "KeePassXC"), "removeIgnoredApp"))
+        compare(testPrefs.ignoredApps, ["com.example.Gone"])
+        mouseClick(findChild(rowFor(rows, "com.example.Gone"), "removeIgnoredApp"))
+        compare(testPrefs.ignoredApps.length, 0)
+        verify(findChild(view, "noIgnoredApps").visible)
+    }
+
+    function test_addingThroughTheChooser() {
+        const view = createView()
+        mouseClick(findChild(view, "addIgnoredAppButton"))
+        const dialog = findChild(view, "chooserDialog")
+        tryCompare(dialog, "opened", true)
+        const list = findChild(dialog.contentItem, "chooserList")
+        // The open window first, then the installed applications.
+        tryCompare(list, "count", 3)
+        const ignore = findChild(dialog.footer, "chooserIgnoreButton")
+        verify(!ignore.enabled)
+
+        keyClick(Qt.Key_X)
+        keyClick(Qt.Key_T)
+        tryCompare(list, "count", 1)
+        verify(ignore.enabled)
+        mouseClick(ignore)
+        tryCompare(dialog, "visible", false)
+        compare(testPrefs.ignoredApps, ["xterm"])
+
+        // What is ignored is no longer offered.
+        mouseClick(findChild(view, "addIgnoredAppButton"))
+        tryCompare(dialog, "opened", true)
+        tryCompare(list, "count", 2)
+        keyClick(Qt.Key_Escape)
+        tryCompare(dialog, "visible", false)
+    }
+}
+}

@@ -1,0 +1,227 @@
+// A clipboard owner for desktop tests, speaking the selection protocol directly so that tests
+// can make it misbehave: never answer, answer slowly, refuse every conversion, or exit in the
+// middle of an incremental transfer.
+//
+//   clipboard_owner [--silent] [--delay MS] [--refuse] [--chunk BYTES] [--die-after-chunks N]
+//                   (-t TYPE (-s TEXT | -f FILE))...
+//
+// Prints "ready" once it owns CLIPBOARD; exits when another client takes it.
+
+#include <xcb/xcb.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+xcb_connection_t *connection = nullptr;
+
+xcb_atom_t intern(const std::string &name)
+{
+    xcb_intern_atom_reply_t *reply
+        = xcb_intern_atom_reply(connection,
+                                xcb_intern_atom(connection, 0, uint16_t(name.size()), name.c_str()),
+                                nullptr);
+    const xcb_atom_t atom = reply ? reply->atom : XCB_NONE;
+    free(reply);
+    return atom;
+}
+
+void notify(const xcb_selection_request_event_t &request, xcb_atom_t property)
+{
+    xcb_selection_notify_event_t event = {};
+    event.response_type = XCB_SELECTION_NOTIFY;
+    event.time = request.time;
+    event.requestor = request.requestor;
+    event.selection = request.selection;
+    event.target = request.target;
+    event.property = property;
+    xcb_send_event(connection,
+                   0,
+                   request.requestor,
+                   XCB_EVENT_MASK_NO_EVENT,
+                   reinterpret_cast<const char *>(&event));
+}
+
+struct Incremental
+{
+    xcb_window_t requestor = XCB_NONE;
+    xcb_atom_t property = XCB_NONE;
+    xcb_atom_t type = XCB_NONE;
+    const std::string *data = nullptr;
+    size_t offset = 0;
+    bool finished = false;
+};
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    bool silent = false;
+    bool refuse = false;
+    int delayMs = 0;
+    size_t chunk = 64 * 1024;
+    int dieAfterChunks = -1;
+    std::vector<std::pair<std::string, std::string>> flavors;
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        auto next = [&]() -> std::string {
+            if (i + 1 >= argc) {
+                std::fprintf(stderr, "missing value after %s\n", arg.c_str());
+                std::exit(2);
+            }
+            return argv[++i];
+        };
+        if (arg == "--silent") {
+            silent = true;
+        } else if (arg == "--refuse") {
+            refuse = true;
+        } else if (arg == "--delay") {
+            delayMs = std::stoi(next());
+        } else if (arg == "--chunk") {
+            chunk = std::stoul(next());
+        } else if (arg == "--die-after-chunks") {
+            dieAfterChunks = std::stoi(next());
+        } else if (arg == "-t") {
+            flavors.emplace_back(next(), std::string());
+        } else if (arg == "-s" && !flavors.empty()) {
+            flavors.back().second = next();
+        } else if (arg == "-f" && !flavors.empty()) {
+            std::ifstream file(next(), std::ios::binary);
+            flavors.back().second.assign(std::istreambuf_iterator<char>(file), {});
+        } else {
+            std::fprintf(stderr, "unknown argument %s\n", arg.c_str());
+            return 2;
+        }
+    }
+
+    connection = xcb_connect(nullptr, nullptr);
+    if (xcb_connection_has_error(connection))
+        return 1;
+    const xcb_screen_t *screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
+    const xcb_window_t window = xcb_generate_id(connection);
+    xcb_create_window(connection,
+                      XCB_COPY_FROM_PARENT,
+                      window,
+                      screen->root,
+                      0,
+                      0,
+                      1,
+                      1,
+                      0,
+                      XCB_WINDOW_CLASS_INPUT_ONLY,
+                      XCB_COPY_FROM_PARENT,
+                      0,
+                      nullptr);
+    const xcb_atom_t clipboard = intern("CLIPBOARD");
+    const xcb_atom_t targets = intern("TARGETS");
+    const xcb_atom_t incr = intern("INCR");
+    std::map<xcb_atom_t, const std::string *> byAtom;
+    std::vector<xcb_atom_t> offered{targets};
+    for (const auto &[type, data] : flavors) {
+        const xcb_atom_t atom = intern(type);
+        byAtom[atom] = &data;
+        offered.push_back(atom);
+    }
+
+    xcb_set_selection_owner(connection, window, clipboard, XCB_CURRENT_TIME);
+    xcb_get_selection_owner_reply_t *owner
+        = xcb_get_selection_owner_reply(connection,
+                                        xcb_get_selection_owner(connection, clipboard),
+                                        nullptr);
+    if (!owner || owner->owner != window)
+        return 1;
+    free(owner);
+    std::printf("ready\n");
+    std::fflush(stdout);
+
+    Incremental incremental;
+    int chunksSent = 0;
+    while (xcb_generic_event_t *event = xcb_wait_for_event(connection)) {
+        const uint8_t type = event->response_type & 0x7f;
+        if (type == XCB_SELECTION_CLEAR) {
+            free(event);
+            break;
+        }
+        if (type == XCB_SELECTION_REQUEST && !silent) {
+            const auto request = *reinterpret_cast<xcb_selection_request_event_t *>(event);
+            if (delayMs > 0)
+                std::this_thread::sleep_for(std::chrono::milliseconds(delayMs));
+            const xcb_atom_t property = request.property ? request.property : request.target;
+            const auto found = byAtom.find(request.target);
+            if (request.target == targets) {
+                xcb_change_property(connection,
+                                    XCB_PROP_MODE_REPLACE,
+                                    request.requestor,
+                                    property,
+                                    XCB_ATOM_ATOM,
+                                    32,
+                                    uint32_t(offered.size()),
+                                    offered.data());
+                notify(request, property);
+            } else if (refuse || found == byAtom.end()) {
+                notify(request, XCB_NONE);
+            } else if (found->second->size() > chunk) {
+                const uint32_t size = uint32_t(found->second->size());
+                const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+                xcb_change_window_attributes(connection,
+                                             request.requestor,
+                                             XCB_CW_EVENT_MASK,
+                                             &mask);
+                xcb_change_property(connection,
+                                    XCB_PROP_MODE_REPLACE,
+                                    request.requestor,
+                                    property,
+                                    incr,
+                                    32,
+                                    1,
+                                    &size);
+                incremental = {request.requestor, property, request.target, found->second, 0, false};
+                notify(request, property);
+            } else {
+                const std::string &data = *found->second;
+                xcb_change_property(connection,
+                                    XCB_PROP_MODE_REPLACE,
+                                    request.requestor,
+                                    property,
+                                    request.target,
+                                    8,
+                                    uint32_t(data.size()),
+                                    data.data());
+                notify(request, property);
+            }
+        } else if (type == XCB_PROPERTY_NOTIFY) {
+            const auto *change = reinterpret_cast<xcb_property_notify_event_t *>(event);
+            if (change->state == XCB_PROPERTY_DELETE && change->window == incremental.requestor
+                && change->atom == incremental.property && !incremental.finished) {
+                if (dieAfterChunks >= 0 && chunksSent >= dieAfterChunks)
+                    std::_Exit(0);
+                const size_t left = incremental.data->size() - incremental.offset;
+                const size_t size = left < chunk ? left : chunk;
+                xcb_change_property(connection,
+                                    XCB_PROP_MODE_REPLACE,
+                                    incremental.requestor,
+                                    incremental.property,
+                                    incremental.type,
+                                    8,
+                                    uint32_t(size),
+                                    incremental.data->data() + incremental.offset);
+                incremental.offset += size;
+                incremental.finished = size == 0;
+                ++chunksSent;
+            }
+        }
+        xcb_flush(connection);
+        free(event);
+    }
+    xcb_disconnect(connection);
+    return 0;
+}

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "platform/Pasteboard.h"
+
+#include <QList>
+
+// A clipboard whose reads stay pending until the test completes them, so tests decide when
+// and in what order results come back.
+class FakePasteboard : public Pasteboard
+{
+public:
+    struct Write
+    {
+        enum Kind { Flavors_, String } kind;
+        Flavors flavors;
+        QString text;
+    };
+
+    qint64 changeCount() const override { return m_changeCount; }
+
+    void readFirstItem(ReadCompletion completion) override
+    {
+        m_reads.append(std::move(completion));
+    }
+    void cancelRead() override { ++m_cancels; }
+
+    void writeFlavors(const Flavors &flavors) override
+    {
+        m_writes.append({Write::Flavors_, flavors, {}});
+        m_content = flavors;
+        bump();
+    }
+    void writeString(const QString &text) override
+    {
+        m_writes.append({Write::String, {}, text});
+        m_content = {{QStringLiteral("text/plain"), text.toUtf8()}};
+        bump();
+    }
+
+    // Another application copies.
+    void copy(const Flavors &flavors)
+    {
+        m_content = flavors;
+        bump();
+    }
+    // Completes read number index (cancelled or not) with the current content, or with given
+    // flavors.
+    void completeRead(int index) { m_reads.at(index)(m_content); }
+    void completeRead(int index, const Flavors &flavors) { m_reads.at(index)(flavors); }
+    void completeLastRead() { completeRead(int(m_reads.size()) - 1); }
+
+    int readCount() const { return int(m_reads.size()); }
+    int cancelCount() const { return m_cancels; }
+    const QList<Write> &writes() const { return m_writes; }
+    const Flavors &content() const { return m_content; }
+
+private:
+    void bump()
+    {
+        ++m_changeCount;
+        emit changed();
+    }
+
+    qint64 m_changeCount = 1;
+    Flavors m_content;
+    QList<ReadCompletion> m_reads;
+    int m_cancels = 0;
+    QList<Write> m_writes;
+};

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "platform/Workspace.h"
+
+#include <QList>
+
+class FakeWorkspace : public Workspace
+{
+public:
+    std::optional<RunningApplication> frontmostApplication() override
+    {
+        ++queries;
+        return frontmost;
+    }
+    void activate(const RunningApplication &app) override { activated.append(app); }
+
+    std::optional<RunningApplication> frontmost;
+    int queries = 0;
+    QList<RunningApplication> activated;
+};
