@@ -8,10 +8,16 @@
 #include <QIcon>
 #include <QTimer>
 
+#include <malloc.h>
+
 int main(int argc, char *argv[])
 {
     // Qt Quick's renderer, chosen before any window exists: software on a software-only GPU.
     SceneGraphBackend::choose();
+    // Images are decoded a few megabytes at a time on worker threads and dropped once scaled
+    // down; a fixed mmap threshold hands that memory straight back instead of letting it
+    // collect in per-thread heaps (measured: about 45 MB kept otherwise).
+    mallopt(M_MMAP_THRESHOLD, 256 * 1024);
 
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Cliphaven"));

@@ -65,6 +65,7 @@ ClipListModel::ClipListModel(Store &store,
     , m_links(links)
 {
     Q_ASSERT(m_images);
+    publishImages();
     // Published first: a tile made for a new row may ask for its image at once.
     connect(&m_store, &Store::historyChanged, this, &ClipListModel::publishImages);
     connect(&m_store, &Store::categoriesChanged, this, &ClipListModel::publishImages);

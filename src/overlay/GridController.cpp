@@ -44,6 +44,11 @@ void GridController::setMenuOpen(bool open)
     emit menuOpenChanged();
 }
 
+int GridController::columnsForWidth(qreal width) const
+{
+    return GridGeometry::columnsForWidth(width);
+}
+
 int GridController::updateColumns(qreal width)
 {
     const int columns = GridGeometry::columnsForWidth(width);

@@ -38,6 +38,7 @@ public:
     bool menuOpen() const { return m_menuOpen; }
     void setMenuOpen(bool open);
 
+    Q_INVOKABLE int columnsForWidth(qreal width) const;
     // The number of columns for a grid this wide, also written to the state for the arrow keys.
     Q_INVOKABLE int updateColumns(qreal width);
     Q_INVOKABLE qreal tileWidth(qreal width) const;

@@ -10,7 +10,7 @@ Item {
     // A light colour (luminance above 0.6) gets a white capsule, a dark one a black capsule.
     property bool lightCaption
 
-    Rectangle {
+    RoundedBox {
         anchors.fill: parent
         radius: Theme.tileRadius
         color: swatchTile.swatch

@@ -10,7 +10,7 @@ Item {
 
     readonly property real padding: 16
     readonly property alias view: view
-    property int columns: 1
+    readonly property int columns: controller.columnsForWidth(width)
 
     clip: true
 
@@ -27,15 +27,10 @@ Item {
         return Qt.point(x, y + scrollOffset())
     }
 
-    function updateColumns() {
-        if (width > 0)
-            columns = controller.updateColumns(width)
-        setScrollOffset(scrollOffset())
-    }
-
-    onWidthChanged: updateColumns()
+    onColumnsChanged: controller.updateColumns(width)
+    onWidthChanged: setScrollOffset(scrollOffset())
     onHeightChanged: setScrollOffset(scrollOffset())
-    Component.onCompleted: updateColumns()
+    Component.onCompleted: controller.updateColumns(width)
 
     Connections {
         target: area.controller
@@ -114,7 +109,11 @@ Item {
 
         delegate: ItemTile {
             controller: area.controller
-            onContextMenuRequested: (index, position) => menu.openAt(index, area, area.mapFromItem(null, position))
+            onContextMenuRequested: (index, position) => {
+                // Made on first use: the controls it needs cost memory most sessions never use.
+                menu.active = true
+                menu.item.openAt(index, area, area.mapFromItem(null, position))
+            }
         }
 
         WheelHandler {
@@ -172,8 +171,11 @@ Item {
         }
     }
 
-    TileMenu {
+    Loader {
         id: menu
-        controller: area.controller
+        active: false
+        sourceComponent: TileMenu {
+            controller: area.controller
+        }
     }
 }

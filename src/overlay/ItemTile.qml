@@ -67,6 +67,8 @@ Item {
             color: cell.selected ? Theme.withAlpha(Theme.accent, 0.22)
                                  : pointer.containsMouse ? Qt.rgba(1, 1, 1, 0.075)
                                                          : Qt.rgba(1, 1, 1, 0.045)
+            border.color: Qt.rgba(1, 1, 1, 0.08)
+            border.width: 1
         }
 
         Loader {
@@ -82,12 +84,13 @@ Item {
             }
         }
 
-        Rectangle {
+        // Over the content, so images and swatches show it too.
+        RoundedBox {
             anchors.fill: parent
+            visible: cell.selected
             radius: Theme.tileRadius
-            color: "transparent"
-            border.width: cell.selected ? 2 : 1
-            border.color: cell.selected ? Theme.accent : Qt.rgba(1, 1, 1, 0.08)
+            borderColor: Theme.accent
+            borderWidth: 2
         }
 
         MouseArea {

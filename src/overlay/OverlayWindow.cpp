@@ -4,6 +4,7 @@
 #include "GridController.h"
 #include "KeyboardShortcuts/KeyTable.h"
 #include "OverlayState.h"
+#include "ShapeImageProvider.h"
 #include "SoftShadow.h"
 #include "TileImageProvider.h"
 
@@ -150,8 +151,13 @@ void OverlayWindow::build()
     view->setFormat(format);
     view->setColor(Qt::transparent);
     view->setResizeMode(QQuickView::SizeRootObjectToView);
+    // Laid out at its likely size from the start, so tiles are made and their thumbnails
+    // decoded at the size they will be shown.
+    if (QScreen *screen = QGuiApplication::primaryScreen())
+        view->setGeometry(panelGeometry(screen->availableGeometry()));
     view->engine()->addImportPath(QStringLiteral("qrc:/"));
     view->engine()->addImageProvider(QStringLiteral("tiles"), new TileImageProvider(m_images));
+    view->engine()->addImageProvider(QStringLiteral("shapes"), new ShapeImageProvider);
     view->setInitialProperties({{QStringLiteral("overlayState"), QVariant::fromValue(&m_state)},
                                 {QStringLiteral("controller"), QVariant::fromValue(m_grid)}});
     view->setSource(QUrl(QStringLiteral("qrc:/Cliphaven/Overlay/OverlayView.qml")));
@@ -196,12 +202,20 @@ void OverlayWindow::show()
     m_view->requestActivate();
     clearFocus();
 
+    // The zoom starts once the panel is on screen: its first frame, still empty, costs next to
+    // nothing and shows at once; started earlier, the first frame would wait for the whole
+    // card. A panel that shows no frame in time zooms in anyway.
     const int generation = ++m_generation;
-    QTimer::singleShot(0, this, [this, generation] {
-        // A hide() since then has started its own animation.
-        if (generation == m_generation)
+    const auto zoomIn = [this, generation] {
+        QObject::disconnect(m_firstFrame);
+        // A hide() or another show() since then has its own animation.
+        if (generation == m_generation && !m_isHiding
+            && m_appearance->state() != QAbstractAnimation::Running && m_state.appearance() == 0.0)
             animateAppearance(1.0, kShowAnimationMs, true);
-    });
+    };
+    QObject::disconnect(m_firstFrame);
+    m_firstFrame = connect(m_view, &QQuickWindow::frameSwapped, this, zoomIn, Qt::QueuedConnection);
+    QTimer::singleShot(kFirstFrameWaitMs, this, zoomIn);
 }
 
 void OverlayWindow::hide()

@@ -13,6 +13,7 @@ QtObject {
     readonly property color textSecondary: Qt.rgba(1, 1, 1, 0.56)
     readonly property color textTertiary: Qt.rgba(1, 1, 1, 0.36)
     readonly property color hairline: Qt.rgba(1, 1, 1, 0.08)
+    readonly property color cardOutline: Qt.rgba(1, 1, 1, 0.10)
     readonly property color destructive: "#ff6961"
 
     readonly property real cardRadius: 22

@@ -1,7 +1,5 @@
 #include "TileImageProvider.h"
 
-#include "SoftShadow.h"
-
 #include <QBuffer>
 #include <QImageReader>
 #include <QMutexLocker>
@@ -10,8 +8,6 @@
 #include <QQuickTextureFactory>
 #include <QRunnable>
 #include <QUrl>
-
-#include <atomic>
 
 namespace {
 
@@ -83,9 +79,6 @@ public:
         return QQuickTextureFactory::textureFactoryForImage(m_image);
     }
     QString errorString() const override { return m_error; }
-    void cancel() override { m_cancelled = true; }
-
-    bool isCancelled() const { return m_cancelled; }
     void finish(const QImage &image)
     {
         m_image = image;
@@ -98,7 +91,6 @@ public:
 private:
     QImage m_image;
     QString m_error;
-    std::atomic<bool> m_cancelled = false;
 };
 
 } // namespace
@@ -159,12 +151,7 @@ QImage TileImageProvider::render(const QString &id, const QSize &requestedSize)
 
     const QStringList parts = id.split(u'/');
     QImage result;
-    if (parts.size() == 2 && parts[0] == u"shadow") {
-        if (parts[1] == u"card")
-            result = SoftShadow::image(SoftShadow::Card);
-        else if (parts[1] == u"tile")
-            result = SoftShadow::image(SoftShadow::TileGlow);
-    } else if (parts.size() == 3 && (parts[0] == u"item" || parts[0] == u"link")) {
+    if (parts.size() == 3 && (parts[0] == u"item" || parts[0] == u"link")) {
         const double radius = parts[2].toDouble();
         QImage decoded;
         if (parts[0] == u"item") {
@@ -199,10 +186,8 @@ QQuickImageResponse *TileImageProvider::requestImageResponse(const QString &id,
     // may hold it until then.
     auto *response = new Response;
     m_pool.start([this, response, id, requestedSize] {
-        if (response->isCancelled()) {
-            response->finish({});
-            return;
-        }
+        // Made even when cancelled: the engine may hand this response's result to a newer
+        // request for the same image, which must not see an error.
         response->finish(render(id, requestedSize));
     });
     return response;

@@ -29,15 +29,14 @@ private:
 
 // Serves "image://tiles/...":
 //   item/<id>/<radius>             an image item's bytes, decoded at the requested size
-//   link/<key>/<radius>            a link preview image (key percent-encoded), top corners rounded
-//   shadow/card, shadow/tile       the soft shadows behind the card and a selected tile
+//   link/<token>/<radius>          a link preview image, top corners rounded
 // Decoding runs on the provider's own threads, never on the main thread; results are cropped
 // to fill the requested size with rounded corners baked in, and kept in a cache bounded by
 // their size in bytes.
 class TileImageProvider : public QQuickAsyncImageProvider
 {
 public:
-    static constexpr qsizetype kDefaultCacheBytes = 32 * 1024 * 1024;
+    static constexpr qsizetype kDefaultCacheBytes = 16 * 1024 * 1024;
 
     explicit TileImageProvider(std::shared_ptr<TileImageSource> source,
                                qsizetype cacheBytes = kDefaultCacheBytes);

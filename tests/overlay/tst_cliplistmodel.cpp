@@ -145,6 +145,19 @@ private slots:
         QVERIFY(f.images->itemImage(id).isEmpty());
     }
 
+    void imagesAlreadyInTheStoreArePublishedAtOnce()
+    {
+        QTemporaryDir dir;
+        Store store(dir.path() + QStringLiteral("/store.json"));
+        const QByteArray png = pngBytes(Qt::yellow);
+        store.captureFromClipboard(ClipItem::makeImage(png));
+        OverlayState state;
+        auto images = std::make_shared<TileImageSource>();
+        ClipListModel model(store, state, images, nullptr);
+        const QString id = model.data(model.index(0), ClipListModel::IdRole).toString();
+        QCOMPARE(images->itemImage(id), png);
+    }
+
     void longTextIsCutToAnExcerpt()
     {
         Fixture f;

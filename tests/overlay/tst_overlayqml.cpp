@@ -3,6 +3,7 @@
 #include "overlay/GridController.h"
 #include "overlay/OverlayState.h"
 #include "overlay/SceneGraphBackend.h"
+#include "overlay/ShapeImageProvider.h"
 #include "overlay/TileImageProvider.h"
 
 #include <QQmlContext>
@@ -77,6 +78,7 @@ public slots:
     {
         qml_register_types_Cliphaven_Overlay();
         engine->addImportPath(QStringLiteral("qrc:/"));
+        engine->addImageProvider(QStringLiteral("shapes"), new ShapeImageProvider);
         engine->rootContext()->setContextProperty(QStringLiteral("fixture"), &m_fixture);
     }
 

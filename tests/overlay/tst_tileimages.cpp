@@ -1,4 +1,5 @@
 #include "overlay/SceneGraphBackend.h"
+#include "overlay/ShapeImageProvider.h"
 #include "overlay/SoftShadow.h"
 #include "overlay/TileImageProvider.h"
 
@@ -24,6 +25,32 @@ QByteArray halvesPng(QSize size)
     buffer.open(QIODevice::WriteOnly);
     image.save(&buffer, "PNG");
     return bytes;
+}
+
+quint32 crc32(const QByteArray &bytes)
+{
+    quint32 crc = 0xffffffffu;
+    for (const char byte : bytes) {
+        crc ^= quint8(byte);
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc >> 1) ^ (0xedb88320u & (0u - (crc & 1u)));
+    }
+    return ~crc;
+}
+
+// A valid small PNG whose header claims width by height pixels.
+QByteArray pngClaiming(quint32 width, quint32 height)
+{
+    QByteArray png = halvesPng(QSize(8, 8));
+    // Signature (8), chunk length (4), "IHDR" (4), then width and height, then 5 bytes, CRC.
+    const auto put = [&png](int at, quint32 value) {
+        for (int i = 0; i < 4; ++i)
+            png[at + i] = char(value >> (24 - 8 * i));
+    };
+    put(16, width);
+    put(20, height);
+    put(29, crc32(png.mid(12, 17)));
+    return png;
 }
 
 int alphaAt(const QImage &image, int x, int y)
@@ -86,7 +113,7 @@ private slots:
         QTest::newRow("unknown item") << "item/nobody/12";
         QTest::newRow("unknown link") << "link/nothing/12";
         QTest::newRow("unknown kind") << "other/A/12";
-        QTest::newRow("unknown shadow") << "shadow/window";
+        QTest::newRow("shadows are not served") << "shadow/card";
         QTest::newRow("malformed") << "item";
     }
     void whatCannotBeMadeIsNull()
@@ -96,6 +123,14 @@ private slots:
         source->setItemImages({{"bad", QByteArray("\x89PNG\r\n\x1a\n garbage")}});
         TileImageProvider provider(source);
         QVERIFY(provider.render(id, QSize(100, 100)).isNull());
+    }
+
+    void anImageClaimingGiganticSizeIsRefused()
+    {
+        auto source = std::make_shared<TileImageSource>();
+        source->setItemImages({{"huge", pngClaiming(60000, 60000)}});
+        TileImageProvider provider(source);
+        QVERIFY(provider.render(QStringLiteral("item/huge/12"), QSize(180, 150)).isNull());
     }
 
     void theCacheStaysWithinItsBound()
@@ -171,6 +206,67 @@ private slots:
         QCOMPARE(alphaAt(image, size - margin + 1, middle), near);
         QCOMPARE(image.pixel(margin - 2, middle - 1), image.pixel(margin - 2, middle));
         QCOMPARE(image.pixel(middle - 1, margin - 2), image.pixel(middle, margin - 2));
+    }
+
+    void roundedBoxesFollowQtQuickRectangles()
+    {
+        ShapeImageProvider provider;
+        QSize size;
+        // Radius 6, all corners and edges, white fill, red 2 px stroke.
+        const QImage image = provider.requestImage(QStringLiteral(
+                                                       "rounded/6/15/15/ffffff/ff0000/2"),
+                                                   &size,
+                                                   QSize());
+        const int inset = 6 + 2;
+        QCOMPARE(size, QSize(2 * inset + 2, 2 * inset + 2));
+        QCOMPARE(image.size(), size);
+        QCOMPARE(alphaAt(image, 0, 0), 0);
+        // The stroke lies inside the edge, the fill inside the stroke.
+        QCOMPARE(QColor(image.pixel(inset, 0)), QColor(Qt::red));
+        QCOMPARE(QColor(image.pixel(inset, 1)), QColor(Qt::red));
+        QCOMPARE(QColor(image.pixel(inset, 2)), QColor(Qt::white));
+        QCOMPARE(QColor(image.pixel(inset, inset)), QColor(Qt::white));
+    }
+
+    void roundedBoxesCanLeaveOutCornersAndEdges()
+    {
+        // Rounded at the top left only, stroked on top and left only: a card's sidebar half.
+        const QImage image = ShapeImageProvider::render(
+            {10, 1, 1 | 8, QColor(Qt::white), QColor(Qt::blue), 1});
+        const int last = image.width() - 1;
+        QCOMPARE(alphaAt(image, 0, 0), 0);
+        QCOMPARE(alphaAt(image, last, 0), 255);
+        QCOMPARE(alphaAt(image, 0, last), 255);
+        QCOMPARE(QColor(image.pixel(last, 0)), QColor(Qt::blue));
+        QCOMPARE(QColor(image.pixel(last, last)), QColor(Qt::white));
+        QCOMPARE(QColor(image.pixel(0, last)), QColor(Qt::blue));
+    }
+
+    void translucentColoursKeepTheirAlpha()
+    {
+        const QImage image = ShapeImageProvider::render(
+            {4, 15, 15, QColor(255, 255, 255, 20), QColor(Qt::transparent), 0});
+        QCOMPARE(alphaAt(image, image.width() / 2, image.height() / 2), 20);
+    }
+
+    void malformedShapesAreNull_data()
+    {
+        QTest::addColumn<QString>("id");
+        QTest::newRow("too few parts") << "rounded/6/15/15/ffffff/ff0000";
+        QTest::newRow("not a shape") << "square/6/15/15/ffffff/ff0000/1";
+        QTest::newRow("colour with #") << "rounded/6/15/15/#fff/ff0000/1";
+        QTest::newRow("bad colour") << "rounded/6/15/15/zzzzzz/ff0000/1";
+        QTest::newRow("huge radius") << "rounded/100000/15/15/ffffff/ff0000/1";
+        QTest::newRow("negative stroke") << "rounded/6/15/15/ffffff/ff0000/-1";
+        QTest::newRow("corner mask out of range") << "rounded/6/16/15/ffffff/ff0000/1";
+    }
+    void malformedShapesAreNull()
+    {
+        QFETCH(QString, id);
+        ShapeImageProvider provider;
+        QSize size(-1, -1);
+        QVERIFY(provider.requestImage(id, &size, QSize()).isNull());
+        QVERIFY(size.isEmpty());
     }
 
     void softwareRenderersAreRecognised_data()

@@ -119,9 +119,10 @@ Item {
         }
 
         function test_rightClickOpensTheTilesMenu() {
-            const menu = findChild(grid, "tileMenu")
             const p = tileCentre(2)
             mouseClick(grid, p.x, p.y, Qt.RightButton)
+            const menu = findChild(grid, "tileMenu")
+            verify(menu)
             tryCompare(menu, "opened", true)
             verify(fixture.controller.menuOpen)
             compare(menu.tileIndex, 2)
@@ -137,12 +138,12 @@ Item {
 
         function test_theMenuOffersCategoriesOnceThereAreSome() {
             fixture.addCategory("Work")
-            const menu = findChild(grid, "tileMenu")
             const a = tileCentre(1)
             const b = tileCentre(3)
             mouseClick(grid, a.x, a.y, Qt.LeftButton, Qt.ControlModifier)
             mouseClick(grid, b.x, b.y, Qt.LeftButton, Qt.ControlModifier)
             mouseClick(grid, b.x, b.y, Qt.RightButton)
+            const menu = findChild(grid, "tileMenu")
             tryCompare(menu, "opened", true)
             compare(menu.count, 3)
             compare(menu.itemAt(0).text, "Add Selection to Category")
