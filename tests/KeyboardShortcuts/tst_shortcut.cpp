@@ -4,7 +4,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QKeyEvent>
-#include <QSet>
 #include <QTest>
 
 using namespace KeyboardShortcuts;
@@ -67,15 +66,11 @@ private slots:
     void modifierConversion();
     void qtModifierConversion_data();
     void qtModifierConversion();
-    void keyAndFlagsConstructorKeepsOnlyKnownModifiers();
     void jsonRoundTrip_data();
     void jsonRoundTrip();
     void jsonUsesTheStoredMemberNames();
     void jsonThatIsNotAShortcut_data();
     void jsonThatIsNotAShortcut();
-    void specialKeysAreReachedFromTheirKeys();
-    void keypadEnterAndClearShareAGlyph();
-    void keyTableIsConsistent();
     void qtKeys_data();
     void qtKeys();
     void keyEvents_data();
@@ -93,9 +88,6 @@ void TestShortcut::displayText_data()
         << QStringLiteral("Shift+Super+V");
     QTest::newRow("all five modifiers in display order")
         << Key::a.rawValue << kAllCarbonModifiers << QStringLiteral("Ctrl+Alt+Shift+Super+Fn+A");
-    QTest::newRow("control and option")
-        << Key::k.rawValue << (CarbonModifier::option | CarbonModifier::control)
-        << QStringLiteral("Ctrl+Alt+K");
     QTest::newRow("no modifiers") << Key::one.rawValue << qint64(0) << QStringLiteral("1");
     QTest::newRow("unknown modifier bits are dropped")
         << Key::v.rawValue << (CarbonModifier::shift | 0x400 | 0x1) << QStringLiteral("Shift+V");
@@ -105,15 +97,11 @@ void TestShortcut::displayText_data()
         << Key::return_.rawValue << CarbonModifier::command << QStringLiteral("Super+↩");
     QTest::newRow("space shows its name")
         << Key::space.rawValue << CarbonModifier::option << QStringLiteral("Alt+Space");
-    QTest::newRow("function key") << Key::f13.rawValue << qint64(0) << QStringLiteral("F13");
     QTest::newRow("keypad digit") << Key::keypad7.rawValue << qint64(0) << QStringLiteral("7⃣");
-    QTest::newRow("arrow") << Key::leftArrow.rawValue << CarbonModifier::control
-                           << QStringLiteral("Ctrl+←");
     QTest::newRow("modifier key has no character")
         << Key::command.rawValue << qint64(0) << QStringLiteral("\uFFFD");
     QTest::newRow("key code outside the table")
         << qint64(200) << CarbonModifier::shift << QStringLiteral("Shift+\uFFFD");
-    QTest::newRow("negative key code") << qint64(-1) << qint64(0) << QStringLiteral("\uFFFD");
 }
 
 void TestShortcut::displayText()
@@ -172,8 +160,6 @@ void TestShortcut::modifierConversion_data()
     QTest::addColumn<QStringList>("names");
 
     QTest::newRow("none") << qint64(0) << 0u << QStringList();
-    QTest::newRow("control, option and command")
-        << qint64(0x1900) << 0x1C0000u << QStringList{"Ctrl", "Alt", "Super"};
     QTest::newRow("shift and command")
         << qint64(0x300) << 0x120000u << QStringList{"Shift", "Super"};
     QTest::newRow("function") << qint64(0x20000) << 0x800000u << QStringList{"Fn"};
@@ -201,10 +187,6 @@ void TestShortcut::qtModifierConversion_data()
     QTest::addColumn<qint64>("carbon");
 
     QTest::newRow("none") << Qt::KeyboardModifiers() << qint64(0);
-    QTest::newRow("Ctrl is control")
-        << Qt::KeyboardModifiers(Qt::ControlModifier) << CarbonModifier::control;
-    QTest::newRow("Alt is option")
-        << Qt::KeyboardModifiers(Qt::AltModifier) << CarbonModifier::option;
     QTest::newRow("Meta (Super) is command")
         << Qt::KeyboardModifiers(Qt::MetaModifier) << CarbonModifier::command;
     QTest::newRow("all four") << (Qt::ControlModifier | Qt::AltModifier | Qt::ShiftModifier
@@ -222,17 +204,6 @@ void TestShortcut::qtModifierConversion()
     QCOMPARE(qtModifiers(carbon), qt);
     // Qt has no function modifier.
     QCOMPARE(qtModifiers(carbon | CarbonModifier::function), qt);
-}
-
-void TestShortcut::keyAndFlagsConstructorKeepsOnlyKnownModifiers()
-{
-    const Shortcut shortcut(Key::v, ModifierFlags::fromInt(0x100000 | 0x20000 | 0x10000));
-    QCOMPARE(shortcut.carbonKeyCode, 9);
-    QCOMPARE(shortcut.carbonModifiers, 0x300);
-    QCOMPARE(shortcut.key(), Key::v);
-    QCOMPARE(shortcut.modifiers(), ModifierFlag::command | ModifierFlag::shift);
-    // The plain constructor keeps whatever it is given.
-    QCOMPARE(Shortcut(9, 0x301).carbonModifiers, 0x301);
 }
 
 void TestShortcut::jsonRoundTrip_data()
@@ -270,14 +241,10 @@ void TestShortcut::jsonThatIsNotAShortcut_data()
 
     QTest::newRow("empty") << QByteArray();
     QTest::newRow("garbage") << QByteArray("\xff\xfe garbage");
-    QTest::newRow("array") << QByteArray("[9, 768]");
-    QTest::newRow("empty object") << QByteArray("{}");
     QTest::newRow("modifiers missing") << QByteArray(R"({"carbonKeyCode":9})");
-    QTest::newRow("key code missing") << QByteArray(R"({"carbonModifiers":768})");
     QTest::newRow("numbers as text")
         << QByteArray(R"({"carbonKeyCode":"9","carbonModifiers":"768"})");
     QTest::newRow("fraction") << QByteArray(R"({"carbonKeyCode":9.5,"carbonModifiers":768})");
-    QTest::newRow("null member") << QByteArray(R"({"carbonKeyCode":null,"carbonModifiers":768})");
     QTest::newRow("truncated") << QByteArray(R"({"carbonKeyCode":9,"carbonModifiers":7)");
     QTest::newRow("too large for 64 bits")
         << QByteArray(R"({"carbonKeyCode":1e30,"carbonModifiers":0})");
@@ -289,72 +256,6 @@ void TestShortcut::jsonThatIsNotAShortcut()
     QCOMPARE(Shortcut::fromJson(json), std::nullopt);
 }
 
-void TestShortcut::specialKeysAreReachedFromTheirKeys()
-{
-    QSet<qint64> keys;
-    for (int index = 0; index < kSpecialKeyCount; ++index) {
-        const auto special = SpecialKey(index);
-        const Key key = keyOf(special);
-        keys.insert(key.rawValue);
-        QCOMPARE(specialKey(key), special);
-        QVERIFY(!presentableDescription(special).isEmpty());
-    }
-    QCOMPARE(keys.size(), 53);
-    QCOMPARE(keyOf(SpecialKey::return_), Key::return_);
-    QCOMPARE(keyOf(SpecialKey::f20), Key::f20);
-    QCOMPARE(keyOf(SpecialKey::keypadPlus), Key::keypadPlus);
-    QCOMPARE(presentableDescription(SpecialKey::f1), QStringLiteral("F1"));
-    QCOMPARE(presentableDescription(SpecialKey::f20), QStringLiteral("F20"));
-    // Characters, modifiers and media keys are no special keys.
-    for (const Key key : {Key::a,
-                          Key::one,
-                          Key::slash,
-                          Key::command,
-                          Key::capsLock,
-                          Key::mute,
-                          Key::function,
-                          Key(10),
-                          Key(500)})
-        QCOMPARE(specialKey(key), std::nullopt);
-}
-
-void TestShortcut::keypadEnterAndClearShareAGlyph()
-{
-    QCOMPARE(presentableDescription(SpecialKey::keypadEnter),
-             presentableDescription(SpecialKey::keypadClear));
-    QVERIFY(presentableDescription(SpecialKey::keypadEnter)
-            != presentableDescription(SpecialKey::return_));
-}
-
-void TestShortcut::keyTableIsConsistent()
-{
-    QSet<qint64> codes;
-    QSet<QByteArray> names;
-    QSet<quint32> keysyms;
-    for (const KeyTableRow &row : keyTable()) {
-        QVERIFY2(!codes.contains(row.carbonKeyCode), QByteArray::number(row.carbonKeyCode));
-        codes.insert(row.carbonKeyCode);
-        if (row.xkbKeyName) {
-            QVERIFY2(!names.contains(row.xkbKeyName), row.xkbKeyName);
-            names.insert(row.xkbKeyName);
-            QCOMPARE(keyTableRowForXkbName(row.xkbKeyName), &row);
-        }
-        if (row.keysym) {
-            QVERIFY(!keysyms.contains(row.keysym));
-            keysyms.insert(row.keysym);
-            QCOMPARE(keyTableRowForKeysym(row.keysym), &row);
-        }
-        QCOMPARE(keyTableRow(Key(row.carbonKeyCode)), &row);
-    }
-    // Every named key: the 113 codes of the Carbon numbering.
-    QCOMPARE(codes.size(), 113);
-    for (int index = 0; index < kSpecialKeyCount; ++index)
-        QVERIFY(keyTableRow(keyOf(SpecialKey(index))));
-    QCOMPARE(keyTableRow(Key(52)), nullptr);
-    QCOMPARE(keyTableRowForXkbName("NOPE"), nullptr);
-    QCOMPARE(keyTableRowForXkbName(nullptr), nullptr);
-}
-
 void TestShortcut::qtKeys_data()
 {
     QTest::addColumn<int>("qtKey");
@@ -364,12 +265,8 @@ void TestShortcut::qtKeys_data()
     const Qt::KeyboardModifiers none;
     const Qt::KeyboardModifiers keypad = Qt::KeypadModifier;
     QTest::newRow("letter") << int(Qt::Key_V) << none << Key::v.rawValue;
-    QTest::newRow("letter with shift")
-        << int(Qt::Key_V) << Qt::KeyboardModifiers(Qt::ShiftModifier) << Key::v.rawValue;
-    QTest::newRow("digit") << int(Qt::Key_5) << none << Key::five.rawValue;
     QTest::newRow("shifted digit") << int(Qt::Key_Exclam) << none << Key::one.rawValue;
     QTest::newRow("shifted punctuation") << int(Qt::Key_Question) << none << Key::slash.rawValue;
-    QTest::newRow("backtick") << int(Qt::Key_QuoteLeft) << none << Key::backtick.rawValue;
     QTest::newRow("keypad digit") << int(Qt::Key_5) << keypad << Key::keypad5.rawValue;
     QTest::newRow("keypad without Num Lock")
         << int(Qt::Key_Home) << keypad << Key::keypad7.rawValue;
@@ -377,20 +274,14 @@ void TestShortcut::qtKeys_data()
         << int(Qt::Key_Asterisk) << keypad << Key::keypadMultiply.rawValue;
     QTest::newRow("main block asterisk") << int(Qt::Key_Asterisk) << none << Key::eight.rawValue;
     QTest::newRow("enter") << int(Qt::Key_Enter) << keypad << Key::keypadEnter.rawValue;
-    QTest::newRow("return") << int(Qt::Key_Return) << none << Key::return_.rawValue;
-    QTest::newRow("home") << int(Qt::Key_Home) << none << Key::home.rawValue;
     QTest::newRow("shift+tab") << int(Qt::Key_Backtab) << none << Key::tab.rawValue;
     QTest::newRow("backspace is delete") << int(Qt::Key_Backspace) << none << Key::delete_.rawValue;
     QTest::newRow("delete is forward delete")
         << int(Qt::Key_Delete) << none << Key::deleteForward.rawValue;
-    QTest::newRow("F1") << int(Qt::Key_F1) << none << Key::f1.rawValue;
-    QTest::newRow("F13") << int(Qt::Key_F13) << none << Key::f13.rawValue;
     QTest::newRow("F20") << int(Qt::Key_F20) << none << Key::f20.rawValue;
     QTest::newRow("Super") << int(Qt::Key_Super_L) << none << Key::command.rawValue;
     QTest::newRow("F21 has no key") << int(Qt::Key_F21) << none << qint64(-1);
-    QTest::newRow("Insert has no key") << int(Qt::Key_Insert) << none << qint64(-1);
     QTest::newRow("Print has no key") << int(Qt::Key_Print) << none << qint64(-1);
-    QTest::newRow("unknown") << int(Qt::Key_unknown) << none << qint64(-1);
 }
 
 void TestShortcut::qtKeys()

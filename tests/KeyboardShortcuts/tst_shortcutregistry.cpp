@@ -1,6 +1,6 @@
-#include "FakeHotKeyBackend.h"
 #include "KeyboardShortcuts/Notifier.h"
 #include "KeyboardShortcuts/Registry.h"
+#include "fakes/FakeHotKeyBackend.h"
 
 #include <QSettings>
 #include <QSignalSpy>
@@ -39,8 +39,7 @@ private slots:
     void cleanup();
 
     void storesTheJsonTextUnderThePrefixedKey();
-    void neverSetNameReadsItsDefault();
-    void clearedNameStaysClearedAndResetRestoresTheDefault();
+    void defaultsClearingAndReset();
     void storedValueThatIsNotAShortcut_data();
     void storedValueThatIsNotAShortcut();
     void everyStoredChangeIsAnnounced();
@@ -48,13 +47,10 @@ private slots:
     void idsCountFromOneAndAreNeverReused();
     void changeMadeElsewhereReRegisters();
     void twoNamesOnOneShortcutBothFire();
-    void handlersRunInOrderThenStreams();
-    void keyUpGoesToKeyUpHandlersOnly();
-    void typedStreamKeepsItsType();
+    void eventsReachTheirHandlersInOrder();
     void cancelledStreamGetsNothingAndReleasesTheShortcut();
     void handlerMayCancelALaterStream();
-    void refusedShortcutPrintsTheDiagnosticAndSparesTheOthers();
-    void refusedShortcutIsNotRetriedOnEveryChange();
+    void refusedShortcutPrintsTheDiagnosticOnceAndSparesTheOthers();
     void disableAndEnableKeepWhatIsStored();
     void removeHandlerUnregistersShortcutsNoLongerWanted();
     void resetAllRestoresEveryKnownName();
@@ -73,7 +69,6 @@ private:
 void TestShortcutRegistry::init()
 {
     m_dir = std::make_unique<QTemporaryDir>();
-    QVERIFY(m_dir->isValid());
     m_settings = std::make_unique<QSettings>(settingsPath(), QSettings::IniFormat);
     m_backend = std::make_unique<FakeHotKeyBackend>();
     m_registry = std::make_unique<Registry>(*m_settings, *m_backend);
@@ -93,41 +88,31 @@ void TestShortcutRegistry::storesTheJsonTextUnderThePrefixedKey()
     QCOMPARE(m_registry->getShortcut(kToggle), kCtrlAltK);
 
     m_settings->sync();
-    const QSettings reread(settingsPath(), QSettings::IniFormat);
+    QSettings reread(settingsPath(), QSettings::IniFormat);
     const QVariant stored = reread.value(QStringLiteral("KeyboardShortcuts_toggleOverlay"));
     QCOMPARE(stored.typeId(), QMetaType::QString);
     QCOMPARE(Shortcut::fromJson(stored.toString().toUtf8()), kCtrlAltK);
-    QVERIFY(stored.toString().contains(u"\"carbonKeyCode\":40"));
-
     // A registry on the same file reads it back.
-    QSettings settings(settingsPath(), QSettings::IniFormat);
     FakeHotKeyBackend backend;
-    const Registry other(settings, backend);
-    QCOMPARE(other.getShortcut(kToggle), kCtrlAltK);
+    QCOMPARE(Registry(reread, backend).getShortcut(kToggle), kCtrlAltK);
 }
 
-void TestShortcutRegistry::neverSetNameReadsItsDefault()
+void TestShortcutRegistry::defaultsClearingAndReset()
 {
     QCOMPARE(m_registry->getShortcut(kToggle), kShiftSuperV);
     QCOMPARE(m_registry->getShortcut(kOther), std::nullopt);
-    // Reading writes nothing.
-    QVERIFY(m_settings->allKeys().isEmpty());
+    QVERIFY(m_settings->allKeys().isEmpty()); // reading writes nothing
     // A known name keeps the default it was declared with.
     m_registry->declare(kToggle);
     QCOMPARE(m_registry->getShortcut(Name(QStringLiteral("toggleOverlay"))), kShiftSuperV);
-}
 
-void TestShortcutRegistry::clearedNameStaysClearedAndResetRestoresTheDefault()
-{
+    // Cleared stays cleared on the next launch.
     m_registry->setShortcut(std::nullopt, kToggle);
-    QCOMPARE(m_registry->getShortcut(kToggle), std::nullopt);
-
     m_settings->sync();
     QSettings settings(settingsPath(), QSettings::IniFormat);
     FakeHotKeyBackend backend;
     Registry next(settings, backend);
     QCOMPARE(next.getShortcut(kToggle), std::nullopt);
-
     next.reset(kToggle);
     QCOMPARE(next.getShortcut(kToggle), kShiftSuperV);
     // Reset without a default clears.
@@ -139,12 +124,10 @@ void TestShortcutRegistry::clearedNameStaysClearedAndResetRestoresTheDefault()
 void TestShortcutRegistry::storedValueThatIsNotAShortcut_data()
 {
     QTest::addColumn<QVariant>("stored");
-
     QTest::newRow("garbage text") << QVariant(QStringLiteral("not json"));
     QTest::newRow("half a shortcut") << QVariant(QStringLiteral(R"({"carbonKeyCode":9})"));
     QTest::newRow("a number") << QVariant(42);
     QTest::newRow("a list") << QVariant(QStringList{"9", "768"});
-    QTest::newRow("a bool") << QVariant(true);
 }
 
 void TestShortcutRegistry::storedValueThatIsNotAShortcut()
@@ -152,7 +135,6 @@ void TestShortcutRegistry::storedValueThatIsNotAShortcut()
     QFETCH(QVariant, stored);
     m_settings->setValue(QStringLiteral("KeyboardShortcuts_toggleOverlay"), stored);
     m_settings->sync();
-
     QSettings settings(settingsPath(), QSettings::IniFormat);
     FakeHotKeyBackend backend;
     Registry registry(settings, backend);
@@ -172,7 +154,6 @@ void TestShortcutRegistry::everyStoredChangeIsAnnounced()
     QCOMPARE(spy.count(), 4);
     QCOMPARE(spy.at(0).at(0).value<Name>().rawValue, QStringLiteral("toggleOverlay"));
     QCOMPARE(spy.at(3).at(0).value<Name>().rawValue, QStringLiteral("other"));
-    QCOMPARE(kShortcutByNameDidChange, QStringLiteral("KeyboardShortcuts_shortcutByNameDidChange"));
 }
 
 void TestShortcutRegistry::nothingIsRegisteredUntilAHandlerExists()
@@ -192,11 +173,8 @@ void TestShortcutRegistry::idsCountFromOneAndAreNeverReused()
 {
     int fired = 0;
     m_registry->onKeyDown(kToggle, [&] { ++fired; });
+    m_registry->onKeyUp(kToggle, [] {}); // a second handler registers nothing new
     QCOMPARE(ids(m_backend->attempts), QList<int>{1});
-
-    // A second handler for the same name registers nothing new.
-    m_registry->onKeyUp(kToggle, [] {});
-    QCOMPARE(m_backend->attempts.size(), 1);
 
     m_registry->setShortcut(std::nullopt, kToggle);
     QVERIFY(m_backend->registered.isEmpty());
@@ -204,7 +182,6 @@ void TestShortcutRegistry::idsCountFromOneAndAreNeverReused()
     m_registry->setShortcut(kCtrlAltK, kToggle);
     QCOMPARE(ids(m_backend->attempts), QList<int>({1, 2, 3}));
     QCOMPARE(m_backend->registered.keys(), QList<int>{3});
-    QCOMPARE(m_backend->registered.value(3), kCtrlAltK);
 
     m_backend->press(kShiftSuperV);
     QCOMPARE(fired, 0);
@@ -232,7 +209,6 @@ void TestShortcutRegistry::twoNamesOnOneShortcutBothFire()
     m_registry->onKeyDown(kToggle, [&] { calls << QStringLiteral("toggle"); });
     m_registry->onKeyDown(kOther, [&] { calls << QStringLiteral("other"); });
     QCOMPARE(m_backend->registered.size(), 1);
-
     m_backend->press(kShiftSuperV);
     QCOMPARE(calls, QStringList({"toggle", "other"}));
 
@@ -244,7 +220,7 @@ void TestShortcutRegistry::twoNamesOnOneShortcutBothFire()
     QCOMPARE(calls, QStringList{"toggle"});
 }
 
-void TestShortcutRegistry::handlersRunInOrderThenStreams()
+void TestShortcutRegistry::eventsReachTheirHandlersInOrder()
 {
     QStringList calls;
     const EventStream stream = m_registry->events(kToggle, [&](EventType type) {
@@ -252,54 +228,32 @@ void TestShortcutRegistry::handlersRunInOrderThenStreams()
                                              : QStringLiteral("stream up"));
     });
     m_registry->onKeyDown(kToggle, [&] { calls << QStringLiteral("first"); });
+    m_registry->onKeyUp(kToggle, [&] { calls << QStringLiteral("up"); });
     m_registry->onKeyDown(kToggle, [&] { calls << QStringLiteral("second"); });
-
-    m_backend->press(kShiftSuperV);
-    QCOMPARE(calls, QStringList({"first", "second", "stream down", "stream up"}));
-}
-
-void TestShortcutRegistry::keyUpGoesToKeyUpHandlersOnly()
-{
-    int down = 0;
-    int up = 0;
-    m_registry->onKeyDown(kToggle, [&] { ++down; });
-    m_registry->onKeyUp(kToggle, [&] { ++up; });
+    int typedUps = 0;
+    const EventStream typed = m_registry->events(EventType::keyUp, kToggle, [&] { ++typedUps; });
 
     m_backend->send(kShiftSuperV, EventType::keyDown);
-    QCOMPARE(down, 1);
-    QCOMPARE(up, 0);
+    QCOMPARE(calls, QStringList({"first", "second", "stream down"}));
+    QCOMPARE(typedUps, 0);
+    calls.clear();
     m_backend->send(kShiftSuperV, EventType::keyUp);
-    QCOMPARE(down, 1);
-    QCOMPARE(up, 1);
-}
-
-void TestShortcutRegistry::typedStreamKeepsItsType()
-{
-    int ups = 0;
-    const EventStream stream = m_registry->events(EventType::keyUp, kToggle, [&] { ++ups; });
-    QVERIFY(stream.isActive());
-    m_backend->send(kShiftSuperV, EventType::keyDown);
-    QCOMPARE(ups, 0);
-    m_backend->send(kShiftSuperV, EventType::keyUp);
-    QCOMPARE(ups, 1);
+    QCOMPARE(calls, QStringList({"up", "stream up"}));
+    QCOMPARE(typedUps, 1);
 }
 
 void TestShortcutRegistry::cancelledStreamGetsNothingAndReleasesTheShortcut()
 {
     int events = 0;
     EventStream stream = m_registry->events(kToggle, [&](EventType) { ++events; });
-    QCOMPARE(m_backend->registered.size(), 1);
-
     EventStream moved = std::move(stream);
     QVERIFY(!stream.isActive());
-    QVERIFY(moved.isActive());
     m_backend->press(kShiftSuperV);
     QCOMPARE(events, 2);
 
     moved.cancel();
     QVERIFY(!moved.isActive());
     QVERIFY(m_backend->registered.isEmpty());
-
     // Dropping a stream ends it too.
     {
         const EventStream scoped = m_registry->events(kToggle, [&](EventType) { ++events; });
@@ -316,41 +270,28 @@ void TestShortcutRegistry::handlerMayCancelALaterStream()
     EventStream stream = m_registry->events(kOther, [&](EventType) { ++streamEvents; });
     m_registry->setShortcut(kShiftSuperV, kOther);
     m_registry->onKeyDown(kToggle, [&] { stream.cancel(); });
-
     m_backend->send(kShiftSuperV, EventType::keyDown);
     QCOMPARE(streamEvents, 0);
     QVERIFY(!stream.isActive());
 }
 
-void TestShortcutRegistry::refusedShortcutPrintsTheDiagnosticAndSparesTheOthers()
+void TestShortcutRegistry::refusedShortcutPrintsTheDiagnosticOnceAndSparesTheOthers()
 {
     m_backend->refusals.insert(kCtrlAltK, 10);
     int toggled = 0;
     m_registry->onKeyDown(kToggle, [&] { ++toggled; });
-
     QTest::ignoreMessage(QtWarningMsg, "Error registering hotkey Ctrl+Alt+K: 10");
     m_registry->setShortcut(kCtrlAltK, kOther);
     m_registry->onKeyDown(kOther, [] {});
-
     QVERIFY(!m_registry->isEnabled(kOther));
     QVERIFY(m_registry->isEnabled(kToggle));
     m_backend->press(kShiftSuperV);
     QCOMPARE(toggled, 1);
-    // The failed attempt still used up its id.
-    QCOMPARE(ids(m_backend->attempts), QList<int>({1, 2}));
-}
+    QCOMPARE(ids(m_backend->attempts), QList<int>({1, 2})); // the failure used up its id
 
-void TestShortcutRegistry::refusedShortcutIsNotRetriedOnEveryChange()
-{
-    m_backend->refusals.insert(kCtrlAltK, 10);
-    QTest::ignoreMessage(QtWarningMsg, "Error registering hotkey Ctrl+Alt+K: 10");
-    m_registry->setShortcut(kCtrlAltK, kOther);
-    m_registry->onKeyDown(kOther, [] {});
-
-    m_registry->onKeyDown(kToggle, [] {});
+    // Not retried on every change of another name.
     m_registry->setShortcut(kF5, kToggle);
     QCOMPARE(m_backend->attempts.size(), 3);
-
     // Once nobody wants it any more, wanting it again tries again.
     m_backend->refusals.clear();
     m_registry->setShortcut(std::nullopt, kOther);
@@ -379,7 +320,6 @@ void TestShortcutRegistry::disableAndEnableKeepWhatIsStored()
     QVERIFY(m_backend->registered.isEmpty());
     m_registry->enable({kToggle, kOther});
     QCOMPARE(m_backend->registered.size(), 1);
-    QVERIFY(m_registry->isEnabled(kToggle));
     m_backend->press(kShiftSuperV);
     QCOMPARE(fired, 1);
     QCOMPARE(other, 2);
@@ -395,7 +335,6 @@ void TestShortcutRegistry::removeHandlerUnregistersShortcutsNoLongerWanted()
     m_registry->removeHandler(kOther);
     QCOMPARE(m_backend->registered.values(), QList<Shortcut>{kShiftSuperV});
     QVERIFY(!stream.isActive());
-
     m_registry->removeAllHandlers();
     QVERIFY(m_backend->registered.isEmpty());
     QVERIFY(m_registry->registeredShortcuts().isEmpty());
@@ -413,7 +352,6 @@ void TestShortcutRegistry::resetAllRestoresEveryKnownName()
     QCOMPARE(m_registry->getShortcut(kToggle), kShiftSuperV);
     QCOMPARE(m_registry->getShortcut(kOther), std::nullopt);
     QCOMPARE(m_registry->getShortcut(third), kF5);
-    QCOMPARE(m_registry->allNames().size(), 3);
 }
 
 void TestShortcutRegistry::eventsOfUnknownIdsAreIgnored()

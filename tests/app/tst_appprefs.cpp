@@ -4,6 +4,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 class TestAppPrefs : public QObject
 {
     Q_OBJECT
@@ -48,50 +50,39 @@ void TestAppPrefs::defaultsOnFirstLaunch()
 
 void TestAppPrefs::oddStoredValues_data()
 {
-    QTest::addColumn<QString>("key");
-    QTest::addColumn<QByteArray>("property");
-    QTest::addColumn<QString>("stored"); // the raw text of the settings file
+    QTest::addColumn<QByteArray>("property"); // stored as "Cliphaven" and the capitalised name
+    QTest::addColumn<QString>("stored");      // the raw text of the settings file
     QTest::addColumn<QVariant>("expected");
 
     QTest::newRow("menu bar: a string reads as on")
-        << AppPrefs::kShowInMenuBarKey << QByteArray("showInMenuBar") << "hello" << QVariant(true);
-    QTest::newRow("menu bar: a number reads as on")
-        << AppPrefs::kShowInMenuBarKey << QByteArray("showInMenuBar") << "0" << QVariant(true);
+        << QByteArray("showInMenuBar") << u"hello"_s << QVariant(true);
     QTest::newRow("menu bar: a stored false")
-        << AppPrefs::kShowInMenuBarKey << QByteArray("showInMenuBar") << "false" << QVariant(false);
+        << QByteArray("showInMenuBar") << u"false"_s << QVariant(false);
     QTest::newRow("sounds: a string reads as on")
-        << AppPrefs::kPlaySoundsKey << QByteArray("playSounds") << "no" << QVariant(true);
-    QTest::newRow("sounds: a stored false")
-        << AppPrefs::kPlaySoundsKey << QByteArray("playSounds") << "false" << QVariant(false);
+        << QByteArray("playSounds") << u"no"_s << QVariant(true);
     QTest::newRow("paused: garbage reads as off")
-        << AppPrefs::kPausedKey << QByteArray("paused") << "garbage" << QVariant(false);
-    QTest::newRow("paused: yes") << AppPrefs::kPausedKey << QByteArray("paused") << "YES"
-                                 << QVariant(true);
-    QTest::newRow("paused: a non-zero number")
-        << AppPrefs::kPausedKey << QByteArray("paused") << "2" << QVariant(true);
-    QTest::newRow("paused: zero") << AppPrefs::kPausedKey << QByteArray("paused") << "0"
-                                  << QVariant(false);
+        << QByteArray("paused") << u"garbage"_s << QVariant(false);
+    QTest::newRow("paused: yes") << QByteArray("paused") << u"YES"_s << QVariant(true);
+    QTest::newRow("paused: a non-zero number") << QByteArray("paused") << u"2"_s << QVariant(true);
     QTest::newRow("explainer: true")
-        << AppPrefs::kSeenPauseExplainerKey << QByteArray("seenPauseExplainer") << "true"
-        << QVariant(true);
+        << QByteArray("seenPauseExplainer") << u"true"_s << QVariant(true);
     QTest::newRow("ignored: a number is no list")
-        << AppPrefs::kIgnoredAppsKey << QByteArray("ignoredApps")
-        << "@Variant(\\0\\0\\0\\x2\\0\\0\\0\\x5)" << QVariant(QStringList());
-    QTest::newRow("ignored: a list")
-        << AppPrefs::kIgnoredAppsKey << QByteArray("ignoredApps") << "KeePassXC, firefox"
-        << QVariant(QStringList{"KeePassXC", "firefox"});
+        << QByteArray("ignoredApps") << u"@Variant(\\0\\0\\0\\x2\\0\\0\\0\\x5)"_s
+        << QVariant(QStringList());
+    QTest::newRow("ignored: a list") << QByteArray("ignoredApps") << u"KeePassXC, firefox"_s
+                                     << QVariant(QStringList{"KeePassXC", "firefox"});
 }
 
 void TestAppPrefs::oddStoredValues()
 {
-    QFETCH(QString, key);
     QFETCH(QByteArray, property);
     QFETCH(QString, stored);
     QFETCH(QVariant, expected);
+    const QByteArray key = "Cliphaven" + property.left(1).toUpper() + property.mid(1);
     {
         QFile file(m_path);
         QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("[General]\n" + key.toUtf8() + '=' + stored.toUtf8() + '\n');
+        file.write("[General]\n" + key + '=' + stored.toUtf8() + '\n');
     }
     AppPrefs prefs(settings());
     QCOMPARE(prefs.property(property.constData()), expected);

@@ -1,19 +1,13 @@
 #include "app/ApplicationCatalog.h"
 #include "app/DesktopEntry.h"
+#include "common/Files.h"
 
-#include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
-namespace {
+using namespace Qt::StringLiterals;
 
-bool writeFile(const QString &path, const QByteArray &content)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
-}
+namespace {
 
 QStringList names(const QList<DesktopEntry> &entries)
 {
@@ -81,24 +75,12 @@ void TestDesktopEntry::localisedName_data()
     QTest::addColumn<QString>("locale");
     QTest::addColumn<QString>("name");
 
-    QTest::newRow("C") << "C"
-                       << "Calculator";
-    QTest::newRow("POSIX") << "POSIX"
-                           << "Calculator";
-    QTest::newRow("language and country") << "de_AT.UTF-8"
-                                          << "Rechner (AT)";
-    QTest::newRow("falls back to the language") << "de_CH.UTF-8"
-                                                << "Rechner";
-    QTest::newRow("language and modifier") << "sr@latin"
-                                           << "Kalkulator";
-    QTest::newRow("country before modifier") << "sr_RS@latin"
-                                             << "Калкулатор (RS)";
-    QTest::newRow("country without modifier") << "sr_RS"
-                                              << "Калкулатор (RS)";
-    QTest::newRow("language alone") << "sr_ME"
-                                    << "Калкулатор";
-    QTest::newRow("unknown language") << "fi_FI.UTF-8"
-                                      << "Calculator";
+    QTest::newRow("C") << u"C"_s << u"Calculator"_s;
+    QTest::newRow("language and country") << u"de_AT.UTF-8"_s << u"Rechner (AT)"_s;
+    QTest::newRow("falls back to the language") << u"de_CH.UTF-8"_s << u"Rechner"_s;
+    QTest::newRow("language and modifier") << u"sr@latin"_s << u"Kalkulator"_s;
+    QTest::newRow("country before modifier") << u"sr_RS@latin"_s << u"Калкулатор (RS)"_s;
+    QTest::newRow("unknown language") << u"fi_FI.UTF-8"_s << u"Calculator"_s;
 }
 
 void TestDesktopEntry::localisedName()
@@ -209,18 +191,13 @@ void TestDesktopEntry::catalogFindsIgnoredIdentifiers_data()
     QTest::addColumn<QString>("identifier");
     QTest::addColumn<QString>("name"); // empty: not installed
 
-    QTest::newRow("declared class") << "KeePassXC"
-                                    << "KeePassXC";
-    QTest::newRow("class in other case") << "keepassxc"
-                                         << "KeePassXC";
-    QTest::newRow("program name") << "firefox-esr"
-                                  << "Firefox ESR";
-    QTest::newRow("reverse-domain id, last part") << "Calculator"
-                                                  << "Calculator";
-    QTest::newRow("declared class wins over a program of that name") << "Navigator"
-                                                                     << "Web Browser";
-    QTest::newRow("not installed") << "com.example.Gone"
-                                   << "";
+    QTest::newRow("declared class") << u"KeePassXC"_s << u"KeePassXC"_s;
+    QTest::newRow("class in other case") << u"keepassxc"_s << u"KeePassXC"_s;
+    QTest::newRow("program name") << u"firefox-esr"_s << u"Firefox ESR"_s;
+    QTest::newRow("reverse-domain id, last part") << u"Calculator"_s << u"Calculator"_s;
+    QTest::newRow("declared class wins over a program of that name")
+        << u"Navigator"_s << u"Web Browser"_s;
+    QTest::newRow("not installed") << u"com.example.Gone"_s << u""_s;
 }
 
 void TestDesktopEntry::catalogFindsIgnoredIdentifiers()
@@ -229,22 +206,18 @@ void TestDesktopEntry::catalogFindsIgnoredIdentifiers()
     QFETCH(QString, name);
 
     QTemporaryDir dir;
-    const QString apps = dir.filePath(QStringLiteral("share/applications/"));
-    QVERIFY(writeFile(apps + "a-navigator.desktop",
-                      "[Desktop Entry]\nType=Application\nName=Navigator Tool\nExec=navigator\n"));
-    QVERIFY(writeFile(apps + "keepassxc.desktop",
-                      "[Desktop Entry]\nType=Application\nName=KeePassXC\nExec=keepassxc\n"
-                      "StartupWMClass=KeePassXC\n"));
-    QVERIFY(writeFile(apps + "firefox-esr.desktop",
-                      "[Desktop Entry]\nType=Application\nName=Firefox ESR\n"
-                      "Exec=/usr/lib/firefox-esr/firefox-esr %u\n"));
+    const QString share = dir.filePath(QStringLiteral("share"));
+    QVERIFY(writeApplication(share, "a-navigator", "Name=Navigator Tool\nExec=navigator\n"));
+    QVERIFY(writeApplication(share,
+                             "keepassxc",
+                             "Name=KeePassXC\nExec=keepassxc\nStartupWMClass=KeePassXC\n"));
+    QVERIFY(writeApplication(share,
+                             "firefox-esr",
+                             "Name=Firefox ESR\nExec=/usr/lib/firefox-esr/firefox-esr %u\n"));
     QVERIFY(
-        writeFile(apps + "org.gnome.Calculator.desktop",
-                  "[Desktop Entry]\nType=Application\nName=Calculator\nExec=gnome-calculator\n"));
-    QVERIFY(writeFile(apps + "web.desktop",
-                      "[Desktop Entry]\nType=Application\nName=Web Browser\nExec=web\n"
-                      "StartupWMClass=Navigator\n"));
-
+        writeApplication(share, "org.gnome.Calculator", "Name=Calculator\nExec=gnome-calculator\n"));
+    QVERIFY(
+        writeApplication(share, "web", "Name=Web Browser\nExec=web\nStartupWMClass=Navigator\n"));
     const ApplicationCatalog catalog({dir.filePath(QStringLiteral("share"))}, QStringLiteral("C"));
     const std::optional<DesktopEntry> entry = catalog.find(identifier);
     QCOMPARE(entry ? entry->name : QString(), name);

@@ -2,10 +2,9 @@
 #include "app/ApplicationChooserModel.h"
 #include "app/IgnoredAppsModel.h"
 #include "app/OpenWindows.h"
+#include "common/Files.h"
 
 #include <QAbstractItemModelTester>
-#include <QDir>
-#include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -18,14 +17,6 @@ public:
     QStringList classes;
     QStringList windowClasses() const override { return classes; }
 };
-
-bool writeEntry(const QString &dir, const QString &id, const QByteArray &keys)
-{
-    QDir().mkpath(dir);
-    QFile file(dir + u'/' + id + QStringLiteral(".desktop"));
-    const QByteArray text = "[Desktop Entry]\nType=Application\n" + keys;
-    return file.open(QIODevice::WriteOnly) && file.write(text) == text.size();
-}
 
 QStringList column(const QAbstractItemModel &model, int role)
 {
@@ -46,11 +37,10 @@ private slots:
 
     void rowsShowInstalledAppsAndBareIdentifiers();
     void rowsFollowTheSettingsPrecisely();
-    void removeButtonRemoves();
     void chooserOffersOpenWindowsThenInstalledApps();
     void chooserLeavesOutWhatIsIgnored();
     void chooserFilters();
-    void choosingTwiceLeavesOneRow();
+    void chooseTwiceThenRemove();
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -65,18 +55,19 @@ void TestIgnoredApps::init()
     m_prefs = std::make_unique<AppPrefs>(
         std::make_unique<QSettings>(m_dir->filePath(QStringLiteral("p.conf")),
                                     QSettings::IniFormat));
-    const QString apps = m_dir->filePath(QStringLiteral("share/applications"));
+    const QString apps = m_dir->filePath(QStringLiteral("share"));
+    QVERIFY(writeApplication(
+        apps,
+        "keepassxc",
+        "Name=KeePassXC\nIcon=keepassxc\nExec=keepassxc\nStartupWMClass=KeePassXC\n"));
+    QVERIFY(writeApplication(apps,
+                             "firefox-esr",
+                             "Name=Firefox ESR\nIcon=firefox-esr\nExec=firefox-esr %u\n"));
     QVERIFY(
-        writeEntry(apps,
-                   "keepassxc",
-                   "Name=KeePassXC\nIcon=keepassxc\nExec=keepassxc\nStartupWMClass=KeePassXC\n"));
-    QVERIFY(writeEntry(apps,
-                       "firefox-esr",
-                       "Name=Firefox ESR\nIcon=firefox-esr\nExec=firefox-esr %u\n"));
-    QVERIFY(writeEntry(apps,
-                       "org.gnome.Calculator",
-                       "Name=Calculator\nIcon=accessories-calculator\nExec=gnome-calculator\n"));
-    QVERIFY(writeEntry(apps, "xterm", "Name=XTerm\nExec=xterm\n"));
+        writeApplication(apps,
+                         "org.gnome.Calculator",
+                         "Name=Calculator\nIcon=accessories-calculator\nExec=gnome-calculator\n"));
+    QVERIFY(writeApplication(apps, "xterm", "Name=XTerm\nExec=xterm\n"));
     m_catalog = std::make_shared<ApplicationCatalog>(QStringList{m_dir->filePath(
                                                          QStringLiteral("share"))},
                                                      QStringLiteral("C"));
@@ -97,8 +88,10 @@ void TestIgnoredApps::rowsShowInstalledAppsAndBareIdentifiers()
     QCOMPARE(column(model, IgnoredAppsModel::InstalledRole), (QStringList{"true", "false"}));
 
     // Installing the missing application names its row.
-    const QString apps = m_dir->filePath(QStringLiteral("share/applications"));
-    QVERIFY(writeEntry(apps, "gone", "Name=Gone App\nExec=gone\nStartupWMClass=com.example.Gone\n"));
+    const QString apps = m_dir->filePath(QStringLiteral("share"));
+    QVERIFY(writeApplication(apps,
+                             "gone",
+                             "Name=Gone App\nExec=gone\nStartupWMClass=com.example.Gone\n"));
     QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
     model.setCatalog(
         std::make_shared<ApplicationCatalog>(QStringList{m_dir->filePath(QStringLiteral("share"))},
@@ -136,15 +129,6 @@ void TestIgnoredApps::rowsFollowTheSettingsPrecisely()
     QCOMPARE(reset.size(), 1);
     QCOMPARE(column(model, IgnoredAppsModel::IdentifierRole), (QStringList{"c", "a"}));
     QCOMPARE(count.size(), 4);
-}
-
-void TestIgnoredApps::removeButtonRemoves()
-{
-    m_prefs->setIgnoredApps({QStringLiteral("KeePassXC"), QStringLiteral("xterm")});
-    IgnoredAppsModel model(*m_prefs, m_catalog);
-    model.remove(QStringLiteral("KeePassXC"));
-    QCOMPARE(m_prefs->ignoredApps(), QStringList{"xterm"});
-    QCOMPARE(model.count(), 1);
 }
 
 void TestIgnoredApps::chooserOffersOpenWindowsThenInstalledApps()
@@ -211,7 +195,7 @@ void TestIgnoredApps::chooserFilters()
     QCOMPARE(model.count(), 5);
 }
 
-void TestIgnoredApps::choosingTwiceLeavesOneRow()
+void TestIgnoredApps::chooseTwiceThenRemove()
 {
     IgnoredAppsModel rows(*m_prefs, m_catalog);
     ApplicationChooserModel chooser(*m_prefs, m_catalog, &m_windows);
@@ -221,6 +205,10 @@ void TestIgnoredApps::choosingTwiceLeavesOneRow()
     QCOMPARE(m_prefs->ignoredApps(), QStringList{"KeePassXC"});
     QCOMPARE(rows.count(), 1);
     QVERIFY(!column(chooser, ApplicationChooserModel::IdentifierRole).contains("KeePassXC"));
+
+    rows.remove(QStringLiteral("KeePassXC"));
+    QVERIFY(m_prefs->ignoredApps().isEmpty());
+    QCOMPARE(rows.count(), 0);
 }
 
 QTEST_GUILESS_MAIN(TestIgnoredApps)

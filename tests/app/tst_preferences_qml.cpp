@@ -1,7 +1,6 @@
 // Runs the QML tests in qml/ against the preferences view, with the real models on temporary
 // settings, a temporary store and catalog, and a fake hot-key backend.
 
-#include "../KeyboardShortcuts/FakeHotKeyBackend.h"
 #include "KeyboardShortcuts/Registry.h"
 #include "app/AppPrefs.h"
 #include "app/ApplicationCatalog.h"
@@ -13,9 +12,10 @@
 #include "app/ShortcutNames.h"
 #include "app/ShortcutRecorder.h"
 #include "app/ui/AppIconProvider.h"
+#include "common/Files.h"
+#include "fakes/FakeHotKeyBackend.h"
 #include "model/Store.h"
 
-#include <QDir>
 #include <QFile>
 #include <QQmlContext>
 #include <QQmlEngine>
@@ -29,15 +29,6 @@ class FakeOpenWindows final : public OpenWindows
 public:
     QStringList windowClasses() const override { return {QStringLiteral("Zenity")}; }
 };
-
-void writeEntry(const QString &dir, const QString &id, const QByteArray &keys)
-{
-    QDir().mkpath(dir);
-    QFile file(dir + u'/' + id + QStringLiteral(".desktop"));
-    if (!file.open(QIODevice::WriteOnly))
-        qFatal("cannot write a test desktop entry");
-    file.write("[Desktop Entry]\nType=Application\n" + keys);
-}
 
 } // namespace
 
@@ -94,12 +85,11 @@ public slots:
     void qmlEngineAvailable(QQmlEngine *engine)
     {
         const QString share = m_dir.filePath(QStringLiteral("share"));
-        writeEntry(share + QStringLiteral("/applications"),
-                   QStringLiteral("keepassxc"),
-                   "Name=KeePassXC\nExec=keepassxc\nStartupWMClass=KeePassXC\n");
-        writeEntry(share + QStringLiteral("/applications"),
-                   QStringLiteral("xterm"),
-                   "Name=XTerm\nExec=xterm\n");
+        if (!writeApplication(share,
+                              "keepassxc",
+                              "Name=KeePassXC\nExec=keepassxc\nStartupWMClass=KeePassXC\n")
+            || !writeApplication(share, "xterm", "Name=XTerm\nExec=xterm\n"))
+            qFatal("cannot write the test desktop entries");
         auto catalog = std::make_shared<const ApplicationCatalog>(QStringList{share},
                                                                   QStringLiteral("C"));
 

@@ -1,7 +1,7 @@
-#include "../KeyboardShortcuts/FakeHotKeyBackend.h"
 #include "KeyboardShortcuts/Registry.h"
 #include "app/AppPrefs.h"
 #include "app/ui/PreferencesWindow.h"
+#include "fakes/FakeHotKeyBackend.h"
 #include "model/Store.h"
 
 #include <QGuiApplication>

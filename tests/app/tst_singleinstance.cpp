@@ -58,9 +58,9 @@ class TestSingleInstance : public QObject
 private slots:
     void init();
     void secondLaunchAsksTheFirstToReopen();
-    void nextLaunchAfterTheFirstQuitIsPrimary();
+    void nextLaunchIsPrimaryAfterThePreviousEnded_data();
+    void nextLaunchIsPrimaryAfterThePreviousEnded();
     void takesOverAfterACrash();
-    void leftoverSocketWithoutLock();
     void lockHeldByAnInstanceThatDoesNotAnswer();
     void strangersOnTheSocketAreIgnored();
     void defaultPathIsPerUserAndDisplay_data();
@@ -94,15 +94,30 @@ void TestSingleInstance::secondLaunchAsksTheFirstToReopen()
     QTRY_COMPARE_WITH_TIMEOUT(reopened.size(), 2, kWait);
 }
 
-void TestSingleInstance::nextLaunchAfterTheFirstQuitIsPrimary()
+void TestSingleInstance::nextLaunchIsPrimaryAfterThePreviousEnded_data()
 {
-    {
+    QTest::addColumn<bool>("staleSocket");
+    QTest::newRow("the first quit") << false;
+    QTest::newRow("a socket left without its lock") << true;
+}
+
+void TestSingleInstance::nextLaunchIsPrimaryAfterThePreviousEnded()
+{
+    QFETCH(bool, staleSocket);
+    if (staleSocket) {
+        QFile leftover(m_base + QStringLiteral(".socket"));
+        QVERIFY(leftover.open(QIODevice::WriteOnly));
+    } else {
         SingleInstance first(m_base);
         QCOMPARE(first.start(), SingleInstance::Role::primary);
         QVERIFY(QFile::exists(first.lockFilePath()));
     }
     SingleInstance next(m_base);
+    QSignalSpy reopened(&next, &SingleInstance::reopenRequested);
     QCOMPARE(next.start(200), SingleInstance::Role::primary);
+    SingleInstance later(m_base);
+    QCOMPARE(later.start(kWait), SingleInstance::Role::forwarded);
+    QTRY_COMPARE_WITH_TIMEOUT(reopened.size(), 1, kWait);
 }
 
 void TestSingleInstance::takesOverAfterACrash()
@@ -128,20 +143,6 @@ void TestSingleInstance::takesOverAfterACrash()
     QCOMPARE(next.start(kWait), SingleInstance::Role::primary);
     SingleInstance later(m_base);
     QCOMPARE(later.start(kWait), SingleInstance::Role::forwarded);
-    QTRY_COMPARE_WITH_TIMEOUT(reopened.size(), 1, kWait);
-}
-
-void TestSingleInstance::leftoverSocketWithoutLock()
-{
-    QFile leftover(m_base + QStringLiteral(".socket"));
-    QVERIFY(leftover.open(QIODevice::WriteOnly));
-    leftover.close();
-
-    SingleInstance first(m_base);
-    QSignalSpy reopened(&first, &SingleInstance::reopenRequested);
-    QCOMPARE(first.start(200), SingleInstance::Role::primary);
-    SingleInstance second(m_base);
-    QCOMPARE(second.start(kWait), SingleInstance::Role::forwarded);
     QTRY_COMPARE_WITH_TIMEOUT(reopened.size(), 1, kWait);
 }
 
@@ -180,7 +181,6 @@ void TestSingleInstance::defaultPathIsPerUserAndDisplay_data()
     QTest::addColumn<QByteArray>("waylandDisplay");
     QTest::addColumn<QString>("suffix");
     QTest::newRow("local X display") << QByteArray(":1") << QByteArray() << "-1";
-    QTest::newRow("screen number") << QByteArray(":0.1") << QByteArray() << "-0.1";
     QTest::newRow("remote display")
         << QByteArray("host/unix:10.0") << QByteArray() << "-host_unix_10.0";
     QTest::newRow("Wayland only") << QByteArray() << QByteArray("wayland-0") << "-wayland-0";

@@ -1,80 +1,24 @@
-// The tray icon in a real tray: this test starts its own X server (Xvfb) with trayer as the
-// panel's tray, and clicks the icon with xdotool as a user would. Skipped when Xvfb, trayer or
-// xdotool is not installed.
+// The tray icon in a real tray: trayer provides the panel's tray on a private X server, and the
+// icon is clicked with xdotool as a user would.
 
 #include "app/AppPrefs.h"
 #include "app/ui/TrayIcon.h"
+#include "common/Programs.h"
 
-#include <QApplication>
 #include <QMenu>
-#include <QProcess>
 #include <QSignalSpy>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <xcb/xcb.h>
 
-#include <csignal>
-#include <fcntl.h>
-#include <poll.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-extern char **environ;
-
 namespace {
 
 constexpr int kTimeout = 20000;
 
-pid_t spawn(const QList<QByteArray> &arguments)
+bool xdotool(const QString &arguments)
 {
-    std::vector<char *> argv;
-    for (const QByteArray &argument : arguments)
-        argv.push_back(const_cast<char *>(argument.constData()));
-    argv.push_back(nullptr);
-    pid_t pid = -1;
-    if (posix_spawnp(&pid, argv[0], nullptr, nullptr, argv.data(), environ) != 0)
-        return -1;
-    return pid;
-}
-
-void stop(pid_t pid)
-{
-    if (pid > 0) {
-        kill(pid, SIGTERM);
-        waitpid(pid, nullptr, 0);
-    }
-}
-
-// Starts Xvfb on a display it chooses itself (-displayfd) and returns that display's name.
-QByteArray startXvfb(pid_t *pid)
-{
-    int fds[2];
-    if (pipe(fds) != 0)
-        return {};
-    fcntl(fds[0], F_SETFD, FD_CLOEXEC);
-    *pid = spawn({"Xvfb",
-                  "-displayfd",
-                  QByteArray::number(fds[1]),
-                  "-screen",
-                  "0",
-                  "1024x600x24",
-                  "-nolisten",
-                  "tcp"});
-    close(fds[1]);
-    QByteArray number;
-    pollfd poller{fds[0], POLLIN, 0};
-    while (!number.endsWith('\n') && poll(&poller, 1, kTimeout) > 0) {
-        char buffer[16];
-        const ssize_t count = read(fds[0], buffer, sizeof buffer);
-        if (count <= 0)
-            break;
-        number.append(buffer, count);
-    }
-    close(fds[0]);
-    return number.trimmed().isEmpty() ? QByteArray() : ':' + number.trimmed();
+    return Programs::succeeds(QStringLiteral("xdotool"), arguments.split(u' '));
 }
 
 QByteArray windowClass(xcb_connection_t *connection, xcb_window_t window)
@@ -123,9 +67,6 @@ class TestTrayDesktop : public QObject
 {
     Q_OBJECT
 
-public:
-    static inline QByteArray s_skipReason;
-
 private slots:
     void initTestCase();
     void init();
@@ -138,37 +79,26 @@ private:
     // The window of our icon embedded in trayer's panel and shown; 0 when there is none.
     xcb_window_t embeddedIcon();
     QPoint iconCentre(xcb_window_t icon);
-    void xdotool(const QStringList &arguments);
 
     xcb_connection_t *m_connection = nullptr;
     xcb_window_t m_root = 0;
-    pid_t m_trayer = -1;
+    Programs m_programs;
     QTemporaryDir m_dir;
     std::unique_ptr<AppPrefs> m_prefs;
 };
 
 void TestTrayDesktop::initTestCase()
 {
-    if (!s_skipReason.isEmpty())
-        QSKIP(s_skipReason.constData());
+    // The tray window's WM_CLASS says "Cliphaven", as the program's does.
+    QCoreApplication::setApplicationName(QStringLiteral("Cliphaven"));
     m_connection = xcb_connect(nullptr, nullptr);
     QVERIFY(!xcb_connection_has_error(m_connection));
     m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
 
-    m_trayer = spawn({"trayer",
-                      "--edge",
-                      "top",
-                      "--align",
-                      "right",
-                      "--widthtype",
-                      "request",
-                      "--height",
-                      "28",
-                      "--SetDockType",
-                      "true",
-                      "--expand",
-                      "true"});
-    QVERIFY(m_trayer > 0);
+    m_programs.start(QStringLiteral("trayer"),
+                     QStringLiteral("--edge top --align right --widthtype request --height 28 "
+                                    "--SetDockType true --expand true")
+                         .split(u' '));
     // The tray is there once it owns the system tray selection.
     const QByteArray selection = "_NET_SYSTEM_TRAY_S0";
     xcb_intern_atom_reply_t *atom = xcb_intern_atom_reply(m_connection,
@@ -201,7 +131,7 @@ void TestTrayDesktop::init()
 
 void TestTrayDesktop::cleanupTestCase()
 {
-    stop(m_trayer);
+    m_programs.stopAll();
     if (m_connection)
         xcb_disconnect(m_connection);
 }
@@ -237,13 +167,6 @@ QPoint TestTrayDesktop::iconCentre(xcb_window_t icon)
     return centre;
 }
 
-void TestTrayDesktop::xdotool(const QStringList &arguments)
-{
-    QProcess process;
-    process.start(QStringLiteral("xdotool"), arguments);
-    QVERIFY(process.waitForFinished(kTimeout));
-}
-
 void TestTrayDesktop::iconInTheTrayFollowsTheSetting()
 {
     TrayIcon tray(*m_prefs);
@@ -266,50 +189,23 @@ void TestTrayDesktop::leftClickTogglesAndRightClickOpensTheMenu()
     const QPoint centre = iconCentre(icon);
     QVERIFY(!centre.isNull());
 
-    xdotool({QStringLiteral("mousemove"), QString::number(centre.x()), QString::number(centre.y())});
+    QVERIFY(xdotool(QStringLiteral("mousemove %1 %2").arg(centre.x()).arg(centre.y())));
     // The pointer settles before the click (xdotool clicks too early otherwise).
     QTest::qWait(200);
-    xdotool({QStringLiteral("click"), QStringLiteral("1")});
+    QVERIFY(xdotool(QStringLiteral("click 1")));
     QTRY_COMPARE_WITH_TIMEOUT(toggled.size(), 1, kTimeout);
 
-    xdotool({QStringLiteral("click"), QStringLiteral("3")});
+    QVERIFY(xdotool(QStringLiteral("click 3")));
     QTRY_VERIFY_WITH_TIMEOUT(tray.menu()->isVisible(), kTimeout);
     QCOMPARE(toggled.size(), 1);
-    xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
+    QVERIFY(xdotool(QStringLiteral("key Escape")));
     QTRY_VERIFY_WITH_TIMEOUT(!tray.menu()->isVisible(), kTimeout);
 
     // After the menu, a left click toggles again.
-    xdotool({QStringLiteral("click"), QStringLiteral("1")});
+    QVERIFY(xdotool(QStringLiteral("click 1")));
     QTRY_COMPARE_WITH_TIMEOUT(toggled.size(), 2, kTimeout);
     QVERIFY(!tray.menu()->isVisible());
 }
 
-int main(int argc, char *argv[])
-{
-    pid_t xvfb = -1;
-    for (const char *program : {"Xvfb", "trayer", "xdotool"}) {
-        if (QStandardPaths::findExecutable(QString::fromLatin1(program)).isEmpty())
-            TestTrayDesktop::s_skipReason = QByteArray(program) + " is not installed";
-    }
-    if (TestTrayDesktop::s_skipReason.isEmpty()) {
-        const QByteArray display = startXvfb(&xvfb);
-        if (display.isEmpty()) {
-            TestTrayDesktop::s_skipReason = "Xvfb did not start";
-        } else {
-            qputenv("DISPLAY", display);
-            qputenv("QT_QPA_PLATFORM", "xcb");
-        }
-    }
-    int status = 0;
-    {
-        QApplication app(argc, argv);
-        // The tray window's WM_CLASS says "Cliphaven", as the program's does.
-        QApplication::setApplicationName(QStringLiteral("Cliphaven"));
-        TestTrayDesktop test;
-        status = QTest::qExec(&test, argc, argv);
-    }
-    stop(xvfb);
-    return status;
-}
-
+QTEST_MAIN(TestTrayDesktop)
 #include "tst_tray_desktop.moc"

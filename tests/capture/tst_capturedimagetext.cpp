@@ -1,7 +1,7 @@
-#include "../model/FakeTextRecognizer.h"
 #include "TestImages.h"
 #include "capture/CapturedImageText.h"
 #include "capture/OCR.h"
+#include "fakes/FakeTextRecognizer.h"
 #include "model/Store.h"
 #include "overlay/OverlayState.h"
 

@@ -1,34 +1,15 @@
 #include "capture/ClipboardMonitor.h"
+#include "common/Images.h"
 #include "fakes/FakePasteboard.h"
 #include "fakes/FakeWorkspace.h"
 #include "fakes/TestSounds.h"
 
-#include <QBuffer>
-#include <QImage>
-#include <QImageWriter>
 #include <QSignalSpy>
 #include <QTest>
 
+using App = std::optional<RunningApplication>;
+
 namespace {
-
-QByteArray encode(const QImage &image, const char *format)
-{
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    QImageWriter writer(&buffer, format);
-    if (!writer.write(image))
-        qFatal("cannot encode test image as %s", format);
-    return bytes;
-}
-
-QImage testImage()
-{
-    QImage image(7, 5, QImage::Format_RGB32);
-    image.fill(Qt::darkCyan);
-    image.setPixel(3, 2, qRgb(250, 10, 20));
-    return image;
-}
 
 Flavors textFlavors(const QString &text)
 {
@@ -46,23 +27,15 @@ private slots:
     void cleanup();
 
     void whatIsOnTheClipboardAtStartIsNeverCaptured();
-    void newCopyIsReadAndDelivered();
-    void copySoundStartsBeforeTheItemIsHandedOut();
+    void orderOfChecks_data();
+    void orderOfChecks();
+    void delivery_data();
+    void delivery();
     void moveOfTheChangeCountPollsAtOnce();
-    void unchangedCountReadsNothing();
-    void suppressionSwallowsExactlyOneChange();
-    void suppressionIsConsumedEvenWhilePaused();
-    void changeSkippedWhilePausedIsNotCapturedAfterResuming();
-    void ignoredApplicationIsNotAskedWhilePaused();
-    void copyInIgnoredApplicationIsSkipped_data();
-    void copyInIgnoredApplicationIsSkipped();
-    void sameContentFromAnotherApplicationIsCaptured();
     void newerChangeCancelsOlderRead();
     void changeSkippedDuringReadStillDropsTheOlderRead();
-    void nothingReadableDeliversNothing();
-    void passwordManagerCopyIsSkipped();
-    void repeatedContentIsDeliveredWithItsSound();
-    void itemIsDeliveredSilentlyWhenSoundsAreOff();
+    void readWithoutAnItemDeliversNothing_data();
+    void readWithoutAnItemDeliversNothing();
 
     void itemRules_data();
     void itemRules();
@@ -77,6 +50,7 @@ private:
     std::unique_ptr<FakeWorkspace> m_workspace;
     std::unique_ptr<Sounds> m_sounds;
     std::unique_ptr<ClipboardMonitor> m_monitor;
+    std::unique_ptr<QSignalSpy> m_delivered;
     int m_copyPlays = 0;
     int m_pastePlays = 0;
 };
@@ -92,10 +66,12 @@ void ClipboardMonitorTest::init()
                                                    *m_workspace,
                                                    m_prefs->prefs,
                                                    *m_sounds);
+    m_delivered = std::make_unique<QSignalSpy>(m_monitor.get(), &ClipboardMonitor::onNew);
 }
 
 void ClipboardMonitorTest::cleanup()
 {
+    m_delivered.reset();
     m_monitor.reset();
     m_sounds.reset();
     m_workspace.reset();
@@ -110,31 +86,86 @@ void ClipboardMonitorTest::whatIsOnTheClipboardAtStartIsNeverCaptured()
     QCOMPARE(m_pasteboard->readCount(), 0);
 }
 
-void ClipboardMonitorTest::newCopyIsReadAndDelivered()
+// A change is checked against suppression, then the pause, then the frontmost application;
+// a check that skips it asks nothing further, and the skipped change stays skipped.
+void ClipboardMonitorTest::orderOfChecks_data()
 {
-    QSignalSpy delivered(m_monitor.get(), &ClipboardMonitor::onNew);
-    m_pasteboard->copy(textFlavors(QStringLiteral("hello")));
-    m_monitor->poll();
-    QCOMPARE(m_monitor->lastChange(), m_pasteboard->changeCount());
-    QCOMPARE(m_pasteboard->readCount(), 1);
-    m_pasteboard->completeLastRead();
-    QVERIFY(delivered.wait(5000));
-    const auto item = delivered.at(0).at(0).value<ClipItem>();
-    QCOMPARE(item.text, QStringLiteral("hello"));
-    QCOMPARE(m_copyPlays, 1);
-    QCOMPARE(m_pastePlays, 0);
+    QTest::addColumn<bool>("paused");
+    QTest::addColumn<bool>("suppress");
+    QTest::addColumn<App>("frontmost");
+    QTest::addColumn<bool>("read");
+    QTest::addColumn<bool>("asked");
+
+    const App keePass = RunningApplication{1, QStringLiteral("KeePassXC"), 7};
+    QTest::newRow("a copy is read") << false << false << App() << true << true;
+    QTest::newRow("own write is swallowed first") << false << true << keePass << false << false;
+    QTest::newRow("suppression is used up while paused") << true << true << App() << false << false;
+    QTest::newRow("paused: the frontmost app is not asked")
+        << true << false << keePass << false << false;
+    QTest::newRow("ignored frontmost app") << false << false << keePass << false << true;
+    QTest::newRow("ignored app in other case")
+        << false << false << App(RunningApplication{1, QStringLiteral("keepassxc"), 7}) << false
+        << true;
+    QTest::newRow("app without identifier")
+        << false << false << App(RunningApplication{1, {}, 7}) << true << true;
 }
 
-void ClipboardMonitorTest::copySoundStartsBeforeTheItemIsHandedOut()
+void ClipboardMonitorTest::orderOfChecks()
 {
-    int playsWhenDelivered = -1;
-    connect(m_monitor.get(), &ClipboardMonitor::onNew, this, [&] {
-        playsWhenDelivered = m_copyPlays;
-    });
-    m_pasteboard->copy(textFlavors(QStringLiteral("x")));
+    QFETCH(bool, paused);
+    QFETCH(bool, suppress);
+    QFETCH(App, frontmost);
+    QFETCH(bool, read);
+    QFETCH(bool, asked);
+
+    m_prefs->prefs.setIgnoredApps({QStringLiteral("KeePassXC"), QString()});
+    m_prefs->prefs.setPaused(paused);
+    m_monitor->setSuppressNextChange(suppress);
+    m_workspace->frontmost = frontmost;
+    m_pasteboard->copy(textFlavors(QStringLiteral("same")));
     m_monitor->poll();
-    m_pasteboard->completeLastRead();
-    QTRY_COMPARE_WITH_TIMEOUT(playsWhenDelivered, 1, 5000);
+    m_monitor->poll();
+    QCOMPARE(m_pasteboard->readCount(), read ? 1 : 0);
+    QCOMPARE(m_workspace->queries, asked ? 1 : 0);
+    QCOMPARE(m_monitor->lastChange(), m_pasteboard->changeCount());
+    QVERIFY(!m_monitor->suppressNextChange());
+
+    // Resuming does not bring back what was skipped; the next copy, of the same content in
+    // another application, is read.
+    m_prefs->prefs.setPaused(false);
+    m_workspace->frontmost = RunningApplication{2, QStringLiteral("firefox"), 8};
+    m_monitor->poll();
+    QCOMPARE(m_pasteboard->readCount(), read ? 1 : 0);
+    m_pasteboard->copy(textFlavors(QStringLiteral("same")));
+    m_monitor->poll();
+    QCOMPARE(m_pasteboard->readCount(), read ? 2 : 1);
+}
+
+void ClipboardMonitorTest::delivery_data()
+{
+    QTest::addColumn<bool>("sounds");
+    QTest::newRow("with the copy sound first") << true;
+    QTest::newRow("silently when sounds are off") << false;
+}
+
+void ClipboardMonitorTest::delivery()
+{
+    QFETCH(bool, sounds);
+    m_prefs->prefs.setPlaySounds(sounds);
+    QList<int> playsWhenDelivered;
+    connect(m_monitor.get(), &ClipboardMonitor::onNew, this, [&] {
+        playsWhenDelivered.append(m_copyPlays);
+    });
+    // The same content twice is delivered twice: the store decides about repeats.
+    for (int i = 1; i <= 2; ++i) {
+        m_pasteboard->copy(textFlavors(QStringLiteral("hello")));
+        m_monitor->poll();
+        m_pasteboard->completeLastRead();
+        QTRY_COMPARE_WITH_TIMEOUT(m_delivered->size(), i, 5000);
+    }
+    QCOMPARE(m_delivered->at(1).at(0).value<ClipItem>().text, QStringLiteral("hello"));
+    QCOMPARE(playsWhenDelivered, sounds ? QList<int>({1, 2}) : QList<int>({0, 0}));
+    QCOMPARE(m_pastePlays, 0);
 }
 
 void ClipboardMonitorTest::moveOfTheChangeCountPollsAtOnce()
@@ -149,111 +180,8 @@ void ClipboardMonitorTest::moveOfTheChangeCountPollsAtOnce()
     QCOMPARE(m_pasteboard->readCount(), 2);
 }
 
-void ClipboardMonitorTest::unchangedCountReadsNothing()
-{
-    m_pasteboard->copy(textFlavors(QStringLiteral("once")));
-    m_monitor->poll();
-    m_monitor->poll();
-    m_monitor->poll();
-    QCOMPARE(m_pasteboard->readCount(), 1);
-    QCOMPARE(m_workspace->queries, 1);
-}
-
-void ClipboardMonitorTest::suppressionSwallowsExactlyOneChange()
-{
-    m_monitor->setSuppressNextChange(true);
-    m_pasteboard->copy(textFlavors(QStringLiteral("own write")));
-    m_monitor->poll();
-    QCOMPARE(m_pasteboard->readCount(), 0);
-    QVERIFY(!m_monitor->suppressNextChange());
-    QCOMPARE(m_monitor->lastChange(), m_pasteboard->changeCount());
-
-    m_pasteboard->copy(textFlavors(QStringLiteral("user copy")));
-    m_monitor->poll();
-    QCOMPARE(m_pasteboard->readCount(), 1);
-}
-
-void ClipboardMonitorTest::suppressionIsConsumedEvenWhilePaused()
-{
-    m_prefs->prefs.setPaused(true);
-    m_monitor->setSuppressNextChange(true);
-    m_pasteboard->copy(textFlavors(QStringLiteral("own write")));
-    m_monitor->poll();
-    QVERIFY(!m_monitor->suppressNextChange());
-}
-
-void ClipboardMonitorTest::changeSkippedWhilePausedIsNotCapturedAfterResuming()
-{
-    m_prefs->prefs.setPaused(true);
-    m_pasteboard->copy(textFlavors(QStringLiteral("private")));
-    m_monitor->poll();
-    QCOMPARE(m_monitor->lastChange(), m_pasteboard->changeCount());
-    m_prefs->prefs.setPaused(false);
-    m_monitor->poll();
-    QCOMPARE(m_pasteboard->readCount(), 0);
-}
-
-void ClipboardMonitorTest::ignoredApplicationIsNotAskedWhilePaused()
-{
-    m_prefs->prefs.setPaused(true);
-    m_pasteboard->copy(textFlavors(QStringLiteral("x")));
-    m_monitor->poll();
-    QCOMPARE(m_workspace->queries, 0);
-}
-
-void ClipboardMonitorTest::copyInIgnoredApplicationIsSkipped_data()
-{
-    QTest::addColumn<QStringList>("ignored");
-    QTest::addColumn<std::optional<RunningApplication>>("frontmost");
-    QTest::addColumn<bool>("captured");
-
-    const QStringList list{QStringLiteral("KeePassXC"), QString()};
-    QTest::newRow("identifier on the list")
-        << list << std::optional(RunningApplication{1, "KeePassXC", 7}) << false;
-    QTest::newRow("identifier differs in case")
-        << list << std::optional(RunningApplication{1, "keepassxc", 7}) << false;
-    QTest::newRow("application without identifier")
-        << list << std::optional(RunningApplication{1, {}, 7}) << true;
-    QTest::newRow("no frontmost application")
-        << list << std::optional<RunningApplication>() << true;
-    QTest::newRow("empty list") << QStringList()
-                                << std::optional(RunningApplication{1, "KeePassXC", 7}) << true;
-}
-
-void ClipboardMonitorTest::copyInIgnoredApplicationIsSkipped()
-{
-    QFETCH(QStringList, ignored);
-    QFETCH(std::optional<RunningApplication>, frontmost);
-    QFETCH(bool, captured);
-
-    m_prefs->prefs.setIgnoredApps(ignored);
-    m_workspace->frontmost = frontmost;
-    m_pasteboard->copy(textFlavors(QStringLiteral("secret-ish")));
-    m_monitor->poll();
-    QCOMPARE(m_pasteboard->readCount(), captured ? 1 : 0);
-    QCOMPARE(m_monitor->lastChange(), m_pasteboard->changeCount());
-}
-
-void ClipboardMonitorTest::sameContentFromAnotherApplicationIsCaptured()
-{
-    QSignalSpy delivered(m_monitor.get(), &ClipboardMonitor::onNew);
-    m_prefs->prefs.setIgnoredApps({QStringLiteral("KeePassXC")});
-    m_workspace->frontmost = RunningApplication{1, QStringLiteral("KeePassXC"), 7};
-    m_pasteboard->copy(textFlavors(QStringLiteral("same")));
-    m_monitor->poll();
-
-    m_workspace->frontmost = RunningApplication{2, QStringLiteral("firefox"), 8};
-    m_pasteboard->copy(textFlavors(QStringLiteral("same")));
-    m_monitor->poll();
-    QCOMPARE(m_pasteboard->readCount(), 1);
-    m_pasteboard->completeLastRead();
-    QVERIFY(delivered.wait(5000));
-    QCOMPARE(delivered.at(0).at(0).value<ClipItem>().text, QStringLiteral("same"));
-}
-
 void ClipboardMonitorTest::newerChangeCancelsOlderRead()
 {
-    QSignalSpy delivered(m_monitor.get(), &ClipboardMonitor::onNew);
     m_pasteboard->copy(textFlavors(QStringLiteral("first")));
     m_monitor->poll();
     m_pasteboard->copy(textFlavors(QStringLiteral("second")));
@@ -264,10 +192,10 @@ void ClipboardMonitorTest::newerChangeCancelsOlderRead()
     // The older read answering late, even after the newer one, is dropped either way.
     m_pasteboard->completeRead(1);
     m_pasteboard->completeRead(0, textFlavors(QStringLiteral("first")));
-    QVERIFY(delivered.wait(5000));
+    QVERIFY(m_delivered->wait(5000));
     QTest::qWait(50);
-    QCOMPARE(delivered.size(), 1);
-    QCOMPARE(delivered.at(0).at(0).value<ClipItem>().text, QStringLiteral("second"));
+    QCOMPARE(m_delivered->size(), 1);
+    QCOMPARE(m_delivered->at(0).at(0).value<ClipItem>().text, QStringLiteral("second"));
     QCOMPARE(m_copyPlays, 1);
 }
 
@@ -275,7 +203,6 @@ void ClipboardMonitorTest::changeSkippedDuringReadStillDropsTheOlderRead()
 {
     // The owner changed while the read ran, so what it returns may be the newer content,
     // copied while paused; it must not be captured.
-    QSignalSpy delivered(m_monitor.get(), &ClipboardMonitor::onNew);
     m_pasteboard->copy(textFlavors(QStringLiteral("before pausing")));
     m_monitor->poll();
     m_prefs->prefs.setPaused(true);
@@ -283,53 +210,26 @@ void ClipboardMonitorTest::changeSkippedDuringReadStillDropsTheOlderRead()
     m_monitor->poll();
     m_pasteboard->completeRead(0);
     QTest::qWait(100);
-    QCOMPARE(delivered.size(), 0);
+    QCOMPARE(m_delivered->size(), 0);
 }
 
-void ClipboardMonitorTest::nothingReadableDeliversNothing()
+void ClipboardMonitorTest::readWithoutAnItemDeliversNothing_data()
 {
-    QSignalSpy delivered(m_monitor.get(), &ClipboardMonitor::onNew);
-    m_pasteboard->copy({{QStringLiteral("text/plain"), "unreadable"}});
-    m_monitor->poll();
+    QTest::addColumn<Flavors>("flavors");
     // A read that gave up (dead owner, deadline passed) returns nothing.
-    m_pasteboard->completeRead(0, {});
-    QTest::qWait(100);
-    QCOMPARE(delivered.size(), 0);
-    QCOMPARE(m_copyPlays, 0);
+    QTest::newRow("nothing readable") << Flavors();
+    QTest::newRow("a password manager's copy")
+        << Flavors{{"UTF8_STRING", "hunter2"}, {"x-kde-passwordManagerHint", "secret"}};
 }
 
-void ClipboardMonitorTest::passwordManagerCopyIsSkipped()
+void ClipboardMonitorTest::readWithoutAnItemDeliversNothing()
 {
-    QSignalSpy delivered(m_monitor.get(), &ClipboardMonitor::onNew);
-    m_pasteboard->copy({{QStringLiteral("UTF8_STRING"), "hunter2"},
-                        {QStringLiteral("x-kde-passwordManagerHint"), "secret"}});
+    QFETCH(Flavors, flavors);
+    m_pasteboard->copy(flavors);
     m_monitor->poll();
-    m_pasteboard->completeLastRead();
+    m_pasteboard->completeRead(0, flavors);
     QTest::qWait(100);
-    QCOMPARE(delivered.size(), 0);
-    QCOMPARE(m_copyPlays, 0);
-}
-
-void ClipboardMonitorTest::repeatedContentIsDeliveredWithItsSound()
-{
-    QSignalSpy delivered(m_monitor.get(), &ClipboardMonitor::onNew);
-    for (int i = 0; i < 2; ++i) {
-        m_pasteboard->copy(textFlavors(QStringLiteral("again")));
-        m_monitor->poll();
-        m_pasteboard->completeLastRead();
-        QTRY_COMPARE_WITH_TIMEOUT(delivered.size(), i + 1, 5000);
-    }
-    QCOMPARE(m_copyPlays, 2);
-}
-
-void ClipboardMonitorTest::itemIsDeliveredSilentlyWhenSoundsAreOff()
-{
-    m_prefs->prefs.setPlaySounds(false);
-    QSignalSpy delivered(m_monitor.get(), &ClipboardMonitor::onNew);
-    m_pasteboard->copy(textFlavors(QStringLiteral("quiet")));
-    m_monitor->poll();
-    m_pasteboard->completeLastRead();
-    QVERIFY(delivered.wait(5000));
+    QCOMPARE(m_delivered->size(), 0);
     QCOMPARE(m_copyPlays, 0);
 }
 
@@ -339,9 +239,9 @@ void ClipboardMonitorTest::itemRules_data()
     QTest::addColumn<bool>("isImage");
     QTest::addColumn<QString>("text");
 
-    const QByteArray png = encode(testImage(), "png");
-    const QByteArray tiff = encode(testImage(), "tiff");
-    const QByteArray bmp = encode(testImage(), "bmp");
+    const QByteArray png = encodeImage(testImage(), "png");
+    const QByteArray tiff = encodeImage(testImage(), "tiff");
+    const QByteArray bmp = encodeImage(testImage(), "bmp");
 
     QTest::newRow("PNG wins over text")
         << Flavors{{"image/png", png}, {"UTF8_STRING", "caption"}} << true << QString();
@@ -405,7 +305,7 @@ void ClipboardMonitorTest::itemRules()
 void ClipboardMonitorTest::imageConvertedToPngKeepsItsPixels()
 {
     const auto item = ClipboardMonitor::itemFromFlavors(
-        {{"image/tiff", encode(testImage(), "tiff")}});
+        {{"image/tiff", encodeImage(testImage(), "tiff")}});
     QVERIFY(item && item->imageData);
     QImage decoded;
     QVERIFY(decoded.loadFromData(*item->imageData, "PNG"));

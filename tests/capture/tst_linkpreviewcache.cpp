@@ -1,8 +1,7 @@
-#include "TestHttpServer.h"
-#include "TestImages.h"
 #include "capture/LinkPreviewCache.h"
+#include "common/HttpServer.h"
+#include "common/Images.h"
 
-#include <QElapsedTimer>
 #include <QTest>
 
 #include <memory>
@@ -19,13 +18,6 @@ namespace {
 
 constexpr int kWaitMs = 20'000;
 constexpr qint64 kMegabyte = 1024 * 1024;
-
-QByteArray solidImage(QColor colour, QSize size, const char *format = "PNG")
-{
-    QImage image(size, QImage::Format_RGB32);
-    image.fill(colour);
-    return encodeImage(image, format);
-}
 
 // What became of one fetch() call.
 struct Delivery
@@ -170,23 +162,6 @@ private slots:
         const Entry entry = fetched(url);
         QCOMPARE(entry, (Entry{std::nullopt, QImage(), QStringLiteral("127.0.0.1"), true}));
         QCOMPARE(m_cache->cached(url), entry);
-    }
-
-    void defaultLimitIsFiveSeconds()
-    {
-        LinkPreviewCache cache;
-        QCOMPARE(cache.timeout(), 5000ms);
-        m_server->route("/", Response::silent());
-        bool done = false;
-        QElapsedTimer clock;
-        clock.start();
-        cache.fetch(m_server->url("/"), [&](const Entry &entry) {
-            done = true;
-            QVERIFY(!entry.title);
-        });
-        QTRY_VERIFY_WITH_TIMEOUT(done, 30'000);
-        // Not a speed check: only that it did not give up early.
-        QCOMPARE_GE(clock.elapsed(), 4900);
     }
 
     void stopsReadingLargePages_data()

@@ -8,24 +8,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <cmath>
-#include <numbers>
-
 namespace {
 
 constexpr int kRate = Sounds::kSampleRate;
-
-double amplitudeAt(const float *samples, qsizetype count, double frequency)
-{
-    double re = 0;
-    double im = 0;
-    for (qsizetype i = 0; i < count; ++i) {
-        const double phase = 2 * std::numbers::pi * frequency * double(i) / kRate;
-        re += samples[i] * std::cos(phase);
-        im += samples[i] * std::sin(phase);
-    }
-    return std::hypot(re, im);
-}
 
 } // namespace
 
@@ -82,14 +67,10 @@ void SoundsPulseTest::cleanupTestCase()
 void SoundsPulseTest::copyTickIsHeardAt1320Hz()
 {
     QProcess recorder;
-    recorder.start("parec",
-                   {"-d",
-                    "cliphaven_test.monitor",
-                    "--format=float32le",
-                    "--rate=44100",
-                    "--channels=1",
-                    "--raw",
-                    "--latency-msec=10"});
+    recorder.start(QStringLiteral("parec"),
+                   QStringLiteral("-d cliphaven_test.monitor --format=float32le --rate=44100 "
+                                  "--channels=1 --raw --latency-msec=10")
+                       .split(u' '));
     QVERIFY(recorder.waitForStarted(10000));
     // The recorder takes a moment to connect; play only once it delivers (silent) samples.
     QByteArray recorded;

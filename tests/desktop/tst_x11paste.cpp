@@ -1,8 +1,8 @@
 // Paste-back into a real application (zenity) on a real X server, the X11 workspace, and key
 // posting with and without the XTest extension. Runs under a private Xvfb with openbox.
 
-#include "DesktopHelpers.h"
 #include "capture/ClipboardMonitor.h"
+#include "common/Programs.h"
 #include "fakes/TestSounds.h"
 #include "paste/Paster.h"
 #include "platform/x11/X11KeyPoster.h"
@@ -27,7 +27,7 @@ private slots:
     void copyWhileIgnoredApplicationIsInFrontIsSkipped();
     void pickedItemPastesIntoTheRememberedWindow_data();
     void pickedItemPastesIntoTheRememberedWindow();
-    void withoutXTestThePasteStaysOnTheClipboardAndAlertsOnce();
+    void withoutXTestThePasteStaysOnTheClipboardAndAlerts();
     void withoutDisplayNothingIsTrustedOrFound();
 
 private:
@@ -122,21 +122,17 @@ void X11PasteTest::copyWhileIgnoredApplicationIsInFrontIsSkipped()
     QSignalSpy delivered(m_monitor.get(), &ClipboardMonitor::onNew);
     m_prefs->prefs.setIgnoredApps({QStringLiteral("Zenity")});
     QVERIFY(startZenity("Vault").window != 0);
-    const qint64 before = m_pasteboard->changeCount();
-    m_programs.start("xclip",
-                     {"-quiet", "-selection", "clipboard", "-t", "UTF8_STRING", "-i"},
-                     "private",
-                     true);
-    QTRY_VERIFY_WITH_TIMEOUT(m_pasteboard->changeCount() > before, 20000);
-    QTRY_COMPARE_WITH_TIMEOUT(m_monitor->lastChange(), m_pasteboard->changeCount(), 10000);
-
-    m_prefs->prefs.setIgnoredApps({});
-    m_programs.start("xclip",
-                     {"-quiet", "-selection", "clipboard", "-t", "UTF8_STRING", "-i"},
-                     "public",
-                     true);
-    QVERIFY(delivered.wait(20000));
-    QCOMPARE(delivered.size(), 1);
+    for (const char *text : {"private", "public"}) {
+        const qint64 before = m_pasteboard->changeCount();
+        m_programs.start("xclip",
+                         QStringLiteral("-quiet -selection clipboard -t UTF8_STRING -i").split(u' '),
+                         text,
+                         true);
+        QTRY_VERIFY_WITH_TIMEOUT(m_pasteboard->changeCount() > before, 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(m_monitor->lastChange(), m_pasteboard->changeCount(), 10000);
+        m_prefs->prefs.setIgnoredApps({});
+    }
+    QTRY_COMPARE_WITH_TIMEOUT(delivered.size(), 1, 20000);
     QCOMPARE(delivered.at(0).at(0).value<ClipItem>().text, QStringLiteral("public"));
 }
 
@@ -191,7 +187,7 @@ void X11PasteTest::pickedItemPastesIntoTheRememberedWindow()
     QCOMPARE(delivered.size(), 0);
 }
 
-void X11PasteTest::withoutXTestThePasteStaysOnTheClipboardAndAlertsOnce()
+void X11PasteTest::withoutXTestThePasteStaysOnTheClipboardAndAlerts()
 {
     // A second X server without the extension; Xvfb writes its display number to stdout.
     QProcess *server
@@ -205,12 +201,8 @@ void X11PasteTest::withoutXTestThePasteStaysOnTheClipboardAndAlertsOnce()
     Paster paster(*m_pasteboard, *m_workspace, keys, *m_sounds, m_prefs->prefs);
     int alerts = 0;
     paster.setAlertPresenter([&] { ++alerts; });
-    const ClipItem item = ClipItem::makeText(QStringLiteral("by hand"));
-    paster.paste(item, std::nullopt, *m_monitor);
+    paster.paste(ClipItem::makeText(QStringLiteral("by hand")), std::nullopt, *m_monitor);
     QTRY_COMPARE_WITH_TIMEOUT(alerts, 1, 5000);
-    paster.paste(item, std::nullopt, *m_monitor);
-    QTest::qWait(300);
-    QCOMPARE(alerts, 1);
     QCOMPARE(QString::fromUtf8(Programs::run("xclip", {"-o", "-selection", "clipboard"})),
              QStringLiteral("by hand"));
 }

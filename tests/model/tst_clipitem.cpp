@@ -9,8 +9,7 @@ class TestClipItem : public QObject
 private slots:
     void previewTrimsTextAndNamesImages_data();
     void previewTrimsTextAndNamesImages();
-    void sameContentIgnoresIdentityDateFlavorsAndOcr();
-    void sameContentComparesKindTextAndBytes();
+    void sameContent();
     void hexColor_data();
     void hexColor();
     void wholeTextLink_data();
@@ -39,28 +38,16 @@ void TestClipItem::previewTrimsTextAndNamesImages()
     QCOMPARE(item.preview(), preview);
 }
 
-void TestClipItem::sameContentIgnoresIdentityDateFlavorsAndOcr()
+void TestClipItem::sameContent()
 {
     ClipItem a = ClipItem::makeText(QStringLiteral("same"), Timestamp{1});
     ClipItem b = ClipItem::makeText(QStringLiteral("same"), Timestamp{2});
     b.flavors = Flavors{{QStringLiteral("text/html"), QByteArray("<b>same</b>")}};
     b.ocrText = QStringLiteral("other");
-    QVERIFY(a.sameContent(b));
-    QVERIFY(a != b); // equality covers every field
-
-    ClipItem imageA;
-    imageA.kind = ClipKind::Image;
-    ClipItem imageB;
-    imageB.kind = ClipKind::Image;
-    imageB.id = QUuid::createUuid();
-    QVERIFY(imageA.sameContent(imageB)); // both without bytes and text
-}
-
-void TestClipItem::sameContentComparesKindTextAndBytes()
-{
-    const ClipItem text = ClipItem::makeText(QStringLiteral("abc"));
-    QVERIFY(!text.sameContent(ClipItem::makeText(QStringLiteral("abc "))));
-    QVERIFY(!text.sameContent(ClipItem::makeImage(QByteArray("abc"))));
+    QVERIFY(a.sameContent(b)); // identity, date, flavors and OCR text do not count
+    QVERIFY(a != b);
+    QVERIFY(!a.sameContent(ClipItem::makeText(QStringLiteral("same "))));
+    QVERIFY(!a.sameContent(ClipItem::makeImage(QByteArray("same"))));
 
     const QByteArray bytes("\x89PNG\r\n", 6);
     QByteArray copy(bytes.constData(), bytes.size()); // a separate buffer with equal bytes
@@ -68,10 +55,9 @@ void TestClipItem::sameContentComparesKindTextAndBytes()
     copy[5] = 'x';
     QVERIFY(!ClipItem::makeImage(bytes).sameContent(ClipItem::makeImage(copy)));
 
-    ClipItem empty = ClipItem::makeText(QString());
     ClipItem absent = ClipItem::makeText(QString());
     absent.text.reset();
-    QVERIFY(!empty.sameContent(absent)); // absent and empty are different texts
+    QVERIFY(!ClipItem::makeText(QString()).sameContent(absent)); // absent is not empty
 }
 
 void TestClipItem::hexColor_data()
@@ -82,7 +68,6 @@ void TestClipItem::hexColor_data()
 
     QTest::newRow("#FFF with blanks is opaque white")
         << QStringLiteral("  #FFF \n") << true << qRgba(255, 255, 255, 255);
-    QTest::newRow("3 digits without #") << QStringLiteral("f80") << true << qRgba(255, 136, 0, 255);
     QTest::newRow("4 digits take alpha from the 4th")
         << QStringLiteral("#0f08") << true << qRgba(0, 255, 0, 136);
     QTest::newRow("6 digits, mixed case")
@@ -91,10 +76,8 @@ void TestClipItem::hexColor_data()
         << QStringLiteral("#FF000080") << true << qRgba(255, 0, 0, 0x80);
     QTest::newRow("5 digits") << QStringLiteral("#12345") << false << QRgb(0);
     QTest::newRow("not hex") << QStringLiteral("#ggg") << false << QRgb(0);
-    QTest::newRow("two #") << QStringLiteral("##fff") << false << QRgb(0);
     QTest::newRow("inner space") << QStringLiteral("#ff ff ff") << false << QRgb(0);
     QTest::newRow("empty") << QString() << false << QRgb(0);
-    QTest::newRow("just #") << QStringLiteral("#") << false << QRgb(0);
     QTest::newRow("non-ASCII digits") << QStringLiteral("#\u0661\u0662\u0663") << false << QRgb(0);
 }
 
@@ -124,18 +107,13 @@ void TestClipItem::wholeTextLink_data()
     QTest::newRow("bare host with path and port")
         << QStringLiteral("docs.example.co.uk:8080/x")
         << QStringLiteral("http://docs.example.co.uk:8080/x");
-    QTest::newRow("new top-level domain")
-        << QStringLiteral("my.website") << QStringLiteral("http://my.website");
     QTest::newRow("upper-case host")
         << QStringLiteral("WWW.EXAMPLE.COM") << QStringLiteral("http://www.example.com");
     QTest::newRow("source file") << QStringLiteral("main.cpp") << QString();
-    QTest::newRow("text file") << QStringLiteral("notes.txt") << QString();
     QTest::newRow("link among words") << QStringLiteral("see https://example.com now") << QString();
-    QTest::newRow("two links") << QStringLiteral("https://a.com https://b.com") << QString();
     QTest::newRow("e-mail address") << QStringLiteral("someone@example.com") << QString();
     QTest::newRow("no host") << QStringLiteral("http://") << QString();
     QTest::newRow("file scheme") << QStringLiteral("file:///etc/hosts") << QString();
-    QTest::newRow("single word") << QStringLiteral("localhost") << QString();
     QTest::newRow("trailing dot") << QStringLiteral("example.com.") << QString();
     QTest::newRow("version number") << QStringLiteral("1.2.3") << QString();
     QTest::newRow("bad label") << QStringLiteral("-bad-.com") << QString();

