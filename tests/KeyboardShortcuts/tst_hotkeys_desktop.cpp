@@ -136,18 +136,192 @@ class TestHotKeysDesktop : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void cleanupTestCase();
-    void init();
-    void cleanup();
+    void initTestCase()
+    {
+        QCOMPARE(QGuiApplication::platformName(), QStringLiteral("xcb"));
+        QVERIFY(m_dir.isValid());
+        m_keyboard = SystemKeyboard::create();
+        QVERIFY(dynamic_cast<X11Keymap *>(m_keyboard.layout.get()));
+        setCurrentKeyboardLayout(m_keyboard.layout.get());
+    }
 
-    void shortcutReachesTheHandlerOnce_data();
-    void shortcutReachesTheHandlerOnce();
-    void heldShortcutFiresOnce();
-    void keyHeldByAnotherProgramGivesTheDiagnostic();
-    void changedShortcutMovesTheGrab();
-    void shortcutReachesTheHandlerWhileAMenuIsOpen();
-    void layoutGivesTheCharactersAndKeysKeepTheirPlace();
+    void cleanupTestCase()
+    {
+        setCurrentKeyboardLayout(nullptr);
+        m_keyboard = {};
+    }
+
+    void init()
+    {
+        m_settings = std::make_unique<QSettings>(m_dir.filePath(QStringLiteral("settings.ini")),
+                                                 QSettings::IniFormat);
+        m_settings->clear();
+        m_registry = std::make_unique<Registry>(*m_settings, *m_keyboard.hotKeys);
+        m_toggleDown = m_toggleUp = m_sentinelDown = 0;
+        m_registry->onKeyDown(kToggle, [this] { ++m_toggleDown; });
+        m_registry->onKeyUp(kToggle, [this] { ++m_toggleUp; });
+        m_registry->onKeyDown(kSentinel, [this] { ++m_sentinelDown; });
+        QVERIFY(m_registry->isEnabled(kToggle));
+        QVERIFY(m_registry->isEnabled(kSentinel));
+    }
+
+    void cleanup()
+    {
+        // Leave no lock on for the next test.
+        OtherClient client;
+        const quint16 state = client.modifierState();
+        if (state & XCB_MOD_MASK_LOCK)
+            xdotool({"key", "Caps_Lock"});
+        if (state & keymap().numLockMask())
+            xdotool({"key", "Num_Lock"});
+        QCoreApplication::sendPostedEvents();
+        m_registry.reset();
+        m_settings.reset();
+    }
+
+    void shortcutReachesTheHandlerOnce_data()
+    {
+        QTest::addColumn<bool>("numLock");
+        QTest::addColumn<bool>("capsLock");
+
+        QTest::newRow("no lock") << false << false;
+        QTest::newRow("Num Lock on") << true << false;
+        QTest::newRow("Caps Lock on") << false << true;
+        QTest::newRow("Num Lock and Caps Lock on") << true << true;
+    }
+
+    void shortcutReachesTheHandlerOnce()
+    {
+        QFETCH(bool, numLock);
+        QFETCH(bool, capsLock);
+
+        const quint16 numLockMask = keymap().numLockMask();
+        QVERIFY(numLockMask != 0);
+        if (numLock)
+            QVERIFY(xdotool({"key", "Num_Lock"}));
+        if (capsLock)
+            QVERIFY(xdotool({"key", "Caps_Lock"}));
+        OtherClient client;
+        const quint16 expected = (numLock ? numLockMask : 0) | (capsLock ? XCB_MOD_MASK_LOCK : 0);
+        QTRY_COMPARE_WITH_TIMEOUT(client.modifierState() & (numLockMask | XCB_MOD_MASK_LOCK),
+                                  expected,
+                                  kTimeout);
+
+        QVERIFY(xdotool({"key", "shift+super+v"}));
+        QVERIFY(pressSentinelAndWait());
+        QCOMPARE(m_toggleDown, 1);
+        QCOMPARE(m_toggleUp, 1);
+        // The plain key is not the shortcut.
+        QVERIFY(xdotool({"key", "v", "super+v", "shift+v"}));
+        m_sentinelDown = 0;
+        QVERIFY(pressSentinelAndWait());
+        QCOMPARE(m_toggleDown, 1);
+    }
+
+    void heldShortcutFiresOnce()
+    {
+        const RootPressCounter counter(*keymap().keycode(Key::v));
+        QVERIFY(xdotool({"keydown", "shift+super+v"}));
+        // A new keymap announced meanwhile (as on every switch between a keyboard and XTest)
+        // leaves the held key alone.
+        QVERIFY(setLayout("us"));
+        // The server's auto-repeat sends more presses while the key is held.
+        QTRY_VERIFY_WITH_TIMEOUT(counter.presses >= 3, kTimeout);
+        QVERIFY(xdotool({"keyup", "shift+super+v"}));
+        QVERIFY(pressSentinelAndWait());
+        QCOMPARE(m_toggleDown, 1);
+        QCOMPARE(m_toggleUp, 1);
+    }
+
+    void keyHeldByAnotherProgramGivesTheDiagnostic()
+    {
+        // The other program holds Ctrl+Alt+K exactly (without the lock variants).
+        OtherClient holder;
+        const quint8 k = *keymap().keycode(Key::k);
+        const quint16 ctrlAlt = *keymap().modifierMask(kCtrlAltK.carbonModifiers);
+        QVERIFY(holder.grabKey(k, ctrlAlt));
+
+        const Name taken(QStringLiteral("taken"), kCtrlAltK);
+        int takenDown = 0;
+        QTest::ignoreMessage(QtWarningMsg, "Error registering hotkey Ctrl+Alt+K: 10");
+        m_registry->onKeyDown(taken, [&] { ++takenDown; });
+        QVERIFY(!m_registry->isEnabled(taken));
+
+        // None of the lock variants was kept: the other program can take those too.
+        QVERIFY(holder.grabKey(k, ctrlAlt | XCB_MOD_MASK_LOCK));
+        QVERIFY(holder.grabKey(k, ctrlAlt | keymap().numLockMask()));
+
+        // The other shortcuts still work, and the taken one goes to its holder.
+        QVERIFY(xdotool({"key", "ctrl+alt+k", "shift+super+v"}));
+        QVERIFY(pressSentinelAndWait());
+        QCOMPARE(m_toggleDown, 1);
+        QCOMPARE(takenDown, 0);
+    }
+
+    void changedShortcutMovesTheGrab()
+    {
+        m_registry->setShortcut(kShiftSuperB, kToggle);
+        QVERIFY(xdotool({"key", "shift+super+v"}));
+        QVERIFY(pressSentinelAndWait());
+        QCOMPARE(m_toggleDown, 0);
+
+        // The old combination is free for other programs again.
+        OtherClient client;
+        QVERIFY(client.grabKey(*keymap().keycode(Key::v),
+                               *keymap().modifierMask(kShiftSuperV.carbonModifiers)));
+
+        QVERIFY(xdotool({"key", "shift+super+b"}));
+        QTRY_COMPARE_WITH_TIMEOUT(m_toggleDown, 1, kTimeout);
+    }
+
+    void shortcutReachesTheHandlerWhileAMenuIsOpen()
+    {
+        QMenu menu;
+        int triggered = 0;
+        menu.addAction(QStringLiteral("Item"), [&] { ++triggered; });
+        menu.popup(QPoint(100, 100));
+        QVERIFY(QTest::qWaitForWindowExposed(&menu));
+        // The menu holds the keyboard, so X activates no passive grab.
+        OtherClient client;
+        QTRY_VERIFY_WITH_TIMEOUT(client.keyboardIsGrabbed(), kTimeout);
+
+        QVERIFY(xdotool({"key", "shift+super+v"}));
+        QVERIFY(pressSentinelAndWait());
+        QCOMPARE(m_toggleDown, 1);
+        QCOMPARE(m_toggleUp, 1);
+        // The menu did not see the keys.
+        QVERIFY(menu.isVisible());
+        QCOMPARE(triggered, 0);
+        menu.close();
+    }
+
+    void layoutGivesTheCharactersAndKeysKeepTheirPlace()
+    {
+        const Shortcut superZ(Key::z, ModifierFlag::command);
+        QCOMPARE(superZ.presentableDescription(), QStringLiteral("Super+Z"));
+        const quint8 zPosition = *keymap().keycode(Key::z);
+
+        QVERIFY(setLayout("de"));
+        const auto restore = qScopeGuard([] { setLayout("us"); });
+        QTRY_COMPARE_WITH_TIMEOUT(superZ.presentableDescription(),
+                                  QStringLiteral("Super+Y"),
+                                  kTimeout);
+        QCOMPARE(Shortcut(Key::y, {}).keyText(), QStringLiteral("Z"));
+        QCOMPARE(Shortcut(Key::minus, {}).keyText(), QStringLiteral("ß"));
+        QCOMPARE(Shortcut(Key::semicolon, {}).keyText(), QStringLiteral("Ö"));
+        QCOMPARE(Shortcut(Key::backtick, {}).keyText(), QStringLiteral("^"));
+        QCOMPARE(Shortcut(Key::space, {}).keyText(), QStringLiteral("Space"));
+
+        // A key event maps to the key's position whatever the layout types there.
+        QCOMPARE(keymap().keycode(Key::z), zPosition);
+        const QKeyEvent event(QEvent::KeyPress, Qt::Key_Y, Qt::MetaModifier, zPosition, 0, 0);
+        QCOMPARE(Shortcut::fromEvent(event), superZ);
+
+        // The grabs stayed on their keys.
+        QVERIFY(xdotool({"key", "shift+super+v"}));
+        QVERIFY(pressSentinelAndWait());
+        QCOMPARE(m_toggleDown, 1);
+    }
 
 private:
     X11Keymap &keymap() { return static_cast<X11Keymap &>(*m_keyboard.layout); }
@@ -162,196 +336,11 @@ private:
     int m_sentinelDown = 0;
 };
 
-void TestHotKeysDesktop::initTestCase()
-{
-    QCOMPARE(QGuiApplication::platformName(), QStringLiteral("xcb"));
-    QVERIFY(m_dir.isValid());
-    m_keyboard = SystemKeyboard::create();
-    QVERIFY(dynamic_cast<X11Keymap *>(m_keyboard.layout.get()));
-    setCurrentKeyboardLayout(m_keyboard.layout.get());
-}
-
-void TestHotKeysDesktop::cleanupTestCase()
-{
-    setCurrentKeyboardLayout(nullptr);
-    m_keyboard = {};
-}
-
-void TestHotKeysDesktop::init()
-{
-    m_settings = std::make_unique<QSettings>(m_dir.filePath(QStringLiteral("settings.ini")),
-                                             QSettings::IniFormat);
-    m_settings->clear();
-    m_registry = std::make_unique<Registry>(*m_settings, *m_keyboard.hotKeys);
-    m_toggleDown = m_toggleUp = m_sentinelDown = 0;
-    m_registry->onKeyDown(kToggle, [this] { ++m_toggleDown; });
-    m_registry->onKeyUp(kToggle, [this] { ++m_toggleUp; });
-    m_registry->onKeyDown(kSentinel, [this] { ++m_sentinelDown; });
-    QVERIFY(m_registry->isEnabled(kToggle));
-    QVERIFY(m_registry->isEnabled(kSentinel));
-}
-
-void TestHotKeysDesktop::cleanup()
-{
-    // Leave no lock on for the next test.
-    OtherClient client;
-    const quint16 state = client.modifierState();
-    if (state & XCB_MOD_MASK_LOCK)
-        xdotool({"key", "Caps_Lock"});
-    if (state & keymap().numLockMask())
-        xdotool({"key", "Num_Lock"});
-    QCoreApplication::sendPostedEvents();
-    m_registry.reset();
-    m_settings.reset();
-}
-
 bool TestHotKeysDesktop::pressSentinelAndWait()
 {
     return xdotool({"key", "shift+super+x"})
            && QTest::qWaitFor([this] { return m_sentinelDown > 0; }, kTimeout)
            && m_sentinelDown == 1;
-}
-
-void TestHotKeysDesktop::shortcutReachesTheHandlerOnce_data()
-{
-    QTest::addColumn<bool>("numLock");
-    QTest::addColumn<bool>("capsLock");
-
-    QTest::newRow("no lock") << false << false;
-    QTest::newRow("Num Lock on") << true << false;
-    QTest::newRow("Caps Lock on") << false << true;
-    QTest::newRow("Num Lock and Caps Lock on") << true << true;
-}
-
-void TestHotKeysDesktop::shortcutReachesTheHandlerOnce()
-{
-    QFETCH(bool, numLock);
-    QFETCH(bool, capsLock);
-
-    const quint16 numLockMask = keymap().numLockMask();
-    QVERIFY(numLockMask != 0);
-    if (numLock)
-        QVERIFY(xdotool({"key", "Num_Lock"}));
-    if (capsLock)
-        QVERIFY(xdotool({"key", "Caps_Lock"}));
-    OtherClient client;
-    const quint16 expected = (numLock ? numLockMask : 0) | (capsLock ? XCB_MOD_MASK_LOCK : 0);
-    QTRY_COMPARE_WITH_TIMEOUT(client.modifierState() & (numLockMask | XCB_MOD_MASK_LOCK),
-                              expected,
-                              kTimeout);
-
-    QVERIFY(xdotool({"key", "shift+super+v"}));
-    QVERIFY(pressSentinelAndWait());
-    QCOMPARE(m_toggleDown, 1);
-    QCOMPARE(m_toggleUp, 1);
-    // The plain key is not the shortcut.
-    QVERIFY(xdotool({"key", "v", "super+v", "shift+v"}));
-    m_sentinelDown = 0;
-    QVERIFY(pressSentinelAndWait());
-    QCOMPARE(m_toggleDown, 1);
-}
-
-void TestHotKeysDesktop::heldShortcutFiresOnce()
-{
-    const RootPressCounter counter(*keymap().keycode(Key::v));
-    QVERIFY(xdotool({"keydown", "shift+super+v"}));
-    // A new keymap announced meanwhile (as on every switch between a keyboard and XTest)
-    // leaves the held key alone.
-    QVERIFY(setLayout("us"));
-    // The server's auto-repeat sends more presses while the key is held.
-    QTRY_VERIFY_WITH_TIMEOUT(counter.presses >= 3, kTimeout);
-    QVERIFY(xdotool({"keyup", "shift+super+v"}));
-    QVERIFY(pressSentinelAndWait());
-    QCOMPARE(m_toggleDown, 1);
-    QCOMPARE(m_toggleUp, 1);
-}
-
-void TestHotKeysDesktop::keyHeldByAnotherProgramGivesTheDiagnostic()
-{
-    // The other program holds Ctrl+Alt+K exactly (without the lock variants).
-    OtherClient holder;
-    const quint8 k = *keymap().keycode(Key::k);
-    const quint16 ctrlAlt = *keymap().modifierMask(kCtrlAltK.carbonModifiers);
-    QVERIFY(holder.grabKey(k, ctrlAlt));
-
-    const Name taken(QStringLiteral("taken"), kCtrlAltK);
-    int takenDown = 0;
-    QTest::ignoreMessage(QtWarningMsg, "Error registering hotkey Ctrl+Alt+K: 10");
-    m_registry->onKeyDown(taken, [&] { ++takenDown; });
-    QVERIFY(!m_registry->isEnabled(taken));
-
-    // None of the lock variants was kept: the other program can take those too.
-    QVERIFY(holder.grabKey(k, ctrlAlt | XCB_MOD_MASK_LOCK));
-    QVERIFY(holder.grabKey(k, ctrlAlt | keymap().numLockMask()));
-
-    // The other shortcuts still work, and the taken one goes to its holder.
-    QVERIFY(xdotool({"key", "ctrl+alt+k", "shift+super+v"}));
-    QVERIFY(pressSentinelAndWait());
-    QCOMPARE(m_toggleDown, 1);
-    QCOMPARE(takenDown, 0);
-}
-
-void TestHotKeysDesktop::changedShortcutMovesTheGrab()
-{
-    m_registry->setShortcut(kShiftSuperB, kToggle);
-    QVERIFY(xdotool({"key", "shift+super+v"}));
-    QVERIFY(pressSentinelAndWait());
-    QCOMPARE(m_toggleDown, 0);
-
-    // The old combination is free for other programs again.
-    OtherClient client;
-    QVERIFY(client.grabKey(*keymap().keycode(Key::v),
-                           *keymap().modifierMask(kShiftSuperV.carbonModifiers)));
-
-    QVERIFY(xdotool({"key", "shift+super+b"}));
-    QTRY_COMPARE_WITH_TIMEOUT(m_toggleDown, 1, kTimeout);
-}
-
-void TestHotKeysDesktop::shortcutReachesTheHandlerWhileAMenuIsOpen()
-{
-    QMenu menu;
-    int triggered = 0;
-    menu.addAction(QStringLiteral("Item"), [&] { ++triggered; });
-    menu.popup(QPoint(100, 100));
-    QVERIFY(QTest::qWaitForWindowExposed(&menu));
-    // The menu holds the keyboard, so X activates no passive grab.
-    OtherClient client;
-    QTRY_VERIFY_WITH_TIMEOUT(client.keyboardIsGrabbed(), kTimeout);
-
-    QVERIFY(xdotool({"key", "shift+super+v"}));
-    QVERIFY(pressSentinelAndWait());
-    QCOMPARE(m_toggleDown, 1);
-    QCOMPARE(m_toggleUp, 1);
-    // The menu did not see the keys.
-    QVERIFY(menu.isVisible());
-    QCOMPARE(triggered, 0);
-    menu.close();
-}
-
-void TestHotKeysDesktop::layoutGivesTheCharactersAndKeysKeepTheirPlace()
-{
-    const Shortcut superZ(Key::z, ModifierFlag::command);
-    QCOMPARE(superZ.presentableDescription(), QStringLiteral("Super+Z"));
-    const quint8 zPosition = *keymap().keycode(Key::z);
-
-    QVERIFY(setLayout("de"));
-    const auto restore = qScopeGuard([] { setLayout("us"); });
-    QTRY_COMPARE_WITH_TIMEOUT(superZ.presentableDescription(), QStringLiteral("Super+Y"), kTimeout);
-    QCOMPARE(Shortcut(Key::y, {}).keyText(), QStringLiteral("Z"));
-    QCOMPARE(Shortcut(Key::minus, {}).keyText(), QStringLiteral("ß"));
-    QCOMPARE(Shortcut(Key::semicolon, {}).keyText(), QStringLiteral("Ö"));
-    QCOMPARE(Shortcut(Key::backtick, {}).keyText(), QStringLiteral("^"));
-    QCOMPARE(Shortcut(Key::space, {}).keyText(), QStringLiteral("Space"));
-
-    // A key event maps to the key's position whatever the layout types there.
-    QCOMPARE(keymap().keycode(Key::z), zPosition);
-    const QKeyEvent event(QEvent::KeyPress, Qt::Key_Y, Qt::MetaModifier, zPosition, 0, 0);
-    QCOMPARE(Shortcut::fromEvent(event), superZ);
-
-    // The grabs stayed on their keys.
-    QVERIFY(xdotool({"key", "shift+super+v"}));
-    QVERIFY(pressSentinelAndWait());
-    QCOMPARE(m_toggleDown, 1);
 }
 
 QTEST_MAIN(TestHotKeysDesktop)

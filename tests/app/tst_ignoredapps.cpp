@@ -33,14 +33,167 @@ class TestIgnoredApps : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
+    void init()
+    {
+        m_dir = std::make_unique<QTemporaryDir>();
+        m_prefs = std::make_unique<AppPrefs>(
+            std::make_unique<QSettings>(m_dir->filePath(QStringLiteral("p.conf")),
+                                        QSettings::IniFormat));
+        const QString apps = m_dir->filePath(QStringLiteral("share"));
+        QVERIFY(writeApplication(
+            apps,
+            "keepassxc",
+            "Name=KeePassXC\nIcon=keepassxc\nExec=keepassxc\nStartupWMClass=KeePassXC\n"));
+        QVERIFY(writeApplication(apps,
+                                 "firefox-esr",
+                                 "Name=Firefox ESR\nIcon=firefox-esr\nExec=firefox-esr %u\n"));
+        QVERIFY(writeApplication(
+            apps,
+            "org.gnome.Calculator",
+            "Name=Calculator\nIcon=accessories-calculator\nExec=gnome-calculator\n"));
+        QVERIFY(writeApplication(apps, "xterm", "Name=XTerm\nExec=xterm\n"));
+        m_catalog = std::make_shared<ApplicationCatalog>(QStringList{m_dir->filePath(
+                                                             QStringLiteral("share"))},
+                                                         QStringLiteral("C"));
+        m_windows.classes.clear();
+    }
 
-    void rowsShowInstalledAppsAndBareIdentifiers();
-    void rowsFollowTheSettingsPrecisely();
-    void chooserOffersOpenWindowsThenInstalledApps();
-    void chooserLeavesOutWhatIsIgnored();
-    void chooserFilters();
-    void chooseTwiceThenRemove();
+    void rowsShowInstalledAppsAndBareIdentifiers()
+    {
+        m_prefs->setIgnoredApps({QStringLiteral("KeePassXC"), QStringLiteral("com.example.Gone")});
+        IgnoredAppsModel model(*m_prefs, m_catalog);
+        QAbstractItemModelTester tester(&model);
+
+        QCOMPARE(column(model, IgnoredAppsModel::IdentifierRole),
+                 (QStringList{"KeePassXC", "com.example.Gone"}));
+        QCOMPARE(column(model, IgnoredAppsModel::NameRole),
+                 (QStringList{"KeePassXC", "com.example.Gone"}));
+        QCOMPARE(column(model, IgnoredAppsModel::IconRole), (QStringList{"keepassxc", ""}));
+        QCOMPARE(column(model, IgnoredAppsModel::InstalledRole), (QStringList{"true", "false"}));
+
+        // Installing the missing application names its row.
+        const QString apps = m_dir->filePath(QStringLiteral("share"));
+        QVERIFY(writeApplication(apps,
+                                 "gone",
+                                 "Name=Gone App\nExec=gone\nStartupWMClass=com.example.Gone\n"));
+        QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+        model.setCatalog(std::make_shared<ApplicationCatalog>(QStringList{m_dir->filePath(
+                                                                  QStringLiteral("share"))},
+                                                              QStringLiteral("C")));
+        QCOMPARE(changed.size(), 1);
+        QCOMPARE(column(model, IgnoredAppsModel::NameRole), (QStringList{"KeePassXC", "Gone App"}));
+    }
+
+    void rowsFollowTheSettingsPrecisely()
+    {
+        IgnoredAppsModel model(*m_prefs, m_catalog);
+        QAbstractItemModelTester tester(&model);
+        QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
+        QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
+        QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
+        QSignalSpy count(&model, &IgnoredAppsModel::countChanged);
+
+        m_prefs->addIgnoredApp(QStringLiteral("a"));
+        m_prefs->addIgnoredApp(QStringLiteral("b"));
+        m_prefs->addIgnoredApp(QStringLiteral("c"));
+        QCOMPARE(inserted.size(), 3);
+        QCOMPARE(inserted.last().at(1).toInt(), 2);
+
+        m_prefs->removeIgnoredApp(QStringLiteral("b"));
+        QCOMPARE(removed.size(), 1);
+        QCOMPARE(removed.last().at(1).toInt(), 1);
+        QCOMPARE(column(model, IgnoredAppsModel::IdentifierRole), (QStringList{"a", "c"}));
+
+        // Removing what is not there changes nothing.
+        m_prefs->removeIgnoredApp(QStringLiteral("zzz"));
+        QCOMPARE(removed.size(), 1);
+
+        // An edit from outside that is neither becomes a reset.
+        m_prefs->setIgnoredApps({QStringLiteral("c"), QStringLiteral("a")});
+        QCOMPARE(reset.size(), 1);
+        QCOMPARE(column(model, IgnoredAppsModel::IdentifierRole), (QStringList{"c", "a"}));
+        QCOMPARE(count.size(), 4);
+    }
+
+    void chooserOffersOpenWindowsThenInstalledApps()
+    {
+        // Open: an installed app by another capitalisation, and a program without a desktop entry.
+        m_windows.classes = {QStringLiteral("Firefox-esr"), QStringLiteral("Zenity")};
+        ApplicationChooserModel model(*m_prefs, m_catalog, &m_windows);
+        QAbstractItemModelTester tester(&model);
+
+        QCOMPARE(column(model, ApplicationChooserModel::NameRole),
+                 (QStringList{"Firefox ESR", "Zenity", "Calculator", "KeePassXC", "XTerm"}));
+        // Open windows are offered by their exact class, which is what the monitor sees.
+        QCOMPARE(column(model, ApplicationChooserModel::IdentifierRole),
+                 (QStringList{"Firefox-esr", "Zenity", "gnome-calculator", "KeePassXC", "xterm"}));
+        QCOMPARE(column(model, ApplicationChooserModel::SectionRole),
+                 (QStringList{ApplicationChooserModel::kRunningSection,
+                              ApplicationChooserModel::kRunningSection,
+                              ApplicationChooserModel::kInstalledSection,
+                              ApplicationChooserModel::kInstalledSection,
+                              ApplicationChooserModel::kInstalledSection}));
+        QCOMPARE(column(model, ApplicationChooserModel::IconRole),
+                 (QStringList{"firefox-esr", "", "accessories-calculator", "keepassxc", ""}));
+
+        // Without a desktop to ask, only installed apps.
+        ApplicationChooserModel noDesktop(*m_prefs, m_catalog, nullptr);
+        QCOMPARE(noDesktop.count(), 4);
+    }
+
+    void chooserLeavesOutWhatIsIgnored()
+    {
+        m_windows.classes = {QStringLiteral("Zenity")};
+        m_prefs->setIgnoredApps({QStringLiteral("keepassxc"), QStringLiteral("Zenity")});
+        ApplicationChooserModel model(*m_prefs, m_catalog, &m_windows);
+        QAbstractItemModelTester tester(&model);
+        QCOMPARE(column(model, ApplicationChooserModel::NameRole),
+                 (QStringList{"Calculator", "Firefox ESR", "XTerm"}));
+
+        // Removing from the ignore list offers it again.
+        m_prefs->removeIgnoredApp(QStringLiteral("Zenity"));
+        QCOMPARE(column(model, ApplicationChooserModel::NameRole),
+                 (QStringList{"Zenity", "Calculator", "Firefox ESR", "XTerm"}));
+    }
+
+    void chooserFilters()
+    {
+        ApplicationChooserModel model(*m_prefs, m_catalog, &m_windows);
+        QAbstractItemModelTester tester(&model);
+        QSignalSpy count(&model, &ApplicationChooserModel::countChanged);
+
+        model.setFilterText(QStringLiteral("  CALC "));
+        QCOMPARE(column(model, ApplicationChooserModel::NameRole), QStringList{"Calculator"});
+        // Identifiers match too.
+        model.setFilterText(QStringLiteral("esr"));
+        QCOMPARE(column(model, ApplicationChooserModel::NameRole), QStringList{"Firefox ESR"});
+        model.setFilterText(QStringLiteral("nothing like it"));
+        QCOMPARE(model.count(), 0);
+        model.setFilterText(QString());
+        QCOMPARE(model.count(), 4);
+        QCOMPARE(count.size(), 3);
+
+        // A new window shows on the next refresh, as when the chooser opens again.
+        m_windows.classes = {QStringLiteral("Zenity")};
+        model.refresh();
+        QCOMPARE(model.count(), 5);
+    }
+
+    void chooseTwiceThenRemove()
+    {
+        IgnoredAppsModel rows(*m_prefs, m_catalog);
+        ApplicationChooserModel chooser(*m_prefs, m_catalog, &m_windows);
+        chooser.choose(QStringLiteral("KeePassXC"));
+        chooser.choose(QStringLiteral("KeePassXC"));
+        chooser.choose(QString());
+        QCOMPARE(m_prefs->ignoredApps(), QStringList{"KeePassXC"});
+        QCOMPARE(rows.count(), 1);
+        QVERIFY(!column(chooser, ApplicationChooserModel::IdentifierRole).contains("KeePassXC"));
+
+        rows.remove(QStringLiteral("KeePassXC"));
+        QVERIFY(m_prefs->ignoredApps().isEmpty());
+        QCOMPARE(rows.count(), 0);
+    }
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -48,168 +201,6 @@ private:
     std::shared_ptr<ApplicationCatalog> m_catalog;
     FakeOpenWindows m_windows;
 };
-
-void TestIgnoredApps::init()
-{
-    m_dir = std::make_unique<QTemporaryDir>();
-    m_prefs = std::make_unique<AppPrefs>(
-        std::make_unique<QSettings>(m_dir->filePath(QStringLiteral("p.conf")),
-                                    QSettings::IniFormat));
-    const QString apps = m_dir->filePath(QStringLiteral("share"));
-    QVERIFY(writeApplication(
-        apps,
-        "keepassxc",
-        "Name=KeePassXC\nIcon=keepassxc\nExec=keepassxc\nStartupWMClass=KeePassXC\n"));
-    QVERIFY(writeApplication(apps,
-                             "firefox-esr",
-                             "Name=Firefox ESR\nIcon=firefox-esr\nExec=firefox-esr %u\n"));
-    QVERIFY(
-        writeApplication(apps,
-                         "org.gnome.Calculator",
-                         "Name=Calculator\nIcon=accessories-calculator\nExec=gnome-calculator\n"));
-    QVERIFY(writeApplication(apps, "xterm", "Name=XTerm\nExec=xterm\n"));
-    m_catalog = std::make_shared<ApplicationCatalog>(QStringList{m_dir->filePath(
-                                                         QStringLiteral("share"))},
-                                                     QStringLiteral("C"));
-    m_windows.classes.clear();
-}
-
-void TestIgnoredApps::rowsShowInstalledAppsAndBareIdentifiers()
-{
-    m_prefs->setIgnoredApps({QStringLiteral("KeePassXC"), QStringLiteral("com.example.Gone")});
-    IgnoredAppsModel model(*m_prefs, m_catalog);
-    QAbstractItemModelTester tester(&model);
-
-    QCOMPARE(column(model, IgnoredAppsModel::IdentifierRole),
-             (QStringList{"KeePassXC", "com.example.Gone"}));
-    QCOMPARE(column(model, IgnoredAppsModel::NameRole),
-             (QStringList{"KeePassXC", "com.example.Gone"}));
-    QCOMPARE(column(model, IgnoredAppsModel::IconRole), (QStringList{"keepassxc", ""}));
-    QCOMPARE(column(model, IgnoredAppsModel::InstalledRole), (QStringList{"true", "false"}));
-
-    // Installing the missing application names its row.
-    const QString apps = m_dir->filePath(QStringLiteral("share"));
-    QVERIFY(writeApplication(apps,
-                             "gone",
-                             "Name=Gone App\nExec=gone\nStartupWMClass=com.example.Gone\n"));
-    QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
-    model.setCatalog(
-        std::make_shared<ApplicationCatalog>(QStringList{m_dir->filePath(QStringLiteral("share"))},
-                                             QStringLiteral("C")));
-    QCOMPARE(changed.size(), 1);
-    QCOMPARE(column(model, IgnoredAppsModel::NameRole), (QStringList{"KeePassXC", "Gone App"}));
-}
-
-void TestIgnoredApps::rowsFollowTheSettingsPrecisely()
-{
-    IgnoredAppsModel model(*m_prefs, m_catalog);
-    QAbstractItemModelTester tester(&model);
-    QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
-    QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
-    QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
-    QSignalSpy count(&model, &IgnoredAppsModel::countChanged);
-
-    m_prefs->addIgnoredApp(QStringLiteral("a"));
-    m_prefs->addIgnoredApp(QStringLiteral("b"));
-    m_prefs->addIgnoredApp(QStringLiteral("c"));
-    QCOMPARE(inserted.size(), 3);
-    QCOMPARE(inserted.last().at(1).toInt(), 2);
-
-    m_prefs->removeIgnoredApp(QStringLiteral("b"));
-    QCOMPARE(removed.size(), 1);
-    QCOMPARE(removed.last().at(1).toInt(), 1);
-    QCOMPARE(column(model, IgnoredAppsModel::IdentifierRole), (QStringList{"a", "c"}));
-
-    // Removing what is not there changes nothing.
-    m_prefs->removeIgnoredApp(QStringLiteral("zzz"));
-    QCOMPARE(removed.size(), 1);
-
-    // An edit from outside that is neither becomes a reset.
-    m_prefs->setIgnoredApps({QStringLiteral("c"), QStringLiteral("a")});
-    QCOMPARE(reset.size(), 1);
-    QCOMPARE(column(model, IgnoredAppsModel::IdentifierRole), (QStringList{"c", "a"}));
-    QCOMPARE(count.size(), 4);
-}
-
-void TestIgnoredApps::chooserOffersOpenWindowsThenInstalledApps()
-{
-    // Open: an installed app by another capitalisation, and a program without a desktop entry.
-    m_windows.classes = {QStringLiteral("Firefox-esr"), QStringLiteral("Zenity")};
-    ApplicationChooserModel model(*m_prefs, m_catalog, &m_windows);
-    QAbstractItemModelTester tester(&model);
-
-    QCOMPARE(column(model, ApplicationChooserModel::NameRole),
-             (QStringList{"Firefox ESR", "Zenity", "Calculator", "KeePassXC", "XTerm"}));
-    // Open windows are offered by their exact class, which is what the monitor sees.
-    QCOMPARE(column(model, ApplicationChooserModel::IdentifierRole),
-             (QStringList{"Firefox-esr", "Zenity", "gnome-calculator", "KeePassXC", "xterm"}));
-    QCOMPARE(column(model, ApplicationChooserModel::SectionRole),
-             (QStringList{ApplicationChooserModel::kRunningSection,
-                          ApplicationChooserModel::kRunningSection,
-                          ApplicationChooserModel::kInstalledSection,
-                          ApplicationChooserModel::kInstalledSection,
-                          ApplicationChooserModel::kInstalledSection}));
-    QCOMPARE(column(model, ApplicationChooserModel::IconRole),
-             (QStringList{"firefox-esr", "", "accessories-calculator", "keepassxc", ""}));
-
-    // Without a desktop to ask, only installed apps.
-    ApplicationChooserModel noDesktop(*m_prefs, m_catalog, nullptr);
-    QCOMPARE(noDesktop.count(), 4);
-}
-
-void TestIgnoredApps::chooserLeavesOutWhatIsIgnored()
-{
-    m_windows.classes = {QStringLiteral("Zenity")};
-    m_prefs->setIgnoredApps({QStringLiteral("keepassxc"), QStringLiteral("Zenity")});
-    ApplicationChooserModel model(*m_prefs, m_catalog, &m_windows);
-    QAbstractItemModelTester tester(&model);
-    QCOMPARE(column(model, ApplicationChooserModel::NameRole),
-             (QStringList{"Calculator", "Firefox ESR", "XTerm"}));
-
-    // Removing from the ignore list offers it again.
-    m_prefs->removeIgnoredApp(QStringLiteral("Zenity"));
-    QCOMPARE(column(model, ApplicationChooserModel::NameRole),
-             (QStringList{"Zenity", "Calculator", "Firefox ESR", "XTerm"}));
-}
-
-void TestIgnoredApps::chooserFilters()
-{
-    ApplicationChooserModel model(*m_prefs, m_catalog, &m_windows);
-    QAbstractItemModelTester tester(&model);
-    QSignalSpy count(&model, &ApplicationChooserModel::countChanged);
-
-    model.setFilterText(QStringLiteral("  CALC "));
-    QCOMPARE(column(model, ApplicationChooserModel::NameRole), QStringList{"Calculator"});
-    // Identifiers match too.
-    model.setFilterText(QStringLiteral("esr"));
-    QCOMPARE(column(model, ApplicationChooserModel::NameRole), QStringList{"Firefox ESR"});
-    model.setFilterText(QStringLiteral("nothing like it"));
-    QCOMPARE(model.count(), 0);
-    model.setFilterText(QString());
-    QCOMPARE(model.count(), 4);
-    QCOMPARE(count.size(), 3);
-
-    // A new window shows on the next refresh, as when the chooser opens again.
-    m_windows.classes = {QStringLiteral("Zenity")};
-    model.refresh();
-    QCOMPARE(model.count(), 5);
-}
-
-void TestIgnoredApps::chooseTwiceThenRemove()
-{
-    IgnoredAppsModel rows(*m_prefs, m_catalog);
-    ApplicationChooserModel chooser(*m_prefs, m_catalog, &m_windows);
-    chooser.choose(QStringLiteral("KeePassXC"));
-    chooser.choose(QStringLiteral("KeePassXC"));
-    chooser.choose(QString());
-    QCOMPARE(m_prefs->ignoredApps(), QStringList{"KeePassXC"});
-    QCOMPARE(rows.count(), 1);
-    QVERIFY(!column(chooser, ApplicationChooserModel::IdentifierRole).contains("KeePassXC"));
-
-    rows.remove(QStringLiteral("KeePassXC"));
-    QVERIFY(m_prefs->ignoredApps().isEmpty());
-    QCOMPARE(rows.count(), 0);
-}
 
 QTEST_GUILESS_MAIN(TestIgnoredApps)
 #include "tst_ignoredapps.moc"

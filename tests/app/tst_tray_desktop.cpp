@@ -68,12 +68,95 @@ class TestTrayDesktop : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void init();
-    void cleanupTestCase();
+    void initTestCase()
+    {
+        // The tray window's WM_CLASS says "Cliphaven", as the program's does.
+        QCoreApplication::setApplicationName(QStringLiteral("Cliphaven"));
+        m_connection = xcb_connect(nullptr, nullptr);
+        QVERIFY(!xcb_connection_has_error(m_connection));
+        m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
 
-    void iconInTheTrayFollowsTheSetting();
-    void leftClickTogglesAndRightClickOpensTheMenu();
+        m_programs.start(QStringLiteral("trayer"),
+                         QStringLiteral("--edge top --align right --widthtype request --height 28 "
+                                        "--SetDockType true --expand true")
+                             .split(u' '));
+        // The tray is there once it owns the system tray selection.
+        const QByteArray selection = "_NET_SYSTEM_TRAY_S0";
+        xcb_intern_atom_reply_t *atom = xcb_intern_atom_reply(m_connection,
+                                                              xcb_intern_atom(m_connection,
+                                                                              0,
+                                                                              selection.size(),
+                                                                              selection.constData()),
+                                                              nullptr);
+        QVERIFY(atom);
+        const xcb_atom_t trayAtom = atom->atom;
+        free(atom);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            [&] {
+                xcb_get_selection_owner_reply_t *owner
+                    = xcb_get_selection_owner_reply(m_connection,
+                                                    xcb_get_selection_owner(m_connection, trayAtom),
+                                                    nullptr);
+                const bool owned = owner && owner->owner != XCB_WINDOW_NONE;
+                free(owner);
+                return owned;
+            }(),
+            kTimeout);
+    }
+
+    void init()
+    {
+        m_prefs = std::make_unique<AppPrefs>(
+            std::make_unique<QSettings>(m_dir.filePath(QStringLiteral("p.conf")),
+                                        QSettings::IniFormat));
+    }
+
+    void cleanupTestCase()
+    {
+        m_programs.stopAll();
+        if (m_connection)
+            xcb_disconnect(m_connection);
+    }
+
+    void iconInTheTrayFollowsTheSetting()
+    {
+        TrayIcon tray(*m_prefs);
+        QTRY_VERIFY_WITH_TIMEOUT(embeddedIcon() != 0, kTimeout);
+
+        m_prefs->setShowInMenuBar(false);
+        QTRY_VERIFY_WITH_TIMEOUT(embeddedIcon() == 0, kTimeout);
+
+        m_prefs->setPaused(true);
+        m_prefs->setShowInMenuBar(true);
+        QTRY_VERIFY_WITH_TIMEOUT(embeddedIcon() != 0, kTimeout);
+    }
+
+    void leftClickTogglesAndRightClickOpensTheMenu()
+    {
+        TrayIcon tray(*m_prefs);
+        QSignalSpy toggled(&tray, &TrayIcon::toggleOverlayRequested);
+        xcb_window_t icon = 0;
+        QTRY_VERIFY_WITH_TIMEOUT((icon = embeddedIcon()) != 0, kTimeout);
+        const QPoint centre = iconCentre(icon);
+        QVERIFY(!centre.isNull());
+
+        QVERIFY(xdotool(QStringLiteral("mousemove %1 %2").arg(centre.x()).arg(centre.y())));
+        // The pointer settles before the click (xdotool clicks too early otherwise).
+        QTest::qWait(200);
+        QVERIFY(xdotool(QStringLiteral("click 1")));
+        QTRY_COMPARE_WITH_TIMEOUT(toggled.size(), 1, kTimeout);
+
+        QVERIFY(xdotool(QStringLiteral("click 3")));
+        QTRY_VERIFY_WITH_TIMEOUT(tray.menu()->isVisible(), kTimeout);
+        QCOMPARE(toggled.size(), 1);
+        QVERIFY(xdotool(QStringLiteral("key Escape")));
+        QTRY_VERIFY_WITH_TIMEOUT(!tray.menu()->isVisible(), kTimeout);
+
+        // After the menu, a left click toggles again.
+        QVERIFY(xdotool(QStringLiteral("click 1")));
+        QTRY_COMPARE_WITH_TIMEOUT(toggled.size(), 2, kTimeout);
+        QVERIFY(!tray.menu()->isVisible());
+    }
 
 private:
     // The window of our icon embedded in trayer's panel and shown; 0 when there is none.
@@ -86,55 +169,6 @@ private:
     QTemporaryDir m_dir;
     std::unique_ptr<AppPrefs> m_prefs;
 };
-
-void TestTrayDesktop::initTestCase()
-{
-    // The tray window's WM_CLASS says "Cliphaven", as the program's does.
-    QCoreApplication::setApplicationName(QStringLiteral("Cliphaven"));
-    m_connection = xcb_connect(nullptr, nullptr);
-    QVERIFY(!xcb_connection_has_error(m_connection));
-    m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
-
-    m_programs.start(QStringLiteral("trayer"),
-                     QStringLiteral("--edge top --align right --widthtype request --height 28 "
-                                    "--SetDockType true --expand true")
-                         .split(u' '));
-    // The tray is there once it owns the system tray selection.
-    const QByteArray selection = "_NET_SYSTEM_TRAY_S0";
-    xcb_intern_atom_reply_t *atom = xcb_intern_atom_reply(m_connection,
-                                                          xcb_intern_atom(m_connection,
-                                                                          0,
-                                                                          selection.size(),
-                                                                          selection.constData()),
-                                                          nullptr);
-    QVERIFY(atom);
-    const xcb_atom_t trayAtom = atom->atom;
-    free(atom);
-    QTRY_VERIFY_WITH_TIMEOUT(
-        [&] {
-            xcb_get_selection_owner_reply_t *owner
-                = xcb_get_selection_owner_reply(m_connection,
-                                                xcb_get_selection_owner(m_connection, trayAtom),
-                                                nullptr);
-            const bool owned = owner && owner->owner != XCB_WINDOW_NONE;
-            free(owner);
-            return owned;
-        }(),
-        kTimeout);
-}
-
-void TestTrayDesktop::init()
-{
-    m_prefs = std::make_unique<AppPrefs>(
-        std::make_unique<QSettings>(m_dir.filePath(QStringLiteral("p.conf")), QSettings::IniFormat));
-}
-
-void TestTrayDesktop::cleanupTestCase()
-{
-    m_programs.stopAll();
-    if (m_connection)
-        xcb_disconnect(m_connection);
-}
 
 xcb_window_t TestTrayDesktop::embeddedIcon()
 {
@@ -165,46 +199,6 @@ QPoint TestTrayDesktop::iconCentre(xcb_window_t icon)
     free(geometry);
     free(position);
     return centre;
-}
-
-void TestTrayDesktop::iconInTheTrayFollowsTheSetting()
-{
-    TrayIcon tray(*m_prefs);
-    QTRY_VERIFY_WITH_TIMEOUT(embeddedIcon() != 0, kTimeout);
-
-    m_prefs->setShowInMenuBar(false);
-    QTRY_VERIFY_WITH_TIMEOUT(embeddedIcon() == 0, kTimeout);
-
-    m_prefs->setPaused(true);
-    m_prefs->setShowInMenuBar(true);
-    QTRY_VERIFY_WITH_TIMEOUT(embeddedIcon() != 0, kTimeout);
-}
-
-void TestTrayDesktop::leftClickTogglesAndRightClickOpensTheMenu()
-{
-    TrayIcon tray(*m_prefs);
-    QSignalSpy toggled(&tray, &TrayIcon::toggleOverlayRequested);
-    xcb_window_t icon = 0;
-    QTRY_VERIFY_WITH_TIMEOUT((icon = embeddedIcon()) != 0, kTimeout);
-    const QPoint centre = iconCentre(icon);
-    QVERIFY(!centre.isNull());
-
-    QVERIFY(xdotool(QStringLiteral("mousemove %1 %2").arg(centre.x()).arg(centre.y())));
-    // The pointer settles before the click (xdotool clicks too early otherwise).
-    QTest::qWait(200);
-    QVERIFY(xdotool(QStringLiteral("click 1")));
-    QTRY_COMPARE_WITH_TIMEOUT(toggled.size(), 1, kTimeout);
-
-    QVERIFY(xdotool(QStringLiteral("click 3")));
-    QTRY_VERIFY_WITH_TIMEOUT(tray.menu()->isVisible(), kTimeout);
-    QCOMPARE(toggled.size(), 1);
-    QVERIFY(xdotool(QStringLiteral("key Escape")));
-    QTRY_VERIFY_WITH_TIMEOUT(!tray.menu()->isVisible(), kTimeout);
-
-    // After the menu, a left click toggles again.
-    QVERIFY(xdotool(QStringLiteral("click 1")));
-    QTRY_COMPARE_WITH_TIMEOUT(toggled.size(), 2, kTimeout);
-    QVERIFY(!tray.menu()->isVisible());
 }
 
 QTEST_MAIN(TestTrayDesktop)

@@ -23,26 +23,305 @@ class ClipboardMonitorTest : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    void init()
+    {
+        m_prefs = std::make_unique<TestPrefs>();
+        m_pasteboard = std::make_unique<FakePasteboard>();
+        m_workspace = std::make_unique<FakeWorkspace>();
+        m_copyPlays = m_pastePlays = 0;
+        m_sounds = std::make_unique<Sounds>(m_prefs->prefs,
+                                            countingVoices(&m_copyPlays, &m_pastePlays));
+        m_monitor = std::make_unique<ClipboardMonitor>(*m_pasteboard,
+                                                       *m_workspace,
+                                                       m_prefs->prefs,
+                                                       *m_sounds);
+        m_delivered = std::make_unique<QSignalSpy>(m_monitor.get(), &ClipboardMonitor::onNew);
+    }
 
-    void whatIsOnTheClipboardAtStartIsNeverCaptured();
-    void orderOfChecks_data();
-    void orderOfChecks();
-    void delivery_data();
-    void delivery();
-    void moveOfTheChangeCountPollsAtOnce();
-    void newerChangeCancelsOlderRead();
-    void changeSkippedDuringReadStillDropsTheOlderRead();
-    void readWithoutAnItemDeliversNothing_data();
-    void readWithoutAnItemDeliversNothing();
+    void cleanup()
+    {
+        m_delivered.reset();
+        m_monitor.reset();
+        m_sounds.reset();
+        m_workspace.reset();
+        m_pasteboard.reset();
+        m_prefs.reset();
+    }
 
-    void itemRules_data();
-    void itemRules();
-    void imageConvertedToPngKeepsItsPixels();
-    void itemFieldsAreFresh();
-    void formatsLabel_data();
-    void formatsLabel();
+    void whatIsOnTheClipboardAtStartIsNeverCaptured()
+    {
+        QCOMPARE(m_monitor->lastChange(), m_pasteboard->changeCount());
+        m_monitor->poll();
+        QCOMPARE(m_pasteboard->readCount(), 0);
+    }
+
+    // A change is checked against suppression, then the pause, then the frontmost application;
+    // a check that skips it asks nothing further, and the skipped change stays skipped.
+    void orderOfChecks_data()
+    {
+        QTest::addColumn<bool>("paused");
+        QTest::addColumn<bool>("suppress");
+        QTest::addColumn<App>("frontmost");
+        QTest::addColumn<bool>("read");
+        QTest::addColumn<bool>("asked");
+
+        const App keePass = RunningApplication{1, QStringLiteral("KeePassXC"), 7};
+        QTest::newRow("a copy is read") << false << false << App() << true << true;
+        QTest::newRow("own write is swallowed first") << false << true << keePass << false << false;
+        QTest::newRow("suppression is used up while paused")
+            << true << true << App() << false << false;
+        QTest::newRow("paused: the frontmost app is not asked")
+            << true << false << keePass << false << false;
+        QTest::newRow("ignored frontmost app") << false << false << keePass << false << true;
+        QTest::newRow("ignored app in other case")
+            << false << false << App(RunningApplication{1, QStringLiteral("keepassxc"), 7}) << false
+            << true;
+        QTest::newRow("app without identifier")
+            << false << false << App(RunningApplication{1, {}, 7}) << true << true;
+    }
+
+    void orderOfChecks()
+    {
+        QFETCH(bool, paused);
+        QFETCH(bool, suppress);
+        QFETCH(App, frontmost);
+        QFETCH(bool, read);
+        QFETCH(bool, asked);
+
+        m_prefs->prefs.setIgnoredApps({QStringLiteral("KeePassXC"), QString()});
+        m_prefs->prefs.setPaused(paused);
+        m_monitor->setSuppressNextChange(suppress);
+        m_workspace->frontmost = frontmost;
+        m_pasteboard->copy(textFlavors(QStringLiteral("same")));
+        m_monitor->poll();
+        m_monitor->poll();
+        QCOMPARE(m_pasteboard->readCount(), read ? 1 : 0);
+        QCOMPARE(m_workspace->queries, asked ? 1 : 0);
+        QCOMPARE(m_monitor->lastChange(), m_pasteboard->changeCount());
+        QVERIFY(!m_monitor->suppressNextChange());
+
+        // Resuming does not bring back what was skipped; the next copy, of the same content in
+        // another application, is read.
+        m_prefs->prefs.setPaused(false);
+        m_workspace->frontmost = RunningApplication{2, QStringLiteral("firefox"), 8};
+        m_monitor->poll();
+        QCOMPARE(m_pasteboard->readCount(), read ? 1 : 0);
+        m_pasteboard->copy(textFlavors(QStringLiteral("same")));
+        m_monitor->poll();
+        QCOMPARE(m_pasteboard->readCount(), read ? 2 : 1);
+    }
+
+    void delivery_data()
+    {
+        QTest::addColumn<bool>("sounds");
+        QTest::newRow("with the copy sound first") << true;
+        QTest::newRow("silently when sounds are off") << false;
+    }
+
+    void delivery()
+    {
+        QFETCH(bool, sounds);
+        m_prefs->prefs.setPlaySounds(sounds);
+        QList<int> playsWhenDelivered;
+        connect(m_monitor.get(), &ClipboardMonitor::onNew, this, [&] {
+            playsWhenDelivered.append(m_copyPlays);
+        });
+        // The same content twice is delivered twice: the store decides about repeats.
+        for (int i = 1; i <= 2; ++i) {
+            m_pasteboard->copy(textFlavors(QStringLiteral("hello")));
+            m_monitor->poll();
+            m_pasteboard->completeLastRead();
+            QTRY_COMPARE_WITH_TIMEOUT(m_delivered->size(), i, 5000);
+        }
+        QCOMPARE(m_delivered->at(1).at(0).value<ClipItem>().text, QStringLiteral("hello"));
+        QCOMPARE(playsWhenDelivered, sounds ? QList<int>({1, 2}) : QList<int>({0, 0}));
+        QCOMPARE(m_pastePlays, 0);
+    }
+
+    void moveOfTheChangeCountPollsAtOnce()
+    {
+        m_monitor->start();
+        m_pasteboard->copy(textFlavors(QStringLiteral("now")));
+        // No timer tick has run yet: the change itself started the read.
+        QCOMPARE(m_pasteboard->readCount(), 1);
+        // Starting again neither doubles the polls nor loses them.
+        m_monitor->start();
+        m_pasteboard->copy(textFlavors(QStringLiteral("again")));
+        QCOMPARE(m_pasteboard->readCount(), 2);
+    }
+
+    void newerChangeCancelsOlderRead()
+    {
+        m_pasteboard->copy(textFlavors(QStringLiteral("first")));
+        m_monitor->poll();
+        m_pasteboard->copy(textFlavors(QStringLiteral("second")));
+        m_monitor->poll();
+        QCOMPARE(m_pasteboard->readCount(), 2);
+        QVERIFY(m_pasteboard->cancelCount() >= 1);
+
+        // The older read answering late, even after the newer one, is dropped either way.
+        m_pasteboard->completeRead(1);
+        m_pasteboard->completeRead(0, textFlavors(QStringLiteral("first")));
+        QVERIFY(m_delivered->wait(5000));
+        QTest::qWait(50);
+        QCOMPARE(m_delivered->size(), 1);
+        QCOMPARE(m_delivered->at(0).at(0).value<ClipItem>().text, QStringLiteral("second"));
+        QCOMPARE(m_copyPlays, 1);
+    }
+
+    void changeSkippedDuringReadStillDropsTheOlderRead()
+    {
+        // The owner changed while the read ran, so what it returns may be the newer content,
+        // copied while paused; it must not be captured.
+        m_pasteboard->copy(textFlavors(QStringLiteral("before pausing")));
+        m_monitor->poll();
+        m_prefs->prefs.setPaused(true);
+        m_pasteboard->copy(textFlavors(QStringLiteral("while paused")));
+        m_monitor->poll();
+        m_pasteboard->completeRead(0);
+        QTest::qWait(100);
+        QCOMPARE(m_delivered->size(), 0);
+    }
+
+    void readWithoutAnItemDeliversNothing_data()
+    {
+        QTest::addColumn<Flavors>("flavors");
+        // A read that gave up (dead owner, deadline passed) returns nothing.
+        QTest::newRow("nothing readable") << Flavors();
+        QTest::newRow("a password manager's copy")
+            << Flavors{{"UTF8_STRING", "hunter2"}, {"x-kde-passwordManagerHint", "secret"}};
+    }
+
+    void readWithoutAnItemDeliversNothing()
+    {
+        QFETCH(Flavors, flavors);
+        m_pasteboard->copy(flavors);
+        m_monitor->poll();
+        m_pasteboard->completeRead(0, flavors);
+        QTest::qWait(100);
+        QCOMPARE(m_delivered->size(), 0);
+        QCOMPARE(m_copyPlays, 0);
+    }
+
+    void itemRules_data()
+    {
+        QTest::addColumn<Flavors>("flavors");
+        QTest::addColumn<bool>("isImage");
+        QTest::addColumn<QString>("text");
+
+        const QByteArray png = encodeImage(testImage(), "png");
+        const QByteArray tiff = encodeImage(testImage(), "tiff");
+        const QByteArray bmp = encodeImage(testImage(), "bmp");
+
+        QTest::newRow("PNG wins over text")
+            << Flavors{{"image/png", png}, {"UTF8_STRING", "caption"}} << true << QString();
+        QTest::newRow("PNG bytes are taken as they are")
+            << Flavors{{"image/png", "not really a png"}} << true << QString();
+        QTest::newRow("TIFF alone becomes an image")
+            << Flavors{{"image/tiff", tiff}} << true << QString();
+        QTest::newRow("another image type becomes an image")
+            << Flavors{{"image/bmp", bmp}, {"TEXT", "x"}} << true << QString();
+        QTest::newRow("undecodable TIFF falls through to text")
+            << Flavors{{"image/tiff", "garbage"}, {"UTF8_STRING", "words"}} << false << "words";
+        QTest::newRow("UTF-8 text, kept untrimmed")
+            << Flavors{{"UTF8_STRING", "  two\nlines \n"}} << false << "  two\nlines \n";
+        QTest::newRow("text/plain;charset=utf-8 preferred over UTF8_STRING")
+            << Flavors{{"UTF8_STRING", "second"},
+                       {"text/plain;charset=utf-8", "first"},
+                       {"text/plain", "third"}}
+            << false << "first";
+        QTest::newRow("UTF8_STRING preferred over text/plain")
+            << Flavors{{"UTF8_STRING", "second"}, {"text/plain", "third"}} << false << "second";
+        QTest::newRow("non-ASCII text")
+            << Flavors{{"text/plain", "gr\xc3\xbc\xc3\x9f dich \xe2\x9c\x93"}} << false
+            << QStringLiteral("grüß dich ✓");
+        QTest::newRow("blank text gets the label")
+            << Flavors{{"text/plain", " \t\n "}} << false << "[1 format]  text/plain";
+        QTest::newRow("text that is not UTF-8 gets the label")
+            << Flavors{{"UTF8_STRING", "caf\xe9 \xff\xfe"}, {"STRING", "caf\xe9"}} << false
+            << "[2 formats]  STRING, UTF8_STRING";
+        QTest::newRow("no text type gets the label")
+            << Flavors{{"text/html", "<b>x</b>"}, {"application/x-thing", ""}, {"STRING", "x"}}
+            << false << "[3 formats]  STRING, application/x-thing";
+        QTest::newRow("password manager hint other than secret is captured")
+            << Flavors{{"UTF8_STRING", "visible"}, {"x-kde-passwordManagerHint", "public"}} << false
+            << "visible";
+    }
+
+    void itemRules()
+    {
+        QFETCH(Flavors, flavors);
+        QFETCH(bool, isImage);
+        QFETCH(QString, text);
+
+        const std::optional<ClipItem> item = ClipboardMonitor::itemFromFlavors(flavors);
+        QVERIFY(item);
+        QCOMPARE(item->kind, isImage ? ClipKind::Image : ClipKind::Text);
+        if (isImage) {
+            QVERIFY(!item->text);
+            QVERIFY(item->imageData);
+            QCOMPARE(*item->imageData, item->flavors->value("image/png"));
+            // Every flavor is kept, with PNG added when it was missing.
+            Flavors expected = flavors;
+            expected.insert("image/png", *item->imageData);
+            QCOMPARE(*item->flavors, expected);
+        } else {
+            QVERIFY(!item->imageData);
+            QCOMPARE(item->text, text);
+            QCOMPARE(item->flavors, flavors);
+        }
+    }
+
+    void imageConvertedToPngKeepsItsPixels()
+    {
+        const auto item = ClipboardMonitor::itemFromFlavors(
+            {{"image/tiff", encodeImage(testImage(), "tiff")}});
+        QVERIFY(item && item->imageData);
+        QImage decoded;
+        QVERIFY(decoded.loadFromData(*item->imageData, "PNG"));
+        QCOMPARE(decoded.convertToFormat(QImage::Format_RGB32), testImage());
+    }
+
+    void itemFieldsAreFresh()
+    {
+        QVERIFY(!ClipboardMonitor::itemFromFlavors({}));
+        QVERIFY(!ClipboardMonitor::itemFromFlavors(
+            {{"UTF8_STRING", "pw"}, {"x-kde-passwordManagerHint", "secret"}}));
+
+        const Timestamp before = Timestamp::now();
+        const auto a = ClipboardMonitor::itemFromFlavors(textFlavors("same"));
+        const auto b = ClipboardMonitor::itemFromFlavors(textFlavors("same"));
+        QVERIFY(a && b);
+        QVERIFY(!a->id.isNull());
+        QVERIFY(a->id != b->id);
+        QVERIFY(!(a->createdAt < before));
+        QVERIFY(!a->ocrText);
+        QVERIFY(a->sameContent(*b));
+    }
+
+    void formatsLabel_data()
+    {
+        QTest::addColumn<Flavors>("flavors");
+        QTest::addColumn<QString>("label");
+        QTest::newRow("one") << Flavors{{"text/plain", ""}} << "[1 format]  text/plain";
+        QTest::newRow("two") << Flavors{{"b", ""}, {"a", ""}} << "[2 formats]  a, b";
+        QTest::newRow("three, two smallest in order")
+            << Flavors{{"text/html", ""}, {"TARGETS-like", ""}, {"image/x", ""}}
+            << "[3 formats]  TARGETS-like, image/x";
+        QTest::newRow("twelve") << [] {
+            Flavors many;
+            for (int i = 10; i < 22; ++i)
+                many.insert(QStringLiteral("t%1").arg(i), {});
+            return many;
+        }() << "[12 formats]  t10, t11";
+    }
+
+    void formatsLabel()
+    {
+        QFETCH(Flavors, flavors);
+        QFETCH(QString, label);
+        QCOMPARE(ClipboardMonitor::formatsLabel(flavors), label);
+    }
 
 private:
     std::unique_ptr<TestPrefs> m_prefs;
@@ -54,304 +333,6 @@ private:
     int m_copyPlays = 0;
     int m_pastePlays = 0;
 };
-
-void ClipboardMonitorTest::init()
-{
-    m_prefs = std::make_unique<TestPrefs>();
-    m_pasteboard = std::make_unique<FakePasteboard>();
-    m_workspace = std::make_unique<FakeWorkspace>();
-    m_copyPlays = m_pastePlays = 0;
-    m_sounds = std::make_unique<Sounds>(m_prefs->prefs, countingVoices(&m_copyPlays, &m_pastePlays));
-    m_monitor = std::make_unique<ClipboardMonitor>(*m_pasteboard,
-                                                   *m_workspace,
-                                                   m_prefs->prefs,
-                                                   *m_sounds);
-    m_delivered = std::make_unique<QSignalSpy>(m_monitor.get(), &ClipboardMonitor::onNew);
-}
-
-void ClipboardMonitorTest::cleanup()
-{
-    m_delivered.reset();
-    m_monitor.reset();
-    m_sounds.reset();
-    m_workspace.reset();
-    m_pasteboard.reset();
-    m_prefs.reset();
-}
-
-void ClipboardMonitorTest::whatIsOnTheClipboardAtStartIsNeverCaptured()
-{
-    QCOMPARE(m_monitor->lastChange(), m_pasteboard->changeCount());
-    m_monitor->poll();
-    QCOMPARE(m_pasteboard->readCount(), 0);
-}
-
-// A change is checked against suppression, then the pause, then the frontmost application;
-// a check that skips it asks nothing further, and the skipped change stays skipped.
-void ClipboardMonitorTest::orderOfChecks_data()
-{
-    QTest::addColumn<bool>("paused");
-    QTest::addColumn<bool>("suppress");
-    QTest::addColumn<App>("frontmost");
-    QTest::addColumn<bool>("read");
-    QTest::addColumn<bool>("asked");
-
-    const App keePass = RunningApplication{1, QStringLiteral("KeePassXC"), 7};
-    QTest::newRow("a copy is read") << false << false << App() << true << true;
-    QTest::newRow("own write is swallowed first") << false << true << keePass << false << false;
-    QTest::newRow("suppression is used up while paused") << true << true << App() << false << false;
-    QTest::newRow("paused: the frontmost app is not asked")
-        << true << false << keePass << false << false;
-    QTest::newRow("ignored frontmost app") << false << false << keePass << false << true;
-    QTest::newRow("ignored app in other case")
-        << false << false << App(RunningApplication{1, QStringLiteral("keepassxc"), 7}) << false
-        << true;
-    QTest::newRow("app without identifier")
-        << false << false << App(RunningApplication{1, {}, 7}) << true << true;
-}
-
-void ClipboardMonitorTest::orderOfChecks()
-{
-    QFETCH(bool, paused);
-    QFETCH(bool, suppress);
-    QFETCH(App, frontmost);
-    QFETCH(bool, read);
-    QFETCH(bool, asked);
-
-    m_prefs->prefs.setIgnoredApps({QStringLiteral("KeePassXC"), QString()});
-    m_prefs->prefs.setPaused(paused);
-    m_monitor->setSuppressNextChange(suppress);
-    m_workspace->frontmost = frontmost;
-    m_pasteboard->copy(textFlavors(QStringLiteral("same")));
-    m_monitor->poll();
-    m_monitor->poll();
-    QCOMPARE(m_pasteboard->readCount(), read ? 1 : 0);
-    QCOMPARE(m_workspace->queries, asked ? 1 : 0);
-    QCOMPARE(m_monitor->lastChange(), m_pasteboard->changeCount());
-    QVERIFY(!m_monitor->suppressNextChange());
-
-    // Resuming does not bring back what was skipped; the next copy, of the same content in
-    // another application, is read.
-    m_prefs->prefs.setPaused(false);
-    m_workspace->frontmost = RunningApplication{2, QStringLiteral("firefox"), 8};
-    m_monitor->poll();
-    QCOMPARE(m_pasteboard->readCount(), read ? 1 : 0);
-    m_pasteboard->copy(textFlavors(QStringLiteral("same")));
-    m_monitor->poll();
-    QCOMPARE(m_pasteboard->readCount(), read ? 2 : 1);
-}
-
-void ClipboardMonitorTest::delivery_data()
-{
-    QTest::addColumn<bool>("sounds");
-    QTest::newRow("with the copy sound first") << true;
-    QTest::newRow("silently when sounds are off") << false;
-}
-
-void ClipboardMonitorTest::delivery()
-{
-    QFETCH(bool, sounds);
-    m_prefs->prefs.setPlaySounds(sounds);
-    QList<int> playsWhenDelivered;
-    connect(m_monitor.get(), &ClipboardMonitor::onNew, this, [&] {
-        playsWhenDelivered.append(m_copyPlays);
-    });
-    // The same content twice is delivered twice: the store decides about repeats.
-    for (int i = 1; i <= 2; ++i) {
-        m_pasteboard->copy(textFlavors(QStringLiteral("hello")));
-        m_monitor->poll();
-        m_pasteboard->completeLastRead();
-        QTRY_COMPARE_WITH_TIMEOUT(m_delivered->size(), i, 5000);
-    }
-    QCOMPARE(m_delivered->at(1).at(0).value<ClipItem>().text, QStringLiteral("hello"));
-    QCOMPARE(playsWhenDelivered, sounds ? QList<int>({1, 2}) : QList<int>({0, 0}));
-    QCOMPARE(m_pastePlays, 0);
-}
-
-void ClipboardMonitorTest::moveOfTheChangeCountPollsAtOnce()
-{
-    m_monitor->start();
-    m_pasteboard->copy(textFlavors(QStringLiteral("now")));
-    // No timer tick has run yet: the change itself started the read.
-    QCOMPARE(m_pasteboard->readCount(), 1);
-    // Starting again neither doubles the polls nor loses them.
-    m_monitor->start();
-    m_pasteboard->copy(textFlavors(QStringLiteral("again")));
-    QCOMPARE(m_pasteboard->readCount(), 2);
-}
-
-void ClipboardMonitorTest::newerChangeCancelsOlderRead()
-{
-    m_pasteboard->copy(textFlavors(QStringLiteral("first")));
-    m_monitor->poll();
-    m_pasteboard->copy(textFlavors(QStringLiteral("second")));
-    m_monitor->poll();
-    QCOMPARE(m_pasteboard->readCount(), 2);
-    QVERIFY(m_pasteboard->cancelCount() >= 1);
-
-    // The older read answering late, even after the newer one, is dropped either way.
-    m_pasteboard->completeRead(1);
-    m_pasteboard->completeRead(0, textFlavors(QStringLiteral("first")));
-    QVERIFY(m_delivered->wait(5000));
-    QTest::qWait(50);
-    QCOMPARE(m_delivered->size(), 1);
-    QCOMPARE(m_delivered->at(0).at(0).value<ClipItem>().text, QStringLiteral("second"));
-    QCOMPARE(m_copyPlays, 1);
-}
-
-void ClipboardMonitorTest::changeSkippedDuringReadStillDropsTheOlderRead()
-{
-    // The owner changed while the read ran, so what it returns may be the newer content,
-    // copied while paused; it must not be captured.
-    m_pasteboard->copy(textFlavors(QStringLiteral("before pausing")));
-    m_monitor->poll();
-    m_prefs->prefs.setPaused(true);
-    m_pasteboard->copy(textFlavors(QStringLiteral("while paused")));
-    m_monitor->poll();
-    m_pasteboard->completeRead(0);
-    QTest::qWait(100);
-    QCOMPARE(m_delivered->size(), 0);
-}
-
-void ClipboardMonitorTest::readWithoutAnItemDeliversNothing_data()
-{
-    QTest::addColumn<Flavors>("flavors");
-    // A read that gave up (dead owner, deadline passed) returns nothing.
-    QTest::newRow("nothing readable") << Flavors();
-    QTest::newRow("a password manager's copy")
-        << Flavors{{"UTF8_STRING", "hunter2"}, {"x-kde-passwordManagerHint", "secret"}};
-}
-
-void ClipboardMonitorTest::readWithoutAnItemDeliversNothing()
-{
-    QFETCH(Flavors, flavors);
-    m_pasteboard->copy(flavors);
-    m_monitor->poll();
-    m_pasteboard->completeRead(0, flavors);
-    QTest::qWait(100);
-    QCOMPARE(m_delivered->size(), 0);
-    QCOMPARE(m_copyPlays, 0);
-}
-
-void ClipboardMonitorTest::itemRules_data()
-{
-    QTest::addColumn<Flavors>("flavors");
-    QTest::addColumn<bool>("isImage");
-    QTest::addColumn<QString>("text");
-
-    const QByteArray png = encodeImage(testImage(), "png");
-    const QByteArray tiff = encodeImage(testImage(), "tiff");
-    const QByteArray bmp = encodeImage(testImage(), "bmp");
-
-    QTest::newRow("PNG wins over text")
-        << Flavors{{"image/png", png}, {"UTF8_STRING", "caption"}} << true << QString();
-    QTest::newRow("PNG bytes are taken as they are")
-        << Flavors{{"image/png", "not really a png"}} << true << QString();
-    QTest::newRow("TIFF alone becomes an image")
-        << Flavors{{"image/tiff", tiff}} << true << QString();
-    QTest::newRow("another image type becomes an image")
-        << Flavors{{"image/bmp", bmp}, {"TEXT", "x"}} << true << QString();
-    QTest::newRow("undecodable TIFF falls through to text")
-        << Flavors{{"image/tiff", "garbage"}, {"UTF8_STRING", "words"}} << false << "words";
-    QTest::newRow("UTF-8 text, kept untrimmed")
-        << Flavors{{"UTF8_STRING", "  two\nlines \n"}} << false << "  two\nlines \n";
-    QTest::newRow("text/plain;charset=utf-8 preferred over UTF8_STRING")
-        << Flavors{{"UTF8_STRING", "second"},
-                   {"text/plain;charset=utf-8", "first"},
-                   {"text/plain", "third"}}
-        << false << "first";
-    QTest::newRow("UTF8_STRING preferred over text/plain")
-        << Flavors{{"UTF8_STRING", "second"}, {"text/plain", "third"}} << false << "second";
-    QTest::newRow("non-ASCII text")
-        << Flavors{{"text/plain", "gr\xc3\xbc\xc3\x9f dich \xe2\x9c\x93"}} << false
-        << QStringLiteral("grüß dich ✓");
-    QTest::newRow("blank text gets the label")
-        << Flavors{{"text/plain", " \t\n "}} << false << "[1 format]  text/plain";
-    QTest::newRow("text that is not UTF-8 gets the label")
-        << Flavors{{"UTF8_STRING", "caf\xe9 \xff\xfe"}, {"STRING", "caf\xe9"}} << false
-        << "[2 formats]  STRING, UTF8_STRING";
-    QTest::newRow("no text type gets the label")
-        << Flavors{{"text/html", "<b>x</b>"}, {"application/x-thing", ""}, {"STRING", "x"}} << false
-        << "[3 formats]  STRING, application/x-thing";
-    QTest::newRow("password manager hint other than secret is captured")
-        << Flavors{{"UTF8_STRING", "visible"}, {"x-kde-passwordManagerHint", "public"}} << false
-        << "visible";
-}
-
-void ClipboardMonitorTest::itemRules()
-{
-    QFETCH(Flavors, flavors);
-    QFETCH(bool, isImage);
-    QFETCH(QString, text);
-
-    const std::optional<ClipItem> item = ClipboardMonitor::itemFromFlavors(flavors);
-    QVERIFY(item);
-    QCOMPARE(item->kind, isImage ? ClipKind::Image : ClipKind::Text);
-    if (isImage) {
-        QVERIFY(!item->text);
-        QVERIFY(item->imageData);
-        QCOMPARE(*item->imageData, item->flavors->value("image/png"));
-        // Every flavor is kept, with PNG added when it was missing.
-        Flavors expected = flavors;
-        expected.insert("image/png", *item->imageData);
-        QCOMPARE(*item->flavors, expected);
-    } else {
-        QVERIFY(!item->imageData);
-        QCOMPARE(item->text, text);
-        QCOMPARE(item->flavors, flavors);
-    }
-}
-
-void ClipboardMonitorTest::imageConvertedToPngKeepsItsPixels()
-{
-    const auto item = ClipboardMonitor::itemFromFlavors(
-        {{"image/tiff", encodeImage(testImage(), "tiff")}});
-    QVERIFY(item && item->imageData);
-    QImage decoded;
-    QVERIFY(decoded.loadFromData(*item->imageData, "PNG"));
-    QCOMPARE(decoded.convertToFormat(QImage::Format_RGB32), testImage());
-}
-
-void ClipboardMonitorTest::itemFieldsAreFresh()
-{
-    QVERIFY(!ClipboardMonitor::itemFromFlavors({}));
-    QVERIFY(!ClipboardMonitor::itemFromFlavors(
-        {{"UTF8_STRING", "pw"}, {"x-kde-passwordManagerHint", "secret"}}));
-
-    const Timestamp before = Timestamp::now();
-    const auto a = ClipboardMonitor::itemFromFlavors(textFlavors("same"));
-    const auto b = ClipboardMonitor::itemFromFlavors(textFlavors("same"));
-    QVERIFY(a && b);
-    QVERIFY(!a->id.isNull());
-    QVERIFY(a->id != b->id);
-    QVERIFY(!(a->createdAt < before));
-    QVERIFY(!a->ocrText);
-    QVERIFY(a->sameContent(*b));
-}
-
-void ClipboardMonitorTest::formatsLabel_data()
-{
-    QTest::addColumn<Flavors>("flavors");
-    QTest::addColumn<QString>("label");
-    QTest::newRow("one") << Flavors{{"text/plain", ""}} << "[1 format]  text/plain";
-    QTest::newRow("two") << Flavors{{"b", ""}, {"a", ""}} << "[2 formats]  a, b";
-    QTest::newRow("three, two smallest in order")
-        << Flavors{{"text/html", ""}, {"TARGETS-like", ""}, {"image/x", ""}}
-        << "[3 formats]  TARGETS-like, image/x";
-    QTest::newRow("twelve") << [] {
-        Flavors many;
-        for (int i = 10; i < 22; ++i)
-            many.insert(QStringLiteral("t%1").arg(i), {});
-        return many;
-    }() << "[12 formats]  t10, t11";
-}
-
-void ClipboardMonitorTest::formatsLabel()
-{
-    QFETCH(Flavors, flavors);
-    QFETCH(QString, label);
-    QCOMPARE(ClipboardMonitor::formatsLabel(flavors), label);
-}
 
 QTEST_GUILESS_MAIN(ClipboardMonitorTest)
 #include "tst_clipboardmonitor.moc"

@@ -33,21 +33,206 @@ class X11CaptureTest : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
+    void initTestCase()
+    {
+        QVERIFY2(QGuiApplication::platformName() == u"xcb", "run this test on an X server");
+    }
 
-    void xclipCopyBecomesItem_data();
-    void xclipCopyBecomesItem();
-    void everyFlavorOfARichCopyIsKept();
-    void largeImageArrivesWhole();
-    void ownerThatGivesNoItem_data();
-    void ownerThatGivesNoItem();
-    void deadOwnersReadEndsAtTheDeadline();
-    void slowOwnerWithinTheDeadlineIsRead();
-    void copyDuringASlowReadIsDeliveredOnce();
-    void ownWriteIsServedButNotCaptured();
-    void writtenStringIsServedAsText();
+    void init()
+    {
+        m_prefs = std::make_unique<TestPrefs>();
+        m_copyPlays = m_pastePlays = 0;
+        m_sounds = std::make_unique<Sounds>(m_prefs->prefs,
+                                            countingVoices(&m_copyPlays, &m_pastePlays));
+        m_workspace = std::make_unique<FakeWorkspace>();
+        m_pasteboard = std::make_unique<X11Pasteboard>(kRequestTimeout);
+        QVERIFY(m_pasteboard->isConnected());
+        m_monitor = std::make_unique<ClipboardMonitor>(*m_pasteboard,
+                                                       *m_workspace,
+                                                       m_prefs->prefs,
+                                                       *m_sounds);
+        m_delivered = std::make_unique<QSignalSpy>(m_monitor.get(), &ClipboardMonitor::onNew);
+        m_taken = 0;
+        m_monitor->start();
+    }
+
+    void cleanup()
+    {
+        m_programs.stopAll();
+        m_delivered.reset();
+        m_monitor.reset();
+        m_pasteboard.reset();
+        m_workspace.reset();
+        m_sounds.reset();
+        m_prefs.reset();
+    }
+
+    void xclipCopyBecomesItem_data()
+    {
+        QTest::addColumn<QString>("type");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<ClipKind>("kind");
+        QTest::addColumn<QString>("text");
+
+        QTest::newRow("text") << "UTF8_STRING" << QStringLiteral("héllo from xclip ✓\n").toUtf8()
+                              << ClipKind::Text << QStringLiteral("héllo from xclip ✓\n");
+        QTest::newRow("HTML") << "text/html" << QByteArray("<b>bold</b>") << ClipKind::Text
+                              << "[1 format]  text/html";
+        QTest::newRow("PNG") << "image/png" << encodeImage(testImage(), "png") << ClipKind::Image
+                             << QString();
+        QTest::newRow("TIFF") << "image/tiff" << encodeImage(testImage(), "tiff") << ClipKind::Image
+                              << QString();
+        QTest::newRow("text not UTF-8") << "UTF8_STRING" << QByteArray("caf\xe9 \xff")
+                                        << ClipKind::Text << "[1 format]  UTF8_STRING";
+    }
+
+    void xclipCopyBecomesItem()
+    {
+        QFETCH(QString, type);
+        QFETCH(QByteArray, bytes);
+        QFETCH(ClipKind, kind);
+        QFETCH(QString, text);
+
+        copyWithXclip(type, bytes);
+        const ClipItem item = nextItem();
+        QVERIFY(!item.id.isNull());
+        QCOMPARE(item.kind, kind);
+        QVERIFY(item.flavors);
+        QCOMPARE(item.flavors->value(type), bytes);
+        if (kind == ClipKind::Text) {
+            QCOMPARE(item.text, text);
+        } else {
+            QVERIFY(item.imageData);
+            QCOMPARE(item.flavors->value("image/png"), *item.imageData);
+            QCOMPARE(item.image().convertToFormat(QImage::Format_RGB32), testImage());
+        }
+        QCOMPARE(m_copyPlays, 1);
+    }
+
+    void everyFlavorOfARichCopyIsKept()
+    {
+        startOwner(QStringLiteral("-t text/html -s <i>rich</i> -t UTF8_STRING -s rich "
+                                  "-t text/plain;charset=utf-8 -s rich -t application/x-empty -s")
+                       .split(u' ')
+                   << QString());
+        const ClipItem item = nextItem();
+        QCOMPARE(item.text, QStringLiteral("rich"));
+        const Flavors expected{{"text/html", "<i>rich</i>"},
+                               {"UTF8_STRING", "rich"},
+                               {"text/plain;charset=utf-8", "rich"},
+                               {"application/x-empty", ""}};
+        QCOMPARE(*item.flavors, expected);
+    }
+
+    void largeImageArrivesWhole()
+    {
+        const QByteArray big = randomBytes(50 * 1024 * 1024);
+        QTemporaryFile file;
+        QVERIFY(file.open());
+        file.write(big);
+        file.close();
+        copyWithXclip("image/png", {}, file.fileName());
+        const ClipItem item = nextItem();
+        QCOMPARE(item.kind, ClipKind::Image);
+        QCOMPARE(item.imageData->size(), big.size());
+        QVERIFY(*item.imageData == big);
+    }
+
+    void ownerThatGivesNoItem_data()
+    {
+        QTest::addColumn<QString>("arguments");
+        QTest::newRow("never answers") << "--silent -t UTF8_STRING -s never";
+        QTest::newRow("refuses every target") << "--refuse -t UTF8_STRING -s x -t image/png -s y";
+        // The owner's exit is a change of its own; the read of its data yields nothing.
+        QTest::newRow("exits mid-transfer")
+            << "--chunk 4096 --die-after-chunks 3 -t image/png -f BIGFILE";
+        QTest::newRow("password manager")
+            << "-t UTF8_STRING -s hunter2 -t x-kde-passwordManagerHint -s secret";
+    }
+
+    void ownerThatGivesNoItem()
+    {
+        QFETCH(QString, arguments);
+        QTemporaryFile file;
+        QVERIFY(file.open());
+        file.write(randomBytes(1024 * 1024));
+        file.close();
+        startOwner(arguments.replace(QStringLiteral("BIGFILE"), file.fileName()).split(u' '));
+        QTRY_COMPARE_WITH_TIMEOUT(m_monitor->lastChange(), m_pasteboard->changeCount(), 10000);
+        QTest::qWait(4 * int(kRequestTimeout.count()));
+        QCOMPARE(m_delivered->size(), 0);
+        QCOMPARE(m_copyPlays, 0);
+
+        // The reader is free again for the next copy.
+        copyWithXclip("UTF8_STRING", "after");
+        QCOMPARE(nextItem().text, QStringLiteral("after"));
+        QCOMPARE(m_delivered->size(), 1);
+    }
+
+    void deadOwnersReadEndsAtTheDeadline()
+    {
+        startOwner({"--silent", "-t", "UTF8_STRING", "-s", "never sent"});
+        bool finished = false;
+        Flavors flavors{{"sentinel", ""}};
+        m_pasteboard->readFirstItem([&](Flavors read) {
+            finished = true;
+            flavors = read;
+        });
+        QTRY_VERIFY_WITH_TIMEOUT(finished, 20000);
+        QVERIFY(flavors.isEmpty());
+    }
+
+    void slowOwnerWithinTheDeadlineIsRead()
+    {
+        startOwner({"--delay", "150", "-t", "UTF8_STRING", "-s", "slowly"});
+        QCOMPARE(nextItem().text, QStringLiteral("slowly"));
+    }
+
+    void copyDuringASlowReadIsDeliveredOnce()
+    {
+        // Each answer of this owner takes 0.3 s: its read is still running when the next copy
+        // comes, which supersedes it.
+        startOwner(
+            {"--delay", "300", "-t", "UTF8_STRING", "-s", "slow", "-t", "text/html", "-s", "s"});
+        QTRY_COMPARE_WITH_TIMEOUT(m_monitor->lastChange(), m_pasteboard->changeCount(), 10000);
+        copyWithXclip("UTF8_STRING", "newer");
+        QCOMPARE(nextItem().text, QStringLiteral("newer"));
+        QTest::qWait(4 * int(kRequestTimeout.count()));
+        QCOMPARE(m_delivered->size(), 1);
+    }
+
+    void ownWriteIsServedButNotCaptured()
+    {
+        // Someone else owns the clipboard first, as when pasting back after a copy elsewhere.
+        copyWithXclip("UTF8_STRING", "theirs");
+        QCOMPARE(nextItem().text, QStringLiteral("theirs"));
+
+        const qint64 before = m_pasteboard->changeCount();
+        const Flavors flavors{{"text/html", "<b>ours</b>"},
+                              {"UTF8_STRING", "ours ✓"},
+                              {"image/png", encodeImage(testImage(), "png")},
+                              {"application/x-custom", QByteArray("\0\1\2", 3)}};
+        m_monitor->setSuppressNextChange(true);
+        m_pasteboard->writeFlavors(flavors);
+        QTRY_VERIFY_WITH_TIMEOUT(m_pasteboard->changeCount() > before, 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(m_monitor->lastChange(), m_pasteboard->changeCount(), 10000);
+        QVERIFY(!m_monitor->suppressNextChange());
+
+        for (auto it = flavors.cbegin(); it != flavors.cend(); ++it)
+            QCOMPARE(pasteWithXclip(it.key()), it.value());
+        // Text-only readers asking for the generic types get the UTF-8 text.
+        QCOMPARE(pasteWithXclip("text/plain"), QByteArray("ours ✓"));
+        QTest::qWait(4 * int(kRequestTimeout.count()));
+        QCOMPARE(m_delivered->size(), 1);
+    }
+
+    void writtenStringIsServedAsText()
+    {
+        m_monitor->setSuppressNextChange(true);
+        m_pasteboard->writeString(QStringLiteral("grüße"));
+        QCOMPARE(QString::fromUtf8(pasteWithXclip("UTF8_STRING")), QStringLiteral("grüße"));
+        QCOMPARE(m_delivered->size(), 0);
+    }
 
 private:
     void copyWithXclip(const QString &type, const QByteArray &bytes, const QString &file = {});
@@ -66,39 +251,6 @@ private:
     int m_copyPlays = 0;
     int m_pastePlays = 0;
 };
-
-void X11CaptureTest::initTestCase()
-{
-    QVERIFY2(QGuiApplication::platformName() == u"xcb", "run this test on an X server");
-}
-
-void X11CaptureTest::init()
-{
-    m_prefs = std::make_unique<TestPrefs>();
-    m_copyPlays = m_pastePlays = 0;
-    m_sounds = std::make_unique<Sounds>(m_prefs->prefs, countingVoices(&m_copyPlays, &m_pastePlays));
-    m_workspace = std::make_unique<FakeWorkspace>();
-    m_pasteboard = std::make_unique<X11Pasteboard>(kRequestTimeout);
-    QVERIFY(m_pasteboard->isConnected());
-    m_monitor = std::make_unique<ClipboardMonitor>(*m_pasteboard,
-                                                   *m_workspace,
-                                                   m_prefs->prefs,
-                                                   *m_sounds);
-    m_delivered = std::make_unique<QSignalSpy>(m_monitor.get(), &ClipboardMonitor::onNew);
-    m_taken = 0;
-    m_monitor->start();
-}
-
-void X11CaptureTest::cleanup()
-{
-    m_programs.stopAll();
-    m_delivered.reset();
-    m_monitor.reset();
-    m_pasteboard.reset();
-    m_workspace.reset();
-    m_sounds.reset();
-    m_prefs.reset();
-}
 
 void X11CaptureTest::copyWithXclip(const QString &type, const QByteArray &bytes, const QString &file)
 {
@@ -128,172 +280,6 @@ QByteArray X11CaptureTest::pasteWithXclip(const QString &type)
 {
     // xclip asks on its own connection; this process answers from its event loop meanwhile.
     return Programs::run(QStringLiteral("xclip"), {"-o", "-selection", "clipboard", "-t", type});
-}
-
-void X11CaptureTest::xclipCopyBecomesItem_data()
-{
-    QTest::addColumn<QString>("type");
-    QTest::addColumn<QByteArray>("bytes");
-    QTest::addColumn<ClipKind>("kind");
-    QTest::addColumn<QString>("text");
-
-    QTest::newRow("text") << "UTF8_STRING" << QStringLiteral("héllo from xclip ✓\n").toUtf8()
-                          << ClipKind::Text << QStringLiteral("héllo from xclip ✓\n");
-    QTest::newRow("HTML") << "text/html" << QByteArray("<b>bold</b>") << ClipKind::Text
-                          << "[1 format]  text/html";
-    QTest::newRow("PNG") << "image/png" << encodeImage(testImage(), "png") << ClipKind::Image
-                         << QString();
-    QTest::newRow("TIFF") << "image/tiff" << encodeImage(testImage(), "tiff") << ClipKind::Image
-                          << QString();
-    QTest::newRow("text not UTF-8") << "UTF8_STRING" << QByteArray("caf\xe9 \xff") << ClipKind::Text
-                                    << "[1 format]  UTF8_STRING";
-}
-
-void X11CaptureTest::xclipCopyBecomesItem()
-{
-    QFETCH(QString, type);
-    QFETCH(QByteArray, bytes);
-    QFETCH(ClipKind, kind);
-    QFETCH(QString, text);
-
-    copyWithXclip(type, bytes);
-    const ClipItem item = nextItem();
-    QVERIFY(!item.id.isNull());
-    QCOMPARE(item.kind, kind);
-    QVERIFY(item.flavors);
-    QCOMPARE(item.flavors->value(type), bytes);
-    if (kind == ClipKind::Text) {
-        QCOMPARE(item.text, text);
-    } else {
-        QVERIFY(item.imageData);
-        QCOMPARE(item.flavors->value("image/png"), *item.imageData);
-        QCOMPARE(item.image().convertToFormat(QImage::Format_RGB32), testImage());
-    }
-    QCOMPARE(m_copyPlays, 1);
-}
-
-void X11CaptureTest::everyFlavorOfARichCopyIsKept()
-{
-    startOwner(QStringLiteral("-t text/html -s <i>rich</i> -t UTF8_STRING -s rich "
-                              "-t text/plain;charset=utf-8 -s rich -t application/x-empty -s")
-                   .split(u' ')
-               << QString());
-    const ClipItem item = nextItem();
-    QCOMPARE(item.text, QStringLiteral("rich"));
-    const Flavors expected{{"text/html", "<i>rich</i>"},
-                           {"UTF8_STRING", "rich"},
-                           {"text/plain;charset=utf-8", "rich"},
-                           {"application/x-empty", ""}};
-    QCOMPARE(*item.flavors, expected);
-}
-
-void X11CaptureTest::largeImageArrivesWhole()
-{
-    const QByteArray big = randomBytes(50 * 1024 * 1024);
-    QTemporaryFile file;
-    QVERIFY(file.open());
-    file.write(big);
-    file.close();
-    copyWithXclip("image/png", {}, file.fileName());
-    const ClipItem item = nextItem();
-    QCOMPARE(item.kind, ClipKind::Image);
-    QCOMPARE(item.imageData->size(), big.size());
-    QVERIFY(*item.imageData == big);
-}
-
-void X11CaptureTest::ownerThatGivesNoItem_data()
-{
-    QTest::addColumn<QString>("arguments");
-    QTest::newRow("never answers") << "--silent -t UTF8_STRING -s never";
-    QTest::newRow("refuses every target") << "--refuse -t UTF8_STRING -s x -t image/png -s y";
-    // The owner's exit is a change of its own; the read of its data yields nothing.
-    QTest::newRow("exits mid-transfer")
-        << "--chunk 4096 --die-after-chunks 3 -t image/png -f BIGFILE";
-    QTest::newRow("password manager")
-        << "-t UTF8_STRING -s hunter2 -t x-kde-passwordManagerHint -s secret";
-}
-
-void X11CaptureTest::ownerThatGivesNoItem()
-{
-    QFETCH(QString, arguments);
-    QTemporaryFile file;
-    QVERIFY(file.open());
-    file.write(randomBytes(1024 * 1024));
-    file.close();
-    startOwner(arguments.replace(QStringLiteral("BIGFILE"), file.fileName()).split(u' '));
-    QTRY_COMPARE_WITH_TIMEOUT(m_monitor->lastChange(), m_pasteboard->changeCount(), 10000);
-    QTest::qWait(4 * int(kRequestTimeout.count()));
-    QCOMPARE(m_delivered->size(), 0);
-    QCOMPARE(m_copyPlays, 0);
-
-    // The reader is free again for the next copy.
-    copyWithXclip("UTF8_STRING", "after");
-    QCOMPARE(nextItem().text, QStringLiteral("after"));
-    QCOMPARE(m_delivered->size(), 1);
-}
-
-void X11CaptureTest::deadOwnersReadEndsAtTheDeadline()
-{
-    startOwner({"--silent", "-t", "UTF8_STRING", "-s", "never sent"});
-    bool finished = false;
-    Flavors flavors{{"sentinel", ""}};
-    m_pasteboard->readFirstItem([&](Flavors read) {
-        finished = true;
-        flavors = read;
-    });
-    QTRY_VERIFY_WITH_TIMEOUT(finished, 20000);
-    QVERIFY(flavors.isEmpty());
-}
-
-void X11CaptureTest::slowOwnerWithinTheDeadlineIsRead()
-{
-    startOwner({"--delay", "150", "-t", "UTF8_STRING", "-s", "slowly"});
-    QCOMPARE(nextItem().text, QStringLiteral("slowly"));
-}
-
-void X11CaptureTest::copyDuringASlowReadIsDeliveredOnce()
-{
-    // Each answer of this owner takes 0.3 s: its read is still running when the next copy
-    // comes, which supersedes it.
-    startOwner({"--delay", "300", "-t", "UTF8_STRING", "-s", "slow", "-t", "text/html", "-s", "s"});
-    QTRY_COMPARE_WITH_TIMEOUT(m_monitor->lastChange(), m_pasteboard->changeCount(), 10000);
-    copyWithXclip("UTF8_STRING", "newer");
-    QCOMPARE(nextItem().text, QStringLiteral("newer"));
-    QTest::qWait(4 * int(kRequestTimeout.count()));
-    QCOMPARE(m_delivered->size(), 1);
-}
-
-void X11CaptureTest::ownWriteIsServedButNotCaptured()
-{
-    // Someone else owns the clipboard first, as when pasting back after a copy elsewhere.
-    copyWithXclip("UTF8_STRING", "theirs");
-    QCOMPARE(nextItem().text, QStringLiteral("theirs"));
-
-    const qint64 before = m_pasteboard->changeCount();
-    const Flavors flavors{{"text/html", "<b>ours</b>"},
-                          {"UTF8_STRING", "ours ✓"},
-                          {"image/png", encodeImage(testImage(), "png")},
-                          {"application/x-custom", QByteArray("\0\1\2", 3)}};
-    m_monitor->setSuppressNextChange(true);
-    m_pasteboard->writeFlavors(flavors);
-    QTRY_VERIFY_WITH_TIMEOUT(m_pasteboard->changeCount() > before, 10000);
-    QTRY_COMPARE_WITH_TIMEOUT(m_monitor->lastChange(), m_pasteboard->changeCount(), 10000);
-    QVERIFY(!m_monitor->suppressNextChange());
-
-    for (auto it = flavors.cbegin(); it != flavors.cend(); ++it)
-        QCOMPARE(pasteWithXclip(it.key()), it.value());
-    // Text-only readers asking for the generic types get the UTF-8 text.
-    QCOMPARE(pasteWithXclip("text/plain"), QByteArray("ours ✓"));
-    QTest::qWait(4 * int(kRequestTimeout.count()));
-    QCOMPARE(m_delivered->size(), 1);
-}
-
-void X11CaptureTest::writtenStringIsServedAsText()
-{
-    m_monitor->setSuppressNextChange(true);
-    m_pasteboard->writeString(QStringLiteral("grüße"));
-    QCOMPARE(QString::fromUtf8(pasteWithXclip("UTF8_STRING")), QStringLiteral("grüße"));
-    QCOMPARE(m_delivered->size(), 0);
 }
 
 QTEST_MAIN(X11CaptureTest)
