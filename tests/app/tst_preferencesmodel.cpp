@@ -29,10 +29,9 @@ private slots:
         QFETCH(QString, countText);
         QFETCH(QString, items);
         QCOMPARE(PreferencesModel::historyCountText(count), countText);
-        QCOMPARE(
-            PreferencesModel::eraseHistoryInformativeText(count),
-            items
-                + u" in History will be removed. Saved categories are kept. This can't be undone.");
+        const QString rest = u" in History will be removed. Saved categories are kept. "
+                             u"This can't be undone."_s;
+        QCOMPARE(PreferencesModel::eraseHistoryInformativeText(count), QString(items + rest));
     }
 
     void eraseEmptiesHistoryAndKeepsCategories()
