@@ -36,23 +36,13 @@ const Name kSentinel(QStringLiteral("sentinel"), kShiftSuperX);
 class OtherClient
 {
 public:
-    OtherClient()
-        : m_connection(xcb_connect(nullptr, nullptr))
-    {
-        m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
-    }
-    ~OtherClient() { xcb_disconnect(m_connection); }
+    OtherClient() { m_root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root; }
+    ~OtherClient() { xcb_disconnect(c); }
 
     bool grabKey(quint8 keycode, quint16 modifiers)
     {
-        xcb_generic_error_t *error = xcb_request_check(m_connection,
-                                                       xcb_grab_key_checked(m_connection,
-                                                                            0,
-                                                                            m_root,
-                                                                            modifiers,
-                                                                            keycode,
-                                                                            XCB_GRAB_MODE_ASYNC,
-                                                                            XCB_GRAB_MODE_ASYNC));
+        const auto grab = xcb_grab_key_checked(c, 0, m_root, modifiers, keycode, kAsync, kAsync);
+        xcb_generic_error_t *error = xcb_request_check(c, grab);
         std::free(error);
         return !error;
     }
@@ -60,36 +50,27 @@ public:
     // Whether some client holds the whole keyboard (an open menu does).
     bool keyboardIsGrabbed()
     {
-        xcb_grab_keyboard_reply_t *reply
-            = xcb_grab_keyboard_reply(m_connection,
-                                      xcb_grab_keyboard(m_connection,
-                                                        0,
-                                                        m_root,
-                                                        XCB_CURRENT_TIME,
-                                                        XCB_GRAB_MODE_ASYNC,
-                                                        XCB_GRAB_MODE_ASYNC),
-                                      nullptr);
+        const auto grab = xcb_grab_keyboard(c, 0, m_root, XCB_CURRENT_TIME, kAsync, kAsync);
+        xcb_grab_keyboard_reply_t *reply = xcb_grab_keyboard_reply(c, grab, nullptr);
         const bool grabbed = reply && reply->status == XCB_GRAB_STATUS_ALREADY_GRABBED;
         if (reply && reply->status == XCB_GRAB_STATUS_SUCCESS)
-            xcb_ungrab_keyboard(m_connection, XCB_CURRENT_TIME);
+            xcb_ungrab_keyboard(c, XCB_CURRENT_TIME);
         std::free(reply);
-        xcb_flush(m_connection);
+        xcb_flush(c);
         return grabbed;
     }
 
     quint16 modifierState()
     {
-        xcb_query_pointer_reply_t *reply = xcb_query_pointer_reply(m_connection,
-                                                                   xcb_query_pointer(m_connection,
-                                                                                     m_root),
-                                                                   nullptr);
+        auto *reply = xcb_query_pointer_reply(c, xcb_query_pointer(c, m_root), nullptr);
         const quint16 mask = reply ? reply->mask : 0;
         std::free(reply);
         return mask;
     }
 
 private:
-    xcb_connection_t *m_connection;
+    static constexpr auto kAsync = XCB_GRAB_MODE_ASYNC;
+    xcb_connection_t *c = xcb_connect(nullptr, nullptr);
     xcb_window_t m_root = 0;
 };
 

@@ -1,8 +1,8 @@
-#include "capture/ClipboardMonitor.h"
+#include "common/CaptureRig.h"
 #include "common/Images.h"
+#include "fakes/FakeKeyPoster.h"
 #include "fakes/FakePasteboard.h"
 #include "fakes/FakeWorkspace.h"
-#include "fakes/TestSounds.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -16,6 +16,8 @@ Flavors textFlavors(const QString &text)
     return {{QStringLiteral("UTF8_STRING"), text.toUtf8()}};
 }
 
+using Rig = CaptureRig<FakePasteboard, FakeWorkspace, FakeKeyPoster>;
+
 } // namespace
 
 class ClipboardMonitorTest : public QObject
@@ -23,36 +25,14 @@ class ClipboardMonitorTest : public QObject
     Q_OBJECT
 
 private slots:
-    void init()
-    {
-        m_prefs = std::make_unique<TestPrefs>();
-        m_pasteboard = std::make_unique<FakePasteboard>();
-        m_workspace = std::make_unique<FakeWorkspace>();
-        m_copyPlays = m_pastePlays = 0;
-        m_sounds = std::make_unique<Sounds>(m_prefs->prefs,
-                                            countingVoices(&m_copyPlays, &m_pastePlays));
-        m_monitor = std::make_unique<ClipboardMonitor>(*m_pasteboard,
-                                                       *m_workspace,
-                                                       m_prefs->prefs,
-                                                       *m_sounds);
-        m_delivered = std::make_unique<QSignalSpy>(m_monitor.get(), &ClipboardMonitor::onNew);
-    }
-
-    void cleanup()
-    {
-        m_delivered.reset();
-        m_monitor.reset();
-        m_sounds.reset();
-        m_workspace.reset();
-        m_pasteboard.reset();
-        m_prefs.reset();
-    }
+    void init() { r = std::make_unique<Rig>(); }
+    void cleanup() { r.reset(); }
 
     void whatIsOnTheClipboardAtStartIsNeverCaptured()
     {
-        QCOMPARE(m_monitor->lastChange(), m_pasteboard->changeCount());
-        m_monitor->poll();
-        QCOMPARE(m_pasteboard->readCount(), 0);
+        QCOMPARE(r->monitor.lastChange(), r->pasteboard.changeCount());
+        r->monitor.poll();
+        QCOMPARE(r->pasteboard.readCount(), 0);
     }
 
     // A change is checked against suppression, then the pause, then the frontmost application;
@@ -88,27 +68,27 @@ private slots:
         QFETCH(bool, read);
         QFETCH(bool, asked);
 
-        m_prefs->prefs.setIgnoredApps({QStringLiteral("KeePassXC"), QString()});
-        m_prefs->prefs.setPaused(paused);
-        m_monitor->setSuppressNextChange(suppress);
-        m_workspace->frontmost = frontmost;
-        m_pasteboard->copy(textFlavors(QStringLiteral("same")));
-        m_monitor->poll();
-        m_monitor->poll();
-        QCOMPARE(m_pasteboard->readCount(), read ? 1 : 0);
-        QCOMPARE(m_workspace->queries, asked ? 1 : 0);
-        QCOMPARE(m_monitor->lastChange(), m_pasteboard->changeCount());
-        QVERIFY(!m_monitor->suppressNextChange());
+        r->prefs.setIgnoredApps({QStringLiteral("KeePassXC"), QString()});
+        r->prefs.setPaused(paused);
+        r->monitor.setSuppressNextChange(suppress);
+        r->workspace.frontmost = frontmost;
+        r->pasteboard.copy(textFlavors(QStringLiteral("same")));
+        r->monitor.poll();
+        r->monitor.poll();
+        QCOMPARE(r->pasteboard.readCount(), read ? 1 : 0);
+        QCOMPARE(r->workspace.queries, asked ? 1 : 0);
+        QCOMPARE(r->monitor.lastChange(), r->pasteboard.changeCount());
+        QVERIFY(!r->monitor.suppressNextChange());
 
         // Resuming does not bring back what was skipped; the next copy, of the same content in
         // another application, is read.
-        m_prefs->prefs.setPaused(false);
-        m_workspace->frontmost = RunningApplication{2, QStringLiteral("firefox"), 8};
-        m_monitor->poll();
-        QCOMPARE(m_pasteboard->readCount(), read ? 1 : 0);
-        m_pasteboard->copy(textFlavors(QStringLiteral("same")));
-        m_monitor->poll();
-        QCOMPARE(m_pasteboard->readCount(), read ? 2 : 1);
+        r->prefs.setPaused(false);
+        r->workspace.frontmost = RunningApplication{2, QStringLiteral("firefox"), 8};
+        r->monitor.poll();
+        QCOMPARE(r->pasteboard.readCount(), read ? 1 : 0);
+        r->pasteboard.copy(textFlavors(QStringLiteral("same")));
+        r->monitor.poll();
+        QCOMPARE(r->pasteboard.readCount(), read ? 2 : 1);
     }
 
     void delivery_data()
@@ -121,66 +101,66 @@ private slots:
     void delivery()
     {
         QFETCH(bool, sounds);
-        m_prefs->prefs.setPlaySounds(sounds);
+        r->prefs.setPlaySounds(sounds);
         QList<int> playsWhenDelivered;
-        connect(m_monitor.get(), &ClipboardMonitor::onNew, this, [&] {
-            playsWhenDelivered.append(m_copyPlays);
+        connect(&r->monitor, &ClipboardMonitor::onNew, this, [&] {
+            playsWhenDelivered.append(r->copyPlays);
         });
         // The same content twice is delivered twice: the store decides about repeats.
         for (int i = 1; i <= 2; ++i) {
-            m_pasteboard->copy(textFlavors(QStringLiteral("hello")));
-            m_monitor->poll();
-            m_pasteboard->completeLastRead();
-            QTRY_COMPARE_WITH_TIMEOUT(m_delivered->size(), i, 5000);
+            r->pasteboard.copy(textFlavors(QStringLiteral("hello")));
+            r->monitor.poll();
+            r->pasteboard.completeLastRead();
+            QTRY_COMPARE_WITH_TIMEOUT(r->delivered.size(), i, 5000);
         }
-        QCOMPARE(m_delivered->at(1).at(0).value<ClipItem>().text, QStringLiteral("hello"));
+        QCOMPARE(r->delivered.at(1).at(0).value<ClipItem>().text, QStringLiteral("hello"));
         QCOMPARE(playsWhenDelivered, sounds ? QList<int>({1, 2}) : QList<int>({0, 0}));
-        QCOMPARE(m_pastePlays, 0);
+        QCOMPARE(r->pastePlays, 0);
     }
 
     void moveOfTheChangeCountPollsAtOnce()
     {
-        m_monitor->start();
-        m_pasteboard->copy(textFlavors(QStringLiteral("now")));
+        r->monitor.start();
+        r->pasteboard.copy(textFlavors(QStringLiteral("now")));
         // No timer tick has run yet: the change itself started the read.
-        QCOMPARE(m_pasteboard->readCount(), 1);
+        QCOMPARE(r->pasteboard.readCount(), 1);
         // Starting again neither doubles the polls nor loses them.
-        m_monitor->start();
-        m_pasteboard->copy(textFlavors(QStringLiteral("again")));
-        QCOMPARE(m_pasteboard->readCount(), 2);
+        r->monitor.start();
+        r->pasteboard.copy(textFlavors(QStringLiteral("again")));
+        QCOMPARE(r->pasteboard.readCount(), 2);
     }
 
     void newerChangeCancelsOlderRead()
     {
-        m_pasteboard->copy(textFlavors(QStringLiteral("first")));
-        m_monitor->poll();
-        m_pasteboard->copy(textFlavors(QStringLiteral("second")));
-        m_monitor->poll();
-        QCOMPARE(m_pasteboard->readCount(), 2);
-        QVERIFY(m_pasteboard->cancelCount() >= 1);
+        r->pasteboard.copy(textFlavors(QStringLiteral("first")));
+        r->monitor.poll();
+        r->pasteboard.copy(textFlavors(QStringLiteral("second")));
+        r->monitor.poll();
+        QCOMPARE(r->pasteboard.readCount(), 2);
+        QVERIFY(r->pasteboard.cancelCount() >= 1);
 
         // The older read answering late, even after the newer one, is dropped either way.
-        m_pasteboard->completeRead(1);
-        m_pasteboard->completeRead(0, textFlavors(QStringLiteral("first")));
-        QVERIFY(m_delivered->wait(5000));
+        r->pasteboard.completeRead(1);
+        r->pasteboard.completeRead(0, textFlavors(QStringLiteral("first")));
+        QVERIFY(r->delivered.wait(5000));
         QTest::qWait(50);
-        QCOMPARE(m_delivered->size(), 1);
-        QCOMPARE(m_delivered->at(0).at(0).value<ClipItem>().text, QStringLiteral("second"));
-        QCOMPARE(m_copyPlays, 1);
+        QCOMPARE(r->delivered.size(), 1);
+        QCOMPARE(r->delivered.at(0).at(0).value<ClipItem>().text, QStringLiteral("second"));
+        QCOMPARE(r->copyPlays, 1);
     }
 
     void changeSkippedDuringReadStillDropsTheOlderRead()
     {
         // The owner changed while the read ran, so what it returns may be the newer content,
         // copied while paused; it must not be captured.
-        m_pasteboard->copy(textFlavors(QStringLiteral("before pausing")));
-        m_monitor->poll();
-        m_prefs->prefs.setPaused(true);
-        m_pasteboard->copy(textFlavors(QStringLiteral("while paused")));
-        m_monitor->poll();
-        m_pasteboard->completeRead(0);
+        r->pasteboard.copy(textFlavors(QStringLiteral("before pausing")));
+        r->monitor.poll();
+        r->prefs.setPaused(true);
+        r->pasteboard.copy(textFlavors(QStringLiteral("while paused")));
+        r->monitor.poll();
+        r->pasteboard.completeRead(0);
         QTest::qWait(100);
-        QCOMPARE(m_delivered->size(), 0);
+        QCOMPARE(r->delivered.size(), 0);
     }
 
     void readWithoutAnItemDeliversNothing_data()
@@ -195,12 +175,12 @@ private slots:
     void readWithoutAnItemDeliversNothing()
     {
         QFETCH(Flavors, flavors);
-        m_pasteboard->copy(flavors);
-        m_monitor->poll();
-        m_pasteboard->completeRead(0, flavors);
+        r->pasteboard.copy(flavors);
+        r->monitor.poll();
+        r->pasteboard.completeRead(0, flavors);
         QTest::qWait(100);
-        QCOMPARE(m_delivered->size(), 0);
-        QCOMPARE(m_copyPlays, 0);
+        QCOMPARE(r->delivered.size(), 0);
+        QCOMPARE(r->copyPlays, 0);
     }
 
     void itemRules_data()
@@ -324,14 +304,7 @@ private slots:
     }
 
 private:
-    std::unique_ptr<TestPrefs> m_prefs;
-    std::unique_ptr<FakePasteboard> m_pasteboard;
-    std::unique_ptr<FakeWorkspace> m_workspace;
-    std::unique_ptr<Sounds> m_sounds;
-    std::unique_ptr<ClipboardMonitor> m_monitor;
-    std::unique_ptr<QSignalSpy> m_delivered;
-    int m_copyPlays = 0;
-    int m_pastePlays = 0;
+    std::unique_ptr<Rig> r;
 };
 
 QTEST_GUILESS_MAIN(ClipboardMonitorTest)

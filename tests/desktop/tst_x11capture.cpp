@@ -1,11 +1,11 @@
 // Capture from real clipboard owners on a real X server: xclip, and a test owner that can
 // misbehave. Runs under a private Xvfb with openbox.
 
-#include "capture/ClipboardMonitor.h"
+#include "common/CaptureRig.h"
 #include "common/Images.h"
 #include "common/Programs.h"
+#include "fakes/FakeKeyPoster.h"
 #include "fakes/FakeWorkspace.h"
-#include "fakes/TestSounds.h"
 #include "platform/x11/X11Pasteboard.h"
 
 #include <QGuiApplication>
@@ -26,6 +26,8 @@ QByteArray randomBytes(qsizetype size)
     return bytes;
 }
 
+using Rig = CaptureRig<X11Pasteboard, FakeWorkspace, FakeKeyPoster>;
+
 } // namespace
 
 class X11CaptureTest : public QObject
@@ -40,31 +42,16 @@ private slots:
 
     void init()
     {
-        m_prefs = std::make_unique<TestPrefs>();
-        m_copyPlays = m_pastePlays = 0;
-        m_sounds = std::make_unique<Sounds>(m_prefs->prefs,
-                                            countingVoices(&m_copyPlays, &m_pastePlays));
-        m_workspace = std::make_unique<FakeWorkspace>();
-        m_pasteboard = std::make_unique<X11Pasteboard>(kRequestTimeout);
-        QVERIFY(m_pasteboard->isConnected());
-        m_monitor = std::make_unique<ClipboardMonitor>(*m_pasteboard,
-                                                       *m_workspace,
-                                                       m_prefs->prefs,
-                                                       *m_sounds);
-        m_delivered = std::make_unique<QSignalSpy>(m_monitor.get(), &ClipboardMonitor::onNew);
+        r = std::make_unique<Rig>(kRequestTimeout);
+        QVERIFY(r->pasteboard.isConnected());
         m_taken = 0;
-        m_monitor->start();
+        r->monitor.start();
     }
 
     void cleanup()
     {
         m_programs.stopAll();
-        m_delivered.reset();
-        m_monitor.reset();
-        m_pasteboard.reset();
-        m_workspace.reset();
-        m_sounds.reset();
-        m_prefs.reset();
+        r.reset();
     }
 
     void xclipCopyBecomesItem_data()
@@ -106,7 +93,7 @@ private slots:
             QCOMPARE(item.flavors->value("image/png"), *item.imageData);
             QCOMPARE(item.image().convertToFormat(QImage::Format_RGB32), testImage());
         }
-        QCOMPARE(m_copyPlays, 1);
+        QCOMPARE(r->copyPlays, 1);
     }
 
     void everyFlavorOfARichCopyIsKept()
@@ -158,15 +145,15 @@ private slots:
         file.write(randomBytes(1024 * 1024));
         file.close();
         startOwner(arguments.replace(QStringLiteral("BIGFILE"), file.fileName()).split(u' '));
-        QTRY_COMPARE_WITH_TIMEOUT(m_monitor->lastChange(), m_pasteboard->changeCount(), 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(r->monitor.lastChange(), r->pasteboard.changeCount(), 10000);
         QTest::qWait(4 * int(kRequestTimeout.count()));
-        QCOMPARE(m_delivered->size(), 0);
-        QCOMPARE(m_copyPlays, 0);
+        QCOMPARE(r->delivered.size(), 0);
+        QCOMPARE(r->copyPlays, 0);
 
         // The reader is free again for the next copy.
         copyWithXclip("UTF8_STRING", "after");
         QCOMPARE(nextItem().text, QStringLiteral("after"));
-        QCOMPARE(m_delivered->size(), 1);
+        QCOMPARE(r->delivered.size(), 1);
     }
 
     void deadOwnersReadEndsAtTheDeadline()
@@ -174,7 +161,7 @@ private slots:
         startOwner({"--silent", "-t", "UTF8_STRING", "-s", "never sent"});
         bool finished = false;
         Flavors flavors{{"sentinel", ""}};
-        m_pasteboard->readFirstItem([&](Flavors read) {
+        r->pasteboard.readFirstItem([&](Flavors read) {
             finished = true;
             flavors = read;
         });
@@ -194,11 +181,11 @@ private slots:
         // comes, which supersedes it.
         startOwner(
             {"--delay", "300", "-t", "UTF8_STRING", "-s", "slow", "-t", "text/html", "-s", "s"});
-        QTRY_COMPARE_WITH_TIMEOUT(m_monitor->lastChange(), m_pasteboard->changeCount(), 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(r->monitor.lastChange(), r->pasteboard.changeCount(), 10000);
         copyWithXclip("UTF8_STRING", "newer");
         QCOMPARE(nextItem().text, QStringLiteral("newer"));
         QTest::qWait(4 * int(kRequestTimeout.count()));
-        QCOMPARE(m_delivered->size(), 1);
+        QCOMPARE(r->delivered.size(), 1);
     }
 
     void ownWriteIsServedButNotCaptured()
@@ -207,31 +194,31 @@ private slots:
         copyWithXclip("UTF8_STRING", "theirs");
         QCOMPARE(nextItem().text, QStringLiteral("theirs"));
 
-        const qint64 before = m_pasteboard->changeCount();
+        const qint64 before = r->pasteboard.changeCount();
         const Flavors flavors{{"text/html", "<b>ours</b>"},
                               {"UTF8_STRING", "ours ✓"},
                               {"image/png", encodeImage(testImage(), "png")},
                               {"application/x-custom", QByteArray("\0\1\2", 3)}};
-        m_monitor->setSuppressNextChange(true);
-        m_pasteboard->writeFlavors(flavors);
-        QTRY_VERIFY_WITH_TIMEOUT(m_pasteboard->changeCount() > before, 10000);
-        QTRY_COMPARE_WITH_TIMEOUT(m_monitor->lastChange(), m_pasteboard->changeCount(), 10000);
-        QVERIFY(!m_monitor->suppressNextChange());
+        r->monitor.setSuppressNextChange(true);
+        r->pasteboard.writeFlavors(flavors);
+        QTRY_VERIFY_WITH_TIMEOUT(r->pasteboard.changeCount() > before, 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(r->monitor.lastChange(), r->pasteboard.changeCount(), 10000);
+        QVERIFY(!r->monitor.suppressNextChange());
 
         for (auto it = flavors.cbegin(); it != flavors.cend(); ++it)
             QCOMPARE(pasteWithXclip(it.key()), it.value());
         // Text-only readers asking for the generic types get the UTF-8 text.
         QCOMPARE(pasteWithXclip("text/plain"), QByteArray("ours ✓"));
         QTest::qWait(4 * int(kRequestTimeout.count()));
-        QCOMPARE(m_delivered->size(), 1);
+        QCOMPARE(r->delivered.size(), 1);
     }
 
     void writtenStringIsServedAsText()
     {
-        m_monitor->setSuppressNextChange(true);
-        m_pasteboard->writeString(QStringLiteral("grüße"));
+        r->monitor.setSuppressNextChange(true);
+        r->pasteboard.writeString(QStringLiteral("grüße"));
         QCOMPARE(QString::fromUtf8(pasteWithXclip("UTF8_STRING")), QStringLiteral("grüße"));
-        QCOMPARE(m_delivered->size(), 0);
+        QCOMPARE(r->delivered.size(), 0);
     }
 
 private:
@@ -241,25 +228,18 @@ private:
     QByteArray pasteWithXclip(const QString &type);
 
     Programs m_programs;
-    std::unique_ptr<TestPrefs> m_prefs;
-    std::unique_ptr<Sounds> m_sounds;
-    std::unique_ptr<FakeWorkspace> m_workspace;
-    std::unique_ptr<X11Pasteboard> m_pasteboard;
-    std::unique_ptr<ClipboardMonitor> m_monitor;
-    std::unique_ptr<QSignalSpy> m_delivered;
+    std::unique_ptr<Rig> r;
     qsizetype m_taken = 0;
-    int m_copyPlays = 0;
-    int m_pastePlays = 0;
 };
 
 void X11CaptureTest::copyWithXclip(const QString &type, const QByteArray &bytes, const QString &file)
 {
-    const qint64 before = m_pasteboard->changeCount();
+    const qint64 before = r->pasteboard.changeCount();
     QStringList arguments{"-quiet", "-selection", "clipboard", "-t", type, "-i"};
     if (!file.isEmpty())
         arguments << file;
     m_programs.start(QStringLiteral("xclip"), arguments, bytes, file.isEmpty());
-    QTRY_VERIFY_WITH_TIMEOUT(m_pasteboard->changeCount() > before, 20000);
+    QTRY_VERIFY_WITH_TIMEOUT(r->pasteboard.changeCount() > before, 20000);
 }
 
 void X11CaptureTest::startOwner(const QStringList &arguments)
@@ -271,9 +251,9 @@ void X11CaptureTest::startOwner(const QStringList &arguments)
 
 ClipItem X11CaptureTest::nextItem()
 {
-    if (!QTest::qWaitFor([&] { return m_delivered->size() > m_taken; }, 30000))
+    if (!QTest::qWaitFor([&] { return r->delivered.size() > m_taken; }, 30000))
         return {};
-    return m_delivered->at(m_taken++).at(0).value<ClipItem>();
+    return r->delivered.at(m_taken++).at(0).value<ClipItem>();
 }
 
 QByteArray X11CaptureTest::pasteWithXclip(const QString &type)

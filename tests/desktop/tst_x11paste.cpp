@@ -1,10 +1,8 @@
 // Paste-back into a real application (zenity) on a real X server, the X11 workspace, and key
 // posting with and without the XTest extension. Runs under a private Xvfb with openbox.
 
-#include "capture/ClipboardMonitor.h"
+#include "common/CaptureRig.h"
 #include "common/Programs.h"
-#include "fakes/TestSounds.h"
-#include "paste/Paster.h"
 #include "platform/x11/X11KeyPoster.h"
 #include "platform/x11/X11Pasteboard.h"
 #include "platform/x11/X11Workspace.h"
@@ -13,6 +11,8 @@
 #include <QSignalSpy>
 
 using namespace std::chrono_literals;
+
+using Rig = CaptureRig<X11Pasteboard, X11Workspace, X11KeyPoster>;
 
 class X11PasteTest : public QObject
 {
@@ -28,36 +28,14 @@ private slots:
 
     void init()
     {
-        m_prefs = std::make_unique<TestPrefs>();
-        m_copyPlays = m_pastePlays = m_alerts = 0;
-        m_sounds = std::make_unique<Sounds>(m_prefs->prefs,
-                                            countingVoices(&m_copyPlays, &m_pastePlays));
-        m_pasteboard = std::make_unique<X11Pasteboard>();
-        m_workspace = std::make_unique<X11Workspace>();
-        m_keys = std::make_unique<X11KeyPoster>();
-        m_monitor = std::make_unique<ClipboardMonitor>(*m_pasteboard,
-                                                       *m_workspace,
-                                                       m_prefs->prefs,
-                                                       *m_sounds);
-        m_paster = std::make_unique<Paster>(*m_pasteboard,
-                                            *m_workspace,
-                                            *m_keys,
-                                            *m_sounds,
-                                            m_prefs->prefs);
-        m_paster->setAlertPresenter([this] { ++m_alerts; });
-        m_monitor->start();
+        r = std::make_unique<Rig>();
+        r->monitor.start();
     }
 
     void cleanup()
     {
         m_programs.stopAll();
-        m_paster.reset();
-        m_monitor.reset();
-        m_keys.reset();
-        m_workspace.reset();
-        m_pasteboard.reset();
-        m_sounds.reset();
-        m_prefs.reset();
+        r.reset();
     }
 
     void frontmostApplicationIsTheActiveWindow()
@@ -68,8 +46,8 @@ private slots:
 
         const RunningApplication other = startZenity("Other");
         QVERIFY(other.window != 0 && other.window != zenity.window);
-        m_workspace->activate(zenity);
-        QTRY_COMPARE_WITH_TIMEOUT(m_workspace->frontmostApplication()
+        r->workspace.activate(zenity);
+        QTRY_COMPARE_WITH_TIMEOUT(r->workspace.frontmostApplication()
                                       .value_or(RunningApplication{})
                                       .window,
                                   zenity.window,
@@ -78,19 +56,19 @@ private slots:
 
     void copyWhileIgnoredApplicationIsInFrontIsSkipped()
     {
-        QSignalSpy delivered(m_monitor.get(), &ClipboardMonitor::onNew);
-        m_prefs->prefs.setIgnoredApps({QStringLiteral("Zenity")});
+        QSignalSpy delivered(&r->monitor, &ClipboardMonitor::onNew);
+        r->prefs.setIgnoredApps({QStringLiteral("Zenity")});
         QVERIFY(startZenity("Vault").window != 0);
         for (const char *text : {"private", "public"}) {
-            const qint64 before = m_pasteboard->changeCount();
+            const qint64 before = r->pasteboard.changeCount();
             m_programs
                 .start("xclip",
                        QStringLiteral("-quiet -selection clipboard -t UTF8_STRING -i").split(u' '),
                        text,
                        true);
-            QTRY_VERIFY_WITH_TIMEOUT(m_pasteboard->changeCount() > before, 20000);
-            QTRY_COMPARE_WITH_TIMEOUT(m_monitor->lastChange(), m_pasteboard->changeCount(), 10000);
-            m_prefs->prefs.setIgnoredApps({});
+            QTRY_VERIFY_WITH_TIMEOUT(r->pasteboard.changeCount() > before, 20000);
+            QTRY_COMPARE_WITH_TIMEOUT(r->monitor.lastChange(), r->pasteboard.changeCount(), 10000);
+            r->prefs.setIgnoredApps({});
         }
         QTRY_COMPARE_WITH_TIMEOUT(delivered.size(), 1, 20000);
         QCOMPARE(delivered.at(0).at(0).value<ClipItem>().text, QStringLiteral("public"));
@@ -106,7 +84,7 @@ private slots:
     void pickedItemPastesIntoTheRememberedWindow()
     {
         QFETCH(bool, holdShift);
-        QSignalSpy delivered(m_monitor.get(), &ClipboardMonitor::onNew);
+        QSignalSpy delivered(&r->monitor, &ClipboardMonitor::onNew);
 
         const RunningApplication target = startZenity("Target");
         QVERIFY(target.window != 0);
@@ -120,9 +98,9 @@ private slots:
         if (holdShift)
             Programs::run("xdotool", {"keydown", "shift"});
 
-        QVERIFY(m_keys->isTrusted());
-        m_paster->paste(item, target, *m_monitor);
-        QTRY_COMPARE_WITH_TIMEOUT(m_workspace->frontmostApplication()
+        QVERIFY(r->keys.isTrusted());
+        r->paster.paste(item, target, r->monitor);
+        QTRY_COMPARE_WITH_TIMEOUT(r->workspace.frontmostApplication()
                                       .value_or(RunningApplication{})
                                       .window,
                                   target.window,
@@ -141,8 +119,8 @@ private slots:
         QVERIFY(targetProcess);
         QTRY_COMPARE_WITH_TIMEOUT(targetProcess->state(), QProcess::NotRunning, 20000);
         QCOMPARE(QString::fromUtf8(targetProcess->readAllStandardOutput()), text + u'\n');
-        QCOMPARE(m_alerts, 0);
-        QCOMPARE(m_pastePlays, 1);
+        QCOMPARE(r->alerts, 0);
+        QCOMPARE(r->pastePlays, 1);
         // The paste-back itself never became a new history entry.
         QCOMPARE(delivered.size(), 0);
     }
@@ -159,10 +137,10 @@ private slots:
         QVERIFY(!keys.isTrusted());
         keys.postPasteKeystroke();
 
-        Paster paster(*m_pasteboard, *m_workspace, keys, *m_sounds, m_prefs->prefs);
+        Paster paster(r->pasteboard, r->workspace, keys, r->sounds, r->prefs);
         int alerts = 0;
         paster.setAlertPresenter([&] { ++alerts; });
-        paster.paste(ClipItem::makeText(QStringLiteral("by hand")), std::nullopt, *m_monitor);
+        paster.paste(ClipItem::makeText(QStringLiteral("by hand")), std::nullopt, r->monitor);
         QTRY_COMPARE_WITH_TIMEOUT(alerts, 1, 5000);
         QCOMPARE(QString::fromUtf8(Programs::run("xclip", {"-o", "-selection", "clipboard"})),
                  QStringLiteral("by hand"));
@@ -184,16 +162,7 @@ private:
     RunningApplication startZenity(const QString &title);
 
     Programs m_programs;
-    std::unique_ptr<TestPrefs> m_prefs;
-    std::unique_ptr<Sounds> m_sounds;
-    std::unique_ptr<X11Pasteboard> m_pasteboard;
-    std::unique_ptr<X11Workspace> m_workspace;
-    std::unique_ptr<X11KeyPoster> m_keys;
-    std::unique_ptr<ClipboardMonitor> m_monitor;
-    std::unique_ptr<Paster> m_paster;
-    int m_copyPlays = 0;
-    int m_pastePlays = 0;
-    int m_alerts = 0;
+    std::unique_ptr<Rig> r;
 };
 
 RunningApplication X11PasteTest::startZenity(const QString &title)
@@ -204,7 +173,7 @@ RunningApplication X11PasteTest::startZenity(const QString &title)
     // openbox gives a new window the focus; it is in front once the window manager says so.
     const bool inFront = QTest::qWaitFor(
         [&] {
-            app = m_workspace->frontmostApplication();
+            app = r->workspace.frontmostApplication();
             return app && app->pid == zenity->processId();
         },
         30000);

@@ -1,9 +1,7 @@
-#include "capture/ClipboardMonitor.h"
+#include "common/CaptureRig.h"
 #include "fakes/FakeKeyPoster.h"
 #include "fakes/FakePasteboard.h"
 #include "fakes/FakeWorkspace.h"
-#include "fakes/TestSounds.h"
-#include "paste/Paster.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -28,6 +26,8 @@ ClipItem imageItem(std::optional<QByteArray> png, std::optional<Flavors> flavors
     return item;
 }
 
+using Rig = CaptureRig<FakePasteboard, FakeWorkspace, FakeKeyPoster>;
+
 } // namespace
 
 class PasterTest : public QObject
@@ -35,37 +35,8 @@ class PasterTest : public QObject
     Q_OBJECT
 
 private slots:
-    void init()
-    {
-        m_prefs = std::make_unique<TestPrefs>();
-        m_pasteboard = std::make_unique<FakePasteboard>();
-        m_workspace = std::make_unique<FakeWorkspace>();
-        m_keys = std::make_unique<FakeKeyPoster>();
-        m_copyPlays = m_pastePlays = m_alerts = 0;
-        m_sounds = std::make_unique<Sounds>(m_prefs->prefs,
-                                            countingVoices(&m_copyPlays, &m_pastePlays));
-        m_monitor = std::make_unique<ClipboardMonitor>(*m_pasteboard,
-                                                       *m_workspace,
-                                                       m_prefs->prefs,
-                                                       *m_sounds);
-        m_paster = std::make_unique<Paster>(*m_pasteboard,
-                                            *m_workspace,
-                                            *m_keys,
-                                            *m_sounds,
-                                            m_prefs->prefs);
-        m_paster->setAlertPresenter([this] { ++m_alerts; });
-    }
-
-    void cleanup()
-    {
-        m_paster.reset();
-        m_monitor.reset();
-        m_sounds.reset();
-        m_keys.reset();
-        m_workspace.reset();
-        m_pasteboard.reset();
-        m_prefs.reset();
-    }
+    void init() { r = std::make_unique<Rig>(); }
+    void cleanup() { r.reset(); }
 
     void writesTheItem_data()
     {
@@ -100,30 +71,30 @@ private slots:
         QFETCH(Flavors, flavors);
         QFETCH(QString, text);
 
-        m_paster->paste(item, kEditor, *m_monitor);
-        QCOMPARE(m_pasteboard->writes().size(), 1);
-        const FakePasteboard::Write &write = m_pasteboard->writes().first();
+        r->paster.paste(item, kEditor, r->monitor);
+        QCOMPARE(r->pasteboard.writes().size(), 1);
+        const FakePasteboard::Write &write = r->pasteboard.writes().first();
         QCOMPARE(write.kind == FakePasteboard::Write::String, asString);
         if (asString)
             QCOMPARE(write.text, text);
         else
             QCOMPARE(write.flavors, flavors);
         // The paste sound and activation happen whatever was written.
-        QCOMPARE(m_pastePlays, 1);
-        QCOMPARE(m_workspace->activated, QList<RunningApplication>{kEditor});
+        QCOMPARE(r->pastePlays, 1);
+        QCOMPARE(r->workspace.activated, QList<RunningApplication>{kEditor});
     }
 
     void ownWriteIsNotCapturedButTheNextCopyIs()
     {
-        m_paster->paste(textItem("again"), kEditor, *m_monitor);
-        QVERIFY(m_monitor->suppressNextChange());
-        m_monitor->poll();
-        QCOMPARE(m_pasteboard->readCount(), 0);
-        QCOMPARE(m_monitor->lastChange(), m_pasteboard->changeCount());
+        r->paster.paste(textItem("again"), kEditor, r->monitor);
+        QVERIFY(r->monitor.suppressNextChange());
+        r->monitor.poll();
+        QCOMPARE(r->pasteboard.readCount(), 0);
+        QCOMPARE(r->monitor.lastChange(), r->pasteboard.changeCount());
 
-        m_pasteboard->copy({{"UTF8_STRING", "user copy"}});
-        m_monitor->poll();
-        QCOMPARE(m_pasteboard->readCount(), 1);
+        r->pasteboard.copy({{"UTF8_STRING", "user copy"}});
+        r->monitor.poll();
+        QCOMPARE(r->pasteboard.readCount(), 1);
     }
 
     void soundAndActivationFollowTheWrite()
@@ -141,10 +112,10 @@ private slots:
                 FakeWorkspace::activate(app);
             }
         } probe;
-        probe.pasteboard = m_pasteboard.get();
-        probe.pastePlays = &m_pastePlays;
-        Paster paster(*m_pasteboard, probe, *m_keys, *m_sounds, m_prefs->prefs);
-        paster.paste(textItem("x"), kEditor, *m_monitor);
+        probe.pasteboard = &r->pasteboard;
+        probe.pastePlays = &r->pastePlays;
+        Paster paster(r->pasteboard, probe, r->keys, r->sounds, r->prefs);
+        paster.paste(textItem("x"), kEditor, r->monitor);
         QCOMPARE(probe.writesAtActivation, 1);
         QCOMPARE(probe.playsAtActivation, 1);
     }
@@ -159,59 +130,50 @@ private slots:
     void keystrokeFollowsActivationAfterADelay()
     {
         QFETCH(std::optional<RunningApplication>, target);
-        m_paster->paste(textItem("x"), target, *m_monitor);
-        QCOMPARE(m_workspace->activated.size(), target ? 1 : 0);
+        r->paster.paste(textItem("x"), target, r->monitor);
+        QCOMPARE(r->workspace.activated.size(), target ? 1 : 0);
         // Not at once: the reactivated window gets time to take the focus.
-        QCOMPARE(m_keys->keystrokes, 0);
-        QTRY_COMPARE_WITH_TIMEOUT(m_keys->keystrokes, 1, 5000);
-        QCOMPARE(m_keys->trustChecks, 1);
+        QCOMPARE(r->keys.keystrokes, 0);
+        QTRY_COMPARE_WITH_TIMEOUT(r->keys.keystrokes, 1, 5000);
+        QCOMPARE(r->keys.trustChecks, 1);
         // Trusted: never an alert, and nothing is marked.
-        QCOMPARE(m_alerts, 0);
-        QVERIFY(!m_prefs->prefs.settings().contains(AppPrefs::kAccessibilityPromptedKey));
+        QCOMPARE(r->alerts, 0);
+        QVERIFY(!r->prefs.settings().contains(AppPrefs::kAccessibilityPromptedKey));
     }
 
     void untrustedPasteLeavesItemAndAlertsOnce()
     {
-        m_keys->trusted = false;
-        m_paster->paste(textItem("first"), kEditor, *m_monitor);
+        r->keys.trusted = false;
+        r->paster.paste(textItem("first"), kEditor, r->monitor);
         // Marked before the alert is even shown.
-        QVERIFY(m_prefs->prefs.settings().value(AppPrefs::kAccessibilityPromptedKey).toBool());
-        QTRY_COMPARE_WITH_TIMEOUT(m_alerts, 1, 5000);
-        m_paster->paste(textItem("second"), kEditor, *m_monitor);
+        QVERIFY(r->prefs.settings().value(AppPrefs::kAccessibilityPromptedKey).toBool());
+        QTRY_COMPARE_WITH_TIMEOUT(r->alerts, 1, 5000);
+        r->paster.paste(textItem("second"), kEditor, r->monitor);
         QTest::qWait(3 * Paster::kKeystrokeDelayMs);
-        QCOMPARE(m_alerts, 1);
-        QCOMPARE(m_keys->keystrokes, 0);
-        QCOMPARE(m_pasteboard->writes().size(), 2);
-        QCOMPARE(m_pasteboard->writes().last().text, QStringLiteral("second"));
-        QCOMPARE(m_workspace->activated.size(), 2);
+        QCOMPARE(r->alerts, 1);
+        QCOMPARE(r->keys.keystrokes, 0);
+        QCOMPARE(r->pasteboard.writes().size(), 2);
+        QCOMPARE(r->pasteboard.writes().last().text, QStringLiteral("second"));
+        QCOMPARE(r->workspace.activated.size(), 2);
     }
 
     void alertIsNeverShownAgainAfterRelaunch()
     {
-        m_keys->trusted = false;
-        m_prefs->prefs.settings().setValue(AppPrefs::kAccessibilityPromptedKey, true);
-        m_prefs->prefs.settings().sync();
-        AppPrefs relaunched(std::make_unique<QSettings>(m_prefs->prefs.settings().fileName(),
-                                                        QSettings::IniFormat));
-        Paster paster(*m_pasteboard, *m_workspace, *m_keys, *m_sounds, relaunched);
+        r->keys.trusted = false;
+        r->prefs.settings().setValue(AppPrefs::kAccessibilityPromptedKey, true);
+        r->prefs.settings().sync();
+        AppPrefs relaunched(
+            std::make_unique<QSettings>(r->prefs.settings().fileName(), QSettings::IniFormat));
+        Paster paster(r->pasteboard, r->workspace, r->keys, r->sounds, relaunched);
         int alerts = 0;
         paster.setAlertPresenter([&] { ++alerts; });
-        paster.paste(textItem("x"), kEditor, *m_monitor);
+        paster.paste(textItem("x"), kEditor, r->monitor);
         QTest::qWait(50);
         QCOMPARE(alerts, 0);
     }
 
 private:
-    std::unique_ptr<TestPrefs> m_prefs;
-    std::unique_ptr<FakePasteboard> m_pasteboard;
-    std::unique_ptr<FakeWorkspace> m_workspace;
-    std::unique_ptr<FakeKeyPoster> m_keys;
-    std::unique_ptr<Sounds> m_sounds;
-    std::unique_ptr<ClipboardMonitor> m_monitor;
-    std::unique_ptr<Paster> m_paster;
-    int m_copyPlays = 0;
-    int m_pastePlays = 0;
-    int m_alerts = 0;
+    std::unique_ptr<Rig> r;
 };
 
 QTEST_GUILESS_MAIN(PasterTest)
