@@ -12,6 +12,8 @@
 
 #include <xcb/xcb.h>
 
+#include <memory>
+
 namespace {
 
 constexpr int kTimeout = 20000;
@@ -21,44 +23,11 @@ bool xdotool(const QString &arguments)
     return Programs::succeeds(QStringLiteral("xdotool"), arguments.split(u' '));
 }
 
-QByteArray windowClass(xcb_connection_t *connection, xcb_window_t window)
+// An xcb reply, freed with free().
+template<class Reply>
+std::unique_ptr<Reply, decltype(&free)> owned(Reply *reply)
 {
-    xcb_get_property_reply_t *reply = xcb_get_property_reply(
-        connection,
-        xcb_get_property(connection, 0, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, 64),
-        nullptr);
-    if (!reply)
-        return {};
-    const QByteArray value(static_cast<const char *>(xcb_get_property_value(reply)),
-                           xcb_get_property_value_length(reply));
-    free(reply);
-    return value.split('\0').value(1);
-}
-
-QList<xcb_window_t> childWindows(xcb_connection_t *connection, xcb_window_t window)
-{
-    QList<xcb_window_t> result;
-    xcb_query_tree_reply_t *tree = xcb_query_tree_reply(connection,
-                                                        xcb_query_tree(connection, window),
-                                                        nullptr);
-    if (!tree)
-        return result;
-    const xcb_window_t *list = xcb_query_tree_children(tree);
-    for (int i = 0; i < xcb_query_tree_children_length(tree); ++i)
-        result.append(list[i]);
-    free(tree);
-    return result;
-}
-
-bool isViewable(xcb_connection_t *connection, xcb_window_t window)
-{
-    xcb_get_window_attributes_reply_t *attributes
-        = xcb_get_window_attributes_reply(connection,
-                                          xcb_get_window_attributes(connection, window),
-                                          nullptr);
-    const bool viewable = attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE;
-    free(attributes);
-    return viewable;
+    return {reply, &free};
 }
 
 } // namespace
@@ -72,34 +41,20 @@ private slots:
     {
         // The tray window's WM_CLASS says "Cliphaven", as the program's does.
         QCoreApplication::setApplicationName(QStringLiteral("Cliphaven"));
-        m_connection = xcb_connect(nullptr, nullptr);
-        QVERIFY(!xcb_connection_has_error(m_connection));
-        m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
-
+        QVERIFY(!xcb_connection_has_error(c));
         m_programs.start(QStringLiteral("trayer"),
                          QStringLiteral("--edge top --align right --widthtype request --height 28 "
                                         "--SetDockType true --expand true")
                              .split(u' '));
         // The tray is there once it owns the system tray selection.
-        const QByteArray selection = "_NET_SYSTEM_TRAY_S0";
-        xcb_intern_atom_reply_t *atom = xcb_intern_atom_reply(m_connection,
-                                                              xcb_intern_atom(m_connection,
-                                                                              0,
-                                                                              selection.size(),
-                                                                              selection.constData()),
-                                                              nullptr);
+        const auto atom = owned(
+            xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, 19, "_NET_SYSTEM_TRAY_S0"), nullptr));
         QVERIFY(atom);
-        const xcb_atom_t trayAtom = atom->atom;
-        free(atom);
         QTRY_VERIFY_WITH_TIMEOUT(
             [&] {
-                xcb_get_selection_owner_reply_t *owner
-                    = xcb_get_selection_owner_reply(m_connection,
-                                                    xcb_get_selection_owner(m_connection, trayAtom),
-                                                    nullptr);
-                const bool owned = owner && owner->owner != XCB_WINDOW_NONE;
-                free(owner);
-                return owned;
+                const auto cookie = xcb_get_selection_owner(c, atom->atom);
+                const auto owner = owned(xcb_get_selection_owner_reply(c, cookie, nullptr));
+                return owner && owner->owner != XCB_WINDOW_NONE;
             }(),
             kTimeout);
     }
@@ -114,18 +69,15 @@ private slots:
     void cleanupTestCase()
     {
         m_programs.stopAll();
-        if (m_connection)
-            xcb_disconnect(m_connection);
+        xcb_disconnect(c);
     }
 
     void iconInTheTrayFollowsTheSetting()
     {
         TrayIcon tray(*m_prefs);
         QTRY_VERIFY_WITH_TIMEOUT(embeddedIcon() != 0, kTimeout);
-
         m_prefs->setShowInMenuBar(false);
         QTRY_VERIFY_WITH_TIMEOUT(embeddedIcon() == 0, kTimeout);
-
         m_prefs->setPaused(true);
         m_prefs->setShowInMenuBar(true);
         QTRY_VERIFY_WITH_TIMEOUT(embeddedIcon() != 0, kTimeout);
@@ -137,10 +89,13 @@ private slots:
         QSignalSpy toggled(&tray, &TrayIcon::toggleOverlayRequested);
         xcb_window_t icon = 0;
         QTRY_VERIFY_WITH_TIMEOUT((icon = embeddedIcon()) != 0, kTimeout);
-        const QPoint centre = iconCentre(icon);
-        QVERIFY(!centre.isNull());
-
-        QVERIFY(xdotool(QStringLiteral("mousemove %1 %2").arg(centre.x()).arg(centre.y())));
+        const auto cookie = xcb_translate_coordinates(c, icon, m_root, 0, 0);
+        const auto position = owned(xcb_translate_coordinates_reply(c, cookie, nullptr));
+        const auto size = owned(xcb_get_geometry_reply(c, xcb_get_geometry(c, icon), nullptr));
+        QVERIFY(position && size);
+        QVERIFY(xdotool(QStringLiteral("mousemove %1 %2")
+                            .arg(position->dst_x + size->width / 2)
+                            .arg(position->dst_y + size->height / 2)));
         // The pointer settles before the click (xdotool clicks too early otherwise).
         QTest::qWait(200);
         QVERIFY(xdotool(QStringLiteral("click 1")));
@@ -160,46 +115,40 @@ private slots:
 
 private:
     // The window of our icon embedded in trayer's panel and shown; 0 when there is none.
-    xcb_window_t embeddedIcon();
-    QPoint iconCentre(xcb_window_t icon);
+    xcb_window_t embeddedIcon()
+    {
+        // Depth-first through the tree, remembering whether we are inside trayer's windows.
+        QList<std::pair<xcb_window_t, bool>> pending{{m_root, false}};
+        while (!pending.isEmpty()) {
+            const auto [window, insideTray] = pending.takeLast();
+            const auto property
+                = xcb_get_property(c, 0, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, 64);
+            const auto reply = owned(xcb_get_property_reply(c, property, nullptr));
+            const QByteArray windowClass
+                = reply ? QByteArray(static_cast<const char *>(xcb_get_property_value(reply.get())),
+                                     xcb_get_property_value_length(reply.get()))
+                              .split('\0')
+                              .value(1)
+                        : QByteArray();
+            const auto attributes = owned(
+                xcb_get_window_attributes_reply(c, xcb_get_window_attributes(c, window), nullptr));
+            if (insideTray && windowClass == "Cliphaven" && attributes
+                && attributes->map_state == XCB_MAP_STATE_VIEWABLE)
+                return window;
+            const auto tree = owned(xcb_query_tree_reply(c, xcb_query_tree(c, window), nullptr));
+            for (int i = 0; tree && i < xcb_query_tree_children_length(tree.get()); ++i)
+                pending.append({xcb_query_tree_children(tree.get())[i],
+                                insideTray || windowClass == "trayer"});
+        }
+        return 0;
+    }
 
-    xcb_connection_t *m_connection = nullptr;
-    xcb_window_t m_root = 0;
+    xcb_connection_t *c = xcb_connect(nullptr, nullptr);
+    xcb_window_t m_root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
     Programs m_programs;
     QTemporaryDir m_dir;
     std::unique_ptr<AppPrefs> m_prefs;
 };
-
-xcb_window_t TestTrayDesktop::embeddedIcon()
-{
-    // Depth-first through the tree, remembering whether we are inside trayer's windows.
-    QList<std::pair<xcb_window_t, bool>> pending{{m_root, false}};
-    while (!pending.isEmpty()) {
-        const auto [window, insideTray] = pending.takeLast();
-        const QByteArray windowClassName = windowClass(m_connection, window);
-        if (insideTray && windowClassName == "Cliphaven" && isViewable(m_connection, window))
-            return window;
-        for (const xcb_window_t child : childWindows(m_connection, window))
-            pending.append({child, insideTray || windowClassName == "trayer"});
-    }
-    return 0;
-}
-
-QPoint TestTrayDesktop::iconCentre(xcb_window_t icon)
-{
-    xcb_get_geometry_reply_t *geometry = xcb_get_geometry_reply(m_connection,
-                                                                xcb_get_geometry(m_connection, icon),
-                                                                nullptr);
-    xcb_translate_coordinates_reply_t *position = xcb_translate_coordinates_reply(
-        m_connection, xcb_translate_coordinates(m_connection, icon, m_root, 0, 0), nullptr);
-    QPoint centre;
-    if (geometry && position)
-        centre = QPoint(position->dst_x + geometry->width / 2,
-                        position->dst_y + geometry->height / 2);
-    free(geometry);
-    free(position);
-    return centre;
-}
 
 QTEST_MAIN(TestTrayDesktop)
 #include "tst_tray_desktop.moc"
