@@ -58,7 +58,6 @@ private slots:
         QTest::addColumn<QString>("locale");
         QTest::addColumn<QString>("name");
 
-        QTest::newRow("C") << u"C"_s << u"Calculator"_s;
         QTest::newRow("language and country") << u"de_AT.UTF-8"_s << u"Rechner (AT)"_s;
         QTest::newRow("language and modifier") << u"sr@latin"_s << u"Kalkulator"_s;
         QTest::newRow("unknown language") << u"fi_FI.UTF-8"_s << u"Calculator"_s;
@@ -215,8 +214,6 @@ private slots:
         const QString home = QDir::homePath() + QStringLiteral("/.local/share");
         QTest::newRow("unset") << QByteArray() << QByteArray()
                                << QStringList{home, "/usr/local/share", "/usr/share"};
-        QTest::newRow("set") << QByteArray("/data/home") << QByteArray("/a:/b/")
-                             << QStringList{"/data/home", "/a", "/b"};
         QTest::newRow("relative entries are ignored")
             << QByteArray("relative") << QByteArray("rel:/b::") << QStringList{home, "/b"};
     }

@@ -34,19 +34,15 @@ int holdInstance(int argc, char *argv[])
 
 bool waitForLine(QProcess &process, const QByteArray &line)
 {
-    QByteArray seen;
-    QDeadlineTimer deadline(kWait);
-    while (!deadline.hasExpired()) {
-        if (process.canReadLine() || process.waitForReadyRead(int(deadline.remainingTime()))) {
+    return QTest::qWaitFor(
+        [&] {
             while (process.canReadLine()) {
                 if (process.readLine().trimmed() == line)
                     return true;
             }
-        } else if (process.state() != QProcess::Running) {
             return false;
-        }
-    }
-    return false;
+        },
+        kWait);
 }
 
 } // namespace
