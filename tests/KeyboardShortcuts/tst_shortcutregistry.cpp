@@ -213,19 +213,12 @@ private slots:
             QCOMPARE(m_backend->registered.size(), 1);
         }
         QVERIFY(m_backend->registered.isEmpty());
-        QCOMPARE(events, 2);
-    }
-
-    void handlerMayCancelALaterStream()
-    {
-        int streamEvents = 0;
-        m_registry->declare(kToggle);
-        EventStream stream = m_registry->events(kOther, [&](EventType) { ++streamEvents; });
-        m_registry->setShortcut(kShiftSuperV, kOther);
-        m_registry->onKeyDown(kToggle, [&] { stream.cancel(); });
+        // A handler may cancel a stream that would run after it.
+        EventStream later = m_registry->events(kToggle, [&](EventType) { ++events; });
+        m_registry->onKeyDown(kToggle, [&] { later.cancel(); });
         m_backend->send(kShiftSuperV, EventType::keyDown);
-        QCOMPARE(streamEvents, 0);
-        QVERIFY(!stream.isActive());
+        QVERIFY(!later.isActive());
+        QCOMPARE(events, 2);
     }
 
     void refusedShortcutPrintsTheDiagnosticOnceAndSparesTheOthers()

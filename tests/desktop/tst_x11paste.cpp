@@ -38,22 +38,6 @@ private slots:
         r.reset();
     }
 
-    void frontmostApplicationIsTheActiveWindow()
-    {
-        const RunningApplication zenity = startZenity("Front");
-        QVERIFY(zenity.window != 0);
-        QCOMPARE(zenity.identifier, QStringLiteral("Zenity"));
-
-        const RunningApplication other = startZenity("Other");
-        QVERIFY(other.window != 0 && other.window != zenity.window);
-        r->workspace.activate(zenity);
-        QTRY_COMPARE_WITH_TIMEOUT(r->workspace.frontmostApplication()
-                                      .value_or(RunningApplication{})
-                                      .window,
-                                  zenity.window,
-                                  20000);
-    }
-
     void copyWhileIgnoredApplicationIsInFrontIsSkipped()
     {
         QSignalSpy delivered(&r->monitor, &ClipboardMonitor::onNew);
