@@ -61,7 +61,6 @@ private slots:
         QTest::newRow("all five modifiers in display order")
             << Key::a.rawValue << kAllCarbonModifiers
             << QStringLiteral("Ctrl+Alt+Shift+Super+Fn+A");
-        QTest::newRow("no modifiers") << Key::one.rawValue << qint64(0) << QStringLiteral("1");
         QTest::newRow("unknown modifier bits are dropped")
             << Key::v.rawValue << (CarbonModifier::shift | 0x400 | 0x1)
             << QStringLiteral("Shift+V");
@@ -89,9 +88,7 @@ private slots:
         QTest::addColumn<Key>("key");
         QTest::addColumn<QString>("expected");
         QTest::newRow("the layout's letter, not the position's") << Key::z << QStringLiteral("Y");
-        QTest::newRow("sharp s stays one character") << Key::minus << QStringLiteral("ß");
         QTest::newRow("accented letter upper-cased") << Key::quote << QStringLiteral("Ä");
-        QTest::newRow("dead key") << Key::backtick << QStringLiteral("^");
         QTest::newRow("more than one character") << Key::semicolon << QStringLiteral("\uFFFD");
         QTest::newRow("character outside the BMP") << Key::comma << QStringLiteral("𝔸");
         QTest::newRow("special keys keep their glyph") << Key::tab << QStringLiteral("⇥");
@@ -182,7 +179,6 @@ private slots:
         QTest::newRow("numbers as text")
             << QByteArray(R"({"carbonKeyCode":"9","carbonModifiers":"768"})");
         QTest::newRow("fraction") << QByteArray(R"({"carbonKeyCode":9.5,"carbonModifiers":768})");
-        QTest::newRow("truncated") << QByteArray(R"({"carbonKeyCode":9,"carbonModifiers":7)");
         QTest::newRow("too large for 64 bits")
             << QByteArray(R"({"carbonKeyCode":1e30,"carbonModifiers":0})");
     }
@@ -217,14 +213,10 @@ private slots:
             << press << int(Qt::Key_Z) << none << 999u << key(Key::z);
         QTest::newRow("shifted digit")
             << press << int(Qt::Key_Exclam) << none << 0u << key(Key::one);
-        QTest::newRow("shifted punctuation")
-            << press << int(Qt::Key_Question) << none << 0u << key(Key::slash);
         QTest::newRow("keypad digit")
             << press << int(Qt::Key_5) << keypad << 0u << key(Key::keypad5);
         QTest::newRow("keypad without Num Lock")
             << press << int(Qt::Key_Home) << keypad << 0u << key(Key::keypad7);
-        QTest::newRow("keypad enter")
-            << press << int(Qt::Key_Enter) << keypad << 0u << key(Key::keypadEnter);
         QTest::newRow("main block asterisk")
             << press << int(Qt::Key_Asterisk) << none << 0u << key(Key::eight);
         QTest::newRow("shift+tab") << press << int(Qt::Key_Backtab) << none << 0u << key(Key::tab);
@@ -232,7 +224,6 @@ private slots:
             << press << int(Qt::Key_Backspace) << none << 0u << key(Key::delete_);
         QTest::newRow("delete is forward delete")
             << press << int(Qt::Key_Delete) << none << 0u << key(Key::deleteForward);
-        QTest::newRow("Super") << press << int(Qt::Key_Super_L) << none << 0u << key(Key::command);
         QTest::newRow("F21 has no key")
             << press << int(Qt::Key_F21) << none << 0u << OptionalShortcut();
         QTest::newRow("shortcut override is no key event")

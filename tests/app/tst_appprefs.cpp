@@ -32,15 +32,11 @@ private slots:
 
         QTest::newRow("menu bar: a string reads as on")
             << QByteArray("showInMenuBar") << u"hello"_s << QVariant(true);
-        QTest::newRow("menu bar: a stored false")
-            << QByteArray("showInMenuBar") << u"false"_s << QVariant(false);
         QTest::newRow("sounds: a string reads as on")
             << QByteArray("playSounds") << u"no"_s << QVariant(true);
         QTest::newRow("paused: garbage reads as off")
             << QByteArray("paused") << u"garbage"_s << QVariant(false);
         QTest::newRow("paused: yes") << QByteArray("paused") << u"YES"_s << QVariant(true);
-        QTest::newRow("paused: a non-zero number")
-            << QByteArray("paused") << u"2"_s << QVariant(true);
         QTest::newRow("explainer: true")
             << QByteArray("seenPauseExplainer") << u"true"_s << QVariant(true);
         QTest::newRow("ignored: a number is no list")

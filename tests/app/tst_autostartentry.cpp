@@ -20,8 +20,6 @@ private slots:
         QTest::addColumn<QString>("expected");
         QTest::newRow("set") << QByteArray("/tmp/cfg/") << "/tmp/cfg/autostart";
         QTest::newRow("unset") << QByteArray() << QDir::homePath() + "/.config/autostart";
-        QTest::newRow("relative is ignored")
-            << QByteArray("cfg") << QDir::homePath() + "/.config/autostart";
     }
 
     void followsXdgConfigHome()

