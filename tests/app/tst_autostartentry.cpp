@@ -1,7 +1,6 @@
 #include "app/AutostartEntry.h"
 #include "app/DesktopEntry.h"
 
-#include <QDir>
 #include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -14,24 +13,6 @@ class TestAutostartEntry : public QObject
     Q_OBJECT
 
 private slots:
-    void followsXdgConfigHome_data()
-    {
-        QTest::addColumn<QByteArray>("configHome");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("set") << QByteArray("/tmp/cfg/") << "/tmp/cfg/autostart";
-        QTest::newRow("unset") << QByteArray() << QDir::homePath() + "/.config/autostart";
-    }
-
-    void followsXdgConfigHome()
-    {
-        QFETCH(QByteArray, configHome);
-        QFETCH(QString, expected);
-        qputenv("XDG_CONFIG_HOME", configHome);
-        QCOMPARE(AutostartEntry::defaultAutostartDir(), expected);
-        QCOMPARE(AutostartEntry().filePath(), expected + "/cliphaven.desktop");
-        qunsetenv("XDG_CONFIG_HOME");
-    }
-
     void switchingOnWritesAnEntryThatStartsTheProgramAndOffRemovesIt()
     {
         QTemporaryDir dir;
@@ -114,20 +95,6 @@ private slots:
                                                 QStringLiteral("C"));
         QVERIFY(parsed);
         QCOMPARE(parsed->program(), program.section(u'/', -1));
-    }
-
-    void unwritableFolderFails()
-    {
-        QTemporaryDir dir;
-        // A file where the folder should be.
-        QFile blocker(dir.filePath(QStringLiteral("autostart")));
-        QVERIFY(blocker.open(QIODevice::WriteOnly));
-        blocker.close();
-        AutostartEntry entry(blocker.fileName(), QStringLiteral("/usr/bin/cliphaven"));
-        QSignalSpy changed(&entry, &AutostartEntry::enabledChanged);
-        QVERIFY(!entry.setEnabled(true));
-        QVERIFY(!entry.isEnabled());
-        QCOMPARE(changed.size(), 0);
     }
 };
 

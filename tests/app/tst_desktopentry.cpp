@@ -43,29 +43,6 @@ private slots:
         QVERIFY(!entry->noDisplay && !entry->hidden);
     }
 
-    void localisedName_data()
-    {
-        QTest::addColumn<QString>("locale");
-        QTest::addColumn<QString>("name");
-
-        QTest::newRow("language and country") << u"de_AT.UTF-8"_s << u"Rechner (AT)"_s;
-        QTest::newRow("language and modifier") << u"sr@latin"_s << u"Kalkulator"_s;
-        QTest::newRow("unknown language") << u"fi_FI.UTF-8"_s << u"Calculator"_s;
-    }
-
-    void localisedName()
-    {
-        QFETCH(QString, locale);
-        QFETCH(QString, name);
-        const QByteArray text = "[Desktop Entry]\nType=Application\n"
-                                "Name[de]=Rechner\nName=Calculator\nName[de_AT]=Rechner (AT)\n"
-                                "Name[sr]=Калкулатор\nName[sr_RS]=Калкулатор (RS)\n"
-                                "Name[sr@latin]=Kalkulator\n";
-        const auto entry = DesktopEntry::parse(text, QStringLiteral("calc.desktop"), locale);
-        QVERIFY(entry);
-        QCOMPARE(entry->name, name);
-    }
-
     void identifier_data()
     {
         QTest::addColumn<QByteArray>("keys");
@@ -145,79 +122,29 @@ private slots:
         // Subfolders form ids with '-'; the same program twice is offered once.
         QVERIFY(writeFile(system + "/applications/kde/konsole.desktop", app("Konsole")));
         QVERIFY(writeFile(system + "/applications/zeta-again.desktop", app("Zeta")));
+        // Found by the last part of a reverse-domain id, and by a declared window class before
+        // a program of that name.
+        QVERIFY(writeApplication(system, "org.gnome.Calculator", "Name=Calculator\nExec=calc\n"));
+        QVERIFY(writeApplication(system, "a-navigator", "Name=Navigator Tool\nExec=navigator\n"));
+        QVERIFY(writeApplication(system, "web", "Name=Web\nExec=web\nStartupWMClass=Navigator\n"));
 
         const ApplicationCatalog catalog({home, system, dir.filePath(QStringLiteral("missing"))},
                                          QStringLiteral("C"));
         QCOMPARE(names(catalog.applications()),
-                 (QStringList{"alpha", "Konsole", "My Editor", "Zeta"}));
+                 (QStringList{"alpha",
+                              "Calculator",
+                              "Konsole",
+                              "My Editor",
+                              "Navigator Tool",
+                              "Web",
+                              "Zeta"}));
+        QCOMPARE(catalog.find(QStringLiteral("Calculator"))->name, QStringLiteral("Calculator"));
+        QCOMPARE(catalog.find(QStringLiteral("Navigator"))->name, QStringLiteral("Web"));
         QCOMPARE(catalog.find(QStringLiteral("konsole"))->fileId,
                  QStringLiteral("kde-konsole.desktop"));
         QVERIFY(!catalog.find(QStringLiteral("removed")));
         // Kept out of menus, but still installed: an ignored identifier shows its name.
         QCOMPARE(catalog.find(QStringLiteral("helper"))->name, QStringLiteral("Helper"));
-    }
-
-    void catalogFindsIgnoredIdentifiers_data()
-    {
-        QTest::addColumn<QString>("identifier");
-        QTest::addColumn<QString>("name"); // empty: not installed
-
-        QTest::newRow("class in other case") << u"keepassxc"_s << u"KeePassXC"_s;
-        QTest::newRow("reverse-domain id, last part") << u"Calculator"_s << u"Calculator"_s;
-        QTest::newRow("declared class wins over a program of that name")
-            << u"Navigator"_s << u"Web Browser"_s;
-        QTest::newRow("not installed") << u"com.example.Gone"_s << u""_s;
-    }
-
-    void catalogFindsIgnoredIdentifiers()
-    {
-        QFETCH(QString, identifier);
-        QFETCH(QString, name);
-
-        QTemporaryDir dir;
-        const QString share = dir.filePath(QStringLiteral("share"));
-        QVERIFY(writeApplication(share, "a-navigator", "Name=Navigator Tool\nExec=navigator\n"));
-        QVERIFY(writeApplication(share,
-                                 "keepassxc",
-                                 "Name=KeePassXC\nExec=keepassxc\nStartupWMClass=KeePassXC\n"));
-        QVERIFY(writeApplication(share,
-                                 "firefox-esr",
-                                 "Name=Firefox ESR\nExec=/usr/lib/firefox-esr/firefox-esr %u\n"));
-        QVERIFY(writeApplication(share,
-                                 "org.gnome.Calculator",
-                                 "Name=Calculator\nExec=gnome-calculator\n"));
-        QVERIFY(writeApplication(share,
-                                 "web",
-                                 "Name=Web Browser\nExec=web\nStartupWMClass=Navigator\n"));
-        const ApplicationCatalog catalog({dir.filePath(QStringLiteral("share"))},
-                                         QStringLiteral("C"));
-        const std::optional<DesktopEntry> entry = catalog.find(identifier);
-        QCOMPARE(entry ? entry->name : QString(), name);
-    }
-
-    void defaultDataDirs_data()
-    {
-        QTest::addColumn<QByteArray>("dataHome");
-        QTest::addColumn<QByteArray>("dataDirs");
-        QTest::addColumn<QStringList>("expected");
-
-        const QString home = QDir::homePath() + QStringLiteral("/.local/share");
-        QTest::newRow("unset") << QByteArray() << QByteArray()
-                               << QStringList{home, "/usr/local/share", "/usr/share"};
-        QTest::newRow("relative entries are ignored")
-            << QByteArray("relative") << QByteArray("rel:/b::") << QStringList{home, "/b"};
-    }
-
-    void defaultDataDirs()
-    {
-        QFETCH(QByteArray, dataHome);
-        QFETCH(QByteArray, dataDirs);
-        QFETCH(QStringList, expected);
-        qputenv("XDG_DATA_HOME", dataHome);
-        qputenv("XDG_DATA_DIRS", dataDirs);
-        QCOMPARE(ApplicationCatalog::defaultDataDirs(), expected);
-        qunsetenv("XDG_DATA_HOME");
-        qunsetenv("XDG_DATA_DIRS");
     }
 
     void theInstalledEntryNamesCliphavensWindows()

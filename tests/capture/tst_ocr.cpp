@@ -84,18 +84,6 @@ private slots:
         QCOMPARE(outcome.text, QStringLiteral("Hello World"));
     }
 
-    void readsAScreenshotWordForWord()
-    {
-        const QStringList lines{"Invoice 4521 is due on Friday",
-                                "Settings Preferences Quit",
-                                "The quick brown fox jumps over the lazy dog"};
-        OCR ocr;
-        Outcome outcome;
-        ocr.recognize(encodeImage(renderLines(lines, 16, QSize(1280, 720))), recordInto(outcome));
-        QTRY_COMPARE_WITH_TIMEOUT(outcome.calls, 1, kWaitMs);
-        QCOMPARE(outcome.text, lines.join(QLatin1Char(' ')));
-    }
-
     void givesNothingWithoutText_data()
     {
         QTest::addColumn<QByteArray>("bytes");
