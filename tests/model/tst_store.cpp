@@ -1,3 +1,4 @@
+#include "common/Files.h"
 #include "fakes/FakeTextRecognizer.h"
 #include "model/Store.h"
 #include "model/StoreCodec.h"
@@ -259,7 +260,7 @@ private slots:
         QVERIFY(QFile::exists(m_path));
     }
 
-    void saveAndLoadRoundTrip()
+    void saveAndLoadRoundTripInAPrivateFile()
     {
         QList<ClipItem> history;
         QList<Category> categories;
@@ -281,14 +282,8 @@ private slots:
         QCOMPARE(loaded->history(), history);
         QCOMPARE(loaded->categories(), categories);
         QVERIFY(loaded->keptAsidePath().isEmpty());
-    }
 
-    void fileAndFolderArePrivate()
-    {
-        auto store = makeStore();
-        store->captureFromClipboard(text(QStringLiteral("secret")));
-        store->flushSave();
-        store->waitForWrites();
+        // The file and its folder are the user's alone, with no temporary files beside it.
         const auto others = QFileDevice::ReadGroup | QFileDevice::WriteGroup | QFileDevice::ExeGroup
                             | QFileDevice::ReadOther | QFileDevice::WriteOther
                             | QFileDevice::ExeOther;
@@ -296,7 +291,6 @@ private slots:
         QVERIFY(file.permissions().testFlags(QFileDevice::ReadOwner | QFileDevice::WriteOwner));
         QVERIFY(!(file.permissions() & (others | QFileDevice::ExeOwner)));
         QVERIFY(!(QFileInfo(file.absolutePath()).permissions() & others));
-        // No temporary files are left beside it.
         QCOMPARE(QDir(file.absolutePath()).entryList(QDir::Files), QStringList{"store.json"});
     }
 
@@ -312,13 +306,8 @@ private slots:
 
     void corruptFileIsKeptAsideAndStoreStartsEmpty()
     {
-        QDir().mkpath(QFileInfo(m_path).absolutePath());
         const QByteArray garbage("{\"history\":[{\"id\":\"broken");
-        {
-            QFile file(m_path);
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write(garbage);
-        }
+        QVERIFY(writeFile(m_path, garbage));
         auto store = makeStore();
         QVERIFY(store->history().isEmpty());
         QVERIFY(store->categories().isEmpty());
