@@ -4,43 +4,34 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QKeyEvent>
-#include <QSet>
 #include <QTest>
 
 using namespace KeyboardShortcuts;
 
-Q_DECLARE_METATYPE(std::optional<KeyboardShortcuts::Shortcut>)
+using OptionalShortcut = std::optional<KeyboardShortcuts::Shortcut>;
+Q_DECLARE_METATYPE(OptionalShortcut)
 
 namespace {
 
 // A German-like layout: Y and Z swapped, ß on the minus key, a dead circumflex on the backtick
-// key, and scan code 55 on the V position.
+// key, a text of two characters and one outside the BMP, and scan code 55 on the V position.
 class FakeLayout final : public KeyboardLayout
 {
 public:
     QString character(Key key) const override
     {
-        if (key == Key::z)
-            return QStringLiteral("y");
-        if (key == Key::y)
-            return QStringLiteral("z");
-        if (key == Key::minus)
-            return QStringLiteral("ß");
-        if (key == Key::backtick)
-            return QStringLiteral("^");
-        if (key == Key::quote)
-            return QStringLiteral("ä");
-        if (key == Key::semicolon)
-            return QStringLiteral("ab"); // not one character
-        if (key == Key::comma)
-            return QStringLiteral("𝔸"); // one character, two UTF-16 units
-        return m_us.character(key);
+        const QHash<qint64, QString> german{{Key::z.rawValue, "y"},
+                                            {Key::y.rawValue, "z"},
+                                            {Key::minus.rawValue, "ß"},
+                                            {Key::backtick.rawValue, "^"},
+                                            {Key::quote.rawValue, "ä"},
+                                            {Key::semicolon.rawValue, "ab"},
+                                            {Key::comma.rawValue, "𝔸"}};
+        return german.contains(key.rawValue) ? german.value(key.rawValue) : m_us.character(key);
     }
     std::optional<Key> keyForScanCode(quint32 nativeScanCode) const override
     {
-        if (nativeScanCode == 55)
-            return Key::v;
-        return std::nullopt;
+        return nativeScanCode == 55 ? std::optional(Key::v) : std::nullopt;
     }
 
 private:
@@ -58,392 +49,197 @@ class TestShortcut : public QObject
     Q_OBJECT
 
 private slots:
-    void displayText_data();
-    void displayText();
-    void keyTextFollowsTheLayout_data();
-    void keyTextFollowsTheLayout();
-    void keyCapsAreOnePerKey();
-    void modifierConversion_data();
-    void modifierConversion();
-    void qtModifierConversion_data();
-    void qtModifierConversion();
-    void keyAndFlagsConstructorKeepsOnlyKnownModifiers();
-    void jsonRoundTrip_data();
-    void jsonRoundTrip();
-    void jsonUsesTheStoredMemberNames();
-    void jsonThatIsNotAShortcut_data();
-    void jsonThatIsNotAShortcut();
-    void specialKeysAreReachedFromTheirKeys();
-    void keypadEnterAndClearShareAGlyph();
-    void keyTableIsConsistent();
-    void qtKeys_data();
-    void qtKeys();
-    void keyEvents_data();
-    void keyEvents();
+    void displayText_data()
+    {
+        QTest::addColumn<qint64>("keyCode");
+        QTest::addColumn<qint64>("modifiers");
+        QTest::addColumn<QString>("expected");
+
+        QTest::newRow("shift before command, letter upper-cased")
+            << Key::v.rawValue << (CarbonModifier::command | CarbonModifier::shift)
+            << QStringLiteral("Shift+Super+V");
+        QTest::newRow("all five modifiers in display order")
+            << Key::a.rawValue << kAllCarbonModifiers
+            << QStringLiteral("Ctrl+Alt+Shift+Super+Fn+A");
+        QTest::newRow("unknown modifier bits are dropped")
+            << Key::v.rawValue << (CarbonModifier::shift | 0x400 | 0x1)
+            << QStringLiteral("Shift+V");
+        QTest::newRow("special key glyph")
+            << Key::return_.rawValue << CarbonModifier::command << QStringLiteral("Super+↩");
+        QTest::newRow("space shows its name")
+            << Key::space.rawValue << CarbonModifier::option << QStringLiteral("Alt+Space");
+        QTest::newRow("keypad digit") << Key::keypad7.rawValue << qint64(0) << QStringLiteral("7⃣");
+        QTest::newRow("key code outside the table")
+            << qint64(200) << CarbonModifier::shift << QStringLiteral("Shift+\uFFFD");
+    }
+    void displayText()
+    {
+        QFETCH(qint64, keyCode);
+        QFETCH(qint64, modifiers);
+        QFETCH(QString, expected);
+        const Shortcut shortcut(keyCode, modifiers);
+        QCOMPARE(shortcut.presentableDescription(UsKeyboardLayout()), expected);
+        // With no layout installed the US layout is used.
+        QCOMPARE(shortcut.description(), expected);
+    }
+
+    void keyTextFollowsTheLayout_data()
+    {
+        QTest::addColumn<Key>("key");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("the layout's letter, not the position's") << Key::z << QStringLiteral("Y");
+        QTest::newRow("accented letter upper-cased") << Key::quote << QStringLiteral("Ä");
+        QTest::newRow("more than one character") << Key::semicolon << QStringLiteral("\uFFFD");
+        QTest::newRow("character outside the BMP") << Key::comma << QStringLiteral("𝔸");
+        QTest::newRow("special keys keep their glyph") << Key::tab << QStringLiteral("⇥");
+    }
+    void keyTextFollowsTheLayout()
+    {
+        QFETCH(Key, key);
+        QFETCH(QString, expected);
+        const FakeLayout layout;
+        QCOMPARE(Shortcut(key, {}).keyText(layout), expected);
+        QCOMPARE(Shortcut(key, ModifierFlag::command).keyCaps(layout),
+                 QStringList({QStringLiteral("Super"), expected}));
+        // Installed as the current layout, the plain forms use it too.
+        setCurrentKeyboardLayout(&layout);
+        const QString installed = Shortcut(key, ModifierFlag::control).presentableDescription();
+        setCurrentKeyboardLayout(nullptr);
+        QCOMPARE(installed, u"Ctrl+" + expected);
+    }
+
+    void modifierConversion_data()
+    {
+        QTest::addColumn<qint64>("carbon");
+        QTest::addColumn<quint32>("flags");
+        QTest::addColumn<QStringList>("names");
+        QTest::newRow("none") << qint64(0) << 0u << QStringList();
+        QTest::newRow("shift and command")
+            << qint64(0x300) << 0x120000u << QStringList{"Shift", "Super"};
+        QTest::newRow("all five") << kAllCarbonModifiers << 0x9E0000u
+                                  << QStringList{"Ctrl", "Alt", "Shift", "Super", "Fn"};
+    }
+    void modifierConversion()
+    {
+        QFETCH(qint64, carbon);
+        QFETCH(quint32, flags);
+        QFETCH(QStringList, names);
+        QCOMPARE(modifierFlags(carbon).toInt(), flags);
+        QCOMPARE(carbonModifiers(ModifierFlags::fromInt(flags)), carbon);
+        QCOMPARE(modifierNames(ModifierFlags::fromInt(flags)), names);
+        // Bits that are no modifier (Caps Lock, device bits) are dropped both ways.
+        QCOMPARE(modifierFlags(carbon | 0x400 | 0x1).toInt(), flags);
+        QCOMPARE(carbonModifiers(ModifierFlags::fromInt(flags | 0x10000 | 0x1)), carbon);
+    }
+
+    void qtModifierConversion_data()
+    {
+        QTest::addColumn<Qt::KeyboardModifiers>("qt");
+        QTest::addColumn<qint64>("carbon");
+        QTest::newRow("none") << Qt::KeyboardModifiers() << qint64(0);
+        QTest::newRow("Meta (Super) is command")
+            << Qt::KeyboardModifiers(Qt::MetaModifier) << CarbonModifier::command;
+        QTest::newRow("all four") << (Qt::ControlModifier | Qt::AltModifier | Qt::ShiftModifier
+                                      | Qt::MetaModifier)
+                                  << qint64(0x1B00);
+    }
+    void qtModifierConversion()
+    {
+        QFETCH(Qt::KeyboardModifiers, qt);
+        QFETCH(qint64, carbon);
+        QCOMPARE(carbonModifiers(qt), carbon);
+        QCOMPARE(carbonModifiers(qt | Qt::KeypadModifier | Qt::GroupSwitchModifier), carbon);
+        QCOMPARE(qtModifiers(carbon), qt);
+        // Qt has no function modifier.
+        QCOMPARE(qtModifiers(carbon | CarbonModifier::function), qt);
+    }
+
+    void jsonUsesTheStoredMemberNames()
+    {
+        const Shortcut shortcut(Key::v, ModifierFlag::command | ModifierFlag::shift);
+        const QJsonObject object = QJsonDocument::fromJson(shortcut.toJson()).object();
+        QCOMPARE(object.keys(), QStringList({"carbonKeyCode", "carbonModifiers"}));
+        QCOMPARE(object.value("carbonKeyCode").toInteger(), 9);
+        QCOMPARE(object.value("carbonModifiers").toInteger(), 768);
+        // Written by another program, with other members and spacing.
+        QCOMPARE(Shortcut::fromJson(
+                     R"({ "carbonModifiers" : 256, "other": true, "carbonKeyCode": 0 })"),
+                 Shortcut(Key::a, ModifierFlag::command));
+        // Whatever is stored comes back, unknown bits and 64-bit values too.
+        for (const Shortcut &stored : {shortcut, Shortcut(-5, std::numeric_limits<qint64>::max())})
+            QCOMPARE(Shortcut::fromJson(stored.toJson()), stored);
+    }
+
+    void jsonThatIsNotAShortcut_data()
+    {
+        QTest::addColumn<QByteArray>("json");
+        QTest::newRow("empty") << QByteArray();
+        QTest::newRow("garbage") << QByteArray("\xff\xfe garbage");
+        QTest::newRow("modifiers missing") << QByteArray(R"({"carbonKeyCode":9})");
+        QTest::newRow("numbers as text")
+            << QByteArray(R"({"carbonKeyCode":"9","carbonModifiers":"768"})");
+        QTest::newRow("fraction") << QByteArray(R"({"carbonKeyCode":9.5,"carbonModifiers":768})");
+        QTest::newRow("too large for 64 bits")
+            << QByteArray(R"({"carbonKeyCode":1e30,"carbonModifiers":0})");
+    }
+    void jsonThatIsNotAShortcut()
+    {
+        QFETCH(QByteArray, json);
+        QCOMPARE(Shortcut::fromJson(json), std::nullopt);
+    }
+
+    void keyEvents_data()
+    {
+        QTest::addColumn<int>("type");
+        QTest::addColumn<int>("qtKey");
+        QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
+        QTest::addColumn<quint32>("scanCode");
+        QTest::addColumn<OptionalShortcut>("expected");
+
+        const int press = QEvent::KeyPress;
+        const Qt::KeyboardModifiers none;
+        const Qt::KeyboardModifiers keypad = Qt::KeypadModifier;
+        const auto key = [](Key key, ModifierFlags flags = {}) {
+            return OptionalShortcut(Shortcut(key, flags));
+        };
+        QTest::newRow("press") << press << int(Qt::Key_V) << (Qt::ShiftModifier | Qt::MetaModifier)
+                               << 0u << OptionalShortcut(Shortcut(9, 0x300));
+        QTest::newRow("release") << int(QEvent::KeyRelease) << int(Qt::Key_F5)
+                                 << (none | Qt::ControlModifier) << 0u
+                                 << key(Key::f5, ModifierFlag::control);
+        QTest::newRow("the scan code's position wins over the Qt key")
+            << press << int(Qt::Key_Z) << none << 55u << key(Key::v);
+        QTest::newRow("unknown scan code falls back to the Qt key")
+            << press << int(Qt::Key_Z) << none << 999u << key(Key::z);
+        QTest::newRow("shifted digit")
+            << press << int(Qt::Key_Exclam) << none << 0u << key(Key::one);
+        QTest::newRow("keypad digit")
+            << press << int(Qt::Key_5) << keypad << 0u << key(Key::keypad5);
+        QTest::newRow("keypad without Num Lock")
+            << press << int(Qt::Key_Home) << keypad << 0u << key(Key::keypad7);
+        QTest::newRow("main block asterisk")
+            << press << int(Qt::Key_Asterisk) << none << 0u << key(Key::eight);
+        QTest::newRow("shift+tab") << press << int(Qt::Key_Backtab) << none << 0u << key(Key::tab);
+        QTest::newRow("backspace is delete")
+            << press << int(Qt::Key_Backspace) << none << 0u << key(Key::delete_);
+        QTest::newRow("delete is forward delete")
+            << press << int(Qt::Key_Delete) << none << 0u << key(Key::deleteForward);
+        QTest::newRow("F21 has no key")
+            << press << int(Qt::Key_F21) << none << 0u << OptionalShortcut();
+        QTest::newRow("shortcut override is no key event")
+            << int(QEvent::ShortcutOverride) << int(Qt::Key_V) << none << 0u << OptionalShortcut();
+    }
+    void keyEvents()
+    {
+        QFETCH(int, type);
+        QFETCH(int, qtKey);
+        QFETCH(Qt::KeyboardModifiers, modifiers);
+        QFETCH(quint32, scanCode);
+        QFETCH(OptionalShortcut, expected);
+        const QKeyEvent event(QEvent::Type(type), qtKey, modifiers, scanCode, 0, 0);
+        QCOMPARE(Shortcut::fromEvent(event, FakeLayout()), expected);
+    }
 };
-
-void TestShortcut::displayText_data()
-{
-    QTest::addColumn<qint64>("keyCode");
-    QTest::addColumn<qint64>("modifiers");
-    QTest::addColumn<QString>("expected");
-
-    QTest::newRow("shift before command, letter upper-cased")
-        << Key::v.rawValue << (CarbonModifier::command | CarbonModifier::shift)
-        << QStringLiteral("Shift+Super+V");
-    QTest::newRow("all five modifiers in display order")
-        << Key::a.rawValue << kAllCarbonModifiers << QStringLiteral("Ctrl+Alt+Shift+Super+Fn+A");
-    QTest::newRow("control and option")
-        << Key::k.rawValue << (CarbonModifier::option | CarbonModifier::control)
-        << QStringLiteral("Ctrl+Alt+K");
-    QTest::newRow("no modifiers") << Key::one.rawValue << qint64(0) << QStringLiteral("1");
-    QTest::newRow("unknown modifier bits are dropped")
-        << Key::v.rawValue << (CarbonModifier::shift | 0x400 | 0x1) << QStringLiteral("Shift+V");
-    QTest::newRow("punctuation") << Key::backtick.rawValue << CarbonModifier::control
-                                 << QStringLiteral("Ctrl+`");
-    QTest::newRow("special key glyph")
-        << Key::return_.rawValue << CarbonModifier::command << QStringLiteral("Super+↩");
-    QTest::newRow("space shows its name")
-        << Key::space.rawValue << CarbonModifier::option << QStringLiteral("Alt+Space");
-    QTest::newRow("function key") << Key::f13.rawValue << qint64(0) << QStringLiteral("F13");
-    QTest::newRow("keypad digit") << Key::keypad7.rawValue << qint64(0) << QStringLiteral("7⃣");
-    QTest::newRow("arrow") << Key::leftArrow.rawValue << CarbonModifier::control
-                           << QStringLiteral("Ctrl+←");
-    QTest::newRow("modifier key has no character")
-        << Key::command.rawValue << qint64(0) << QStringLiteral("\uFFFD");
-    QTest::newRow("key code outside the table")
-        << qint64(200) << CarbonModifier::shift << QStringLiteral("Shift+\uFFFD");
-    QTest::newRow("negative key code") << qint64(-1) << qint64(0) << QStringLiteral("\uFFFD");
-}
-
-void TestShortcut::displayText()
-{
-    QFETCH(qint64, keyCode);
-    QFETCH(qint64, modifiers);
-    QFETCH(QString, expected);
-
-    const Shortcut shortcut(keyCode, modifiers);
-    QCOMPARE(shortcut.presentableDescription(UsKeyboardLayout()), expected);
-    // With no layout installed the US layout is used.
-    QCOMPARE(shortcut.description(), expected);
-}
-
-void TestShortcut::keyTextFollowsTheLayout_data()
-{
-    QTest::addColumn<Key>("key");
-    QTest::addColumn<QString>("expected");
-
-    QTest::newRow("the layout's letter, not the position's") << Key::z << QStringLiteral("Y");
-    QTest::newRow("sharp s stays one character") << Key::minus << QStringLiteral("ß");
-    QTest::newRow("accented letter upper-cased") << Key::quote << QStringLiteral("Ä");
-    QTest::newRow("dead key") << Key::backtick << QStringLiteral("^");
-    QTest::newRow("more than one character") << Key::semicolon << QStringLiteral("\uFFFD");
-    QTest::newRow("character outside the BMP") << Key::comma << QStringLiteral("𝔸");
-    QTest::newRow("special keys keep their glyph") << Key::tab << QStringLiteral("⇥");
-}
-
-void TestShortcut::keyTextFollowsTheLayout()
-{
-    QFETCH(Key, key);
-    QFETCH(QString, expected);
-
-    const FakeLayout layout;
-    QCOMPARE(Shortcut(key, {}).keyText(layout), expected);
-
-    // Installed as the current layout, the plain forms use it too.
-    setCurrentKeyboardLayout(&layout);
-    const QString installed = Shortcut(key, ModifierFlag::control).presentableDescription();
-    setCurrentKeyboardLayout(nullptr);
-    QCOMPARE(installed, u"Ctrl+" + expected);
-}
-
-void TestShortcut::keyCapsAreOnePerKey()
-{
-    const Shortcut shortcut(Key::z, ModifierFlag::command | ModifierFlag::option);
-    QCOMPARE(shortcut.keyCaps(FakeLayout()),
-             QStringList({QStringLiteral("Alt"), QStringLiteral("Super"), QStringLiteral("Y")}));
-    QCOMPARE(Shortcut(Key::f1, {}).keyCaps(FakeLayout()), QStringList{QStringLiteral("F1")});
-}
-
-void TestShortcut::modifierConversion_data()
-{
-    QTest::addColumn<qint64>("carbon");
-    QTest::addColumn<quint32>("flags");
-    QTest::addColumn<QStringList>("names");
-
-    QTest::newRow("none") << qint64(0) << 0u << QStringList();
-    QTest::newRow("control, option and command")
-        << qint64(0x1900) << 0x1C0000u << QStringList{"Ctrl", "Alt", "Super"};
-    QTest::newRow("shift and command")
-        << qint64(0x300) << 0x120000u << QStringList{"Shift", "Super"};
-    QTest::newRow("function") << qint64(0x20000) << 0x800000u << QStringList{"Fn"};
-    QTest::newRow("all five") << kAllCarbonModifiers << 0x9E0000u
-                              << QStringList{"Ctrl", "Alt", "Shift", "Super", "Fn"};
-}
-
-void TestShortcut::modifierConversion()
-{
-    QFETCH(qint64, carbon);
-    QFETCH(quint32, flags);
-    QFETCH(QStringList, names);
-
-    QCOMPARE(modifierFlags(carbon).toInt(), flags);
-    QCOMPARE(carbonModifiers(ModifierFlags::fromInt(flags)), carbon);
-    QCOMPARE(modifierNames(ModifierFlags::fromInt(flags)), names);
-    // Bits that are no modifier (Caps Lock, device bits) are dropped both ways.
-    QCOMPARE(modifierFlags(carbon | 0x400 | 0x1).toInt(), flags);
-    QCOMPARE(carbonModifiers(ModifierFlags::fromInt(flags | 0x10000 | 0x1)), carbon);
-}
-
-void TestShortcut::qtModifierConversion_data()
-{
-    QTest::addColumn<Qt::KeyboardModifiers>("qt");
-    QTest::addColumn<qint64>("carbon");
-
-    QTest::newRow("none") << Qt::KeyboardModifiers() << qint64(0);
-    QTest::newRow("Ctrl is control")
-        << Qt::KeyboardModifiers(Qt::ControlModifier) << CarbonModifier::control;
-    QTest::newRow("Alt is option")
-        << Qt::KeyboardModifiers(Qt::AltModifier) << CarbonModifier::option;
-    QTest::newRow("Meta (Super) is command")
-        << Qt::KeyboardModifiers(Qt::MetaModifier) << CarbonModifier::command;
-    QTest::newRow("all four") << (Qt::ControlModifier | Qt::AltModifier | Qt::ShiftModifier
-                                  | Qt::MetaModifier)
-                              << qint64(0x1B00);
-}
-
-void TestShortcut::qtModifierConversion()
-{
-    QFETCH(Qt::KeyboardModifiers, qt);
-    QFETCH(qint64, carbon);
-
-    QCOMPARE(carbonModifiers(qt), carbon);
-    QCOMPARE(carbonModifiers(qt | Qt::KeypadModifier | Qt::GroupSwitchModifier), carbon);
-    QCOMPARE(qtModifiers(carbon), qt);
-    // Qt has no function modifier.
-    QCOMPARE(qtModifiers(carbon | CarbonModifier::function), qt);
-}
-
-void TestShortcut::keyAndFlagsConstructorKeepsOnlyKnownModifiers()
-{
-    const Shortcut shortcut(Key::v, ModifierFlags::fromInt(0x100000 | 0x20000 | 0x10000));
-    QCOMPARE(shortcut.carbonKeyCode, 9);
-    QCOMPARE(shortcut.carbonModifiers, 0x300);
-    QCOMPARE(shortcut.key(), Key::v);
-    QCOMPARE(shortcut.modifiers(), ModifierFlag::command | ModifierFlag::shift);
-    // The plain constructor keeps whatever it is given.
-    QCOMPARE(Shortcut(9, 0x301).carbonModifiers, 0x301);
-}
-
-void TestShortcut::jsonRoundTrip_data()
-{
-    QTest::addColumn<Shortcut>("shortcut");
-
-    QTest::newRow("default shortcut")
-        << Shortcut(Key::v, ModifierFlag::command | ModifierFlag::shift);
-    QTest::newRow("no modifiers") << Shortcut(Key::f5, {});
-    QTest::newRow("unknown bits kept") << Shortcut(300, 0x301);
-    QTest::newRow("negative and 64-bit values") << Shortcut(-5, std::numeric_limits<qint64>::max());
-}
-
-void TestShortcut::jsonRoundTrip()
-{
-    QFETCH(Shortcut, shortcut);
-    QCOMPARE(Shortcut::fromJson(shortcut.toJson()), shortcut);
-}
-
-void TestShortcut::jsonUsesTheStoredMemberNames()
-{
-    const QByteArray json = Shortcut(Key::v, ModifierFlag::command | ModifierFlag::shift).toJson();
-    const QJsonObject object = QJsonDocument::fromJson(json).object();
-    QCOMPARE(object.keys(), QStringList({"carbonKeyCode", "carbonModifiers"}));
-    QCOMPARE(object.value("carbonKeyCode").toInteger(), 9);
-    QCOMPARE(object.value("carbonModifiers").toInteger(), 768);
-    // Written by another program, with other members and spacing.
-    QCOMPARE(Shortcut::fromJson(R"({ "carbonModifiers" : 256, "other": true, "carbonKeyCode": 0 })"),
-             Shortcut(Key::a, ModifierFlag::command));
-}
-
-void TestShortcut::jsonThatIsNotAShortcut_data()
-{
-    QTest::addColumn<QByteArray>("json");
-
-    QTest::newRow("empty") << QByteArray();
-    QTest::newRow("garbage") << QByteArray("\xff\xfe garbage");
-    QTest::newRow("array") << QByteArray("[9, 768]");
-    QTest::newRow("empty object") << QByteArray("{}");
-    QTest::newRow("modifiers missing") << QByteArray(R"({"carbonKeyCode":9})");
-    QTest::newRow("key code missing") << QByteArray(R"({"carbonModifiers":768})");
-    QTest::newRow("numbers as text")
-        << QByteArray(R"({"carbonKeyCode":"9","carbonModifiers":"768"})");
-    QTest::newRow("fraction") << QByteArray(R"({"carbonKeyCode":9.5,"carbonModifiers":768})");
-    QTest::newRow("null member") << QByteArray(R"({"carbonKeyCode":null,"carbonModifiers":768})");
-    QTest::newRow("truncated") << QByteArray(R"({"carbonKeyCode":9,"carbonModifiers":7)");
-    QTest::newRow("too large for 64 bits")
-        << QByteArray(R"({"carbonKeyCode":1e30,"carbonModifiers":0})");
-}
-
-void TestShortcut::jsonThatIsNotAShortcut()
-{
-    QFETCH(QByteArray, json);
-    QCOMPARE(Shortcut::fromJson(json), std::nullopt);
-}
-
-void TestShortcut::specialKeysAreReachedFromTheirKeys()
-{
-    QSet<qint64> keys;
-    for (int index = 0; index < kSpecialKeyCount; ++index) {
-        const auto special = SpecialKey(index);
-        const Key key = keyOf(special);
-        keys.insert(key.rawValue);
-        QCOMPARE(specialKey(key), special);
-        QVERIFY(!presentableDescription(special).isEmpty());
-    }
-    QCOMPARE(keys.size(), 53);
-    QCOMPARE(keyOf(SpecialKey::return_), Key::return_);
-    QCOMPARE(keyOf(SpecialKey::f20), Key::f20);
-    QCOMPARE(keyOf(SpecialKey::keypadPlus), Key::keypadPlus);
-    QCOMPARE(presentableDescription(SpecialKey::f1), QStringLiteral("F1"));
-    QCOMPARE(presentableDescription(SpecialKey::f20), QStringLiteral("F20"));
-    // Characters, modifiers and media keys are no special keys.
-    for (const Key key : {Key::a,
-                          Key::one,
-                          Key::slash,
-                          Key::command,
-                          Key::capsLock,
-                          Key::mute,
-                          Key::function,
-                          Key(10),
-                          Key(500)})
-        QCOMPARE(specialKey(key), std::nullopt);
-}
-
-void TestShortcut::keypadEnterAndClearShareAGlyph()
-{
-    QCOMPARE(presentableDescription(SpecialKey::keypadEnter),
-             presentableDescription(SpecialKey::keypadClear));
-    QVERIFY(presentableDescription(SpecialKey::keypadEnter)
-            != presentableDescription(SpecialKey::return_));
-}
-
-void TestShortcut::keyTableIsConsistent()
-{
-    QSet<qint64> codes;
-    QSet<QByteArray> names;
-    QSet<quint32> keysyms;
-    for (const KeyTableRow &row : keyTable()) {
-        QVERIFY2(!codes.contains(row.carbonKeyCode), QByteArray::number(row.carbonKeyCode));
-        codes.insert(row.carbonKeyCode);
-        if (row.xkbKeyName) {
-            QVERIFY2(!names.contains(row.xkbKeyName), row.xkbKeyName);
-            names.insert(row.xkbKeyName);
-            QCOMPARE(keyTableRowForXkbName(row.xkbKeyName), &row);
-        }
-        if (row.keysym) {
-            QVERIFY(!keysyms.contains(row.keysym));
-            keysyms.insert(row.keysym);
-            QCOMPARE(keyTableRowForKeysym(row.keysym), &row);
-        }
-        QCOMPARE(keyTableRow(Key(row.carbonKeyCode)), &row);
-    }
-    // Every named key: the 113 codes of the Carbon numbering.
-    QCOMPARE(codes.size(), 113);
-    for (int index = 0; index < kSpecialKeyCount; ++index)
-        QVERIFY(keyTableRow(keyOf(SpecialKey(index))));
-    QCOMPARE(keyTableRow(Key(52)), nullptr);
-    QCOMPARE(keyTableRowForXkbName("NOPE"), nullptr);
-    QCOMPARE(keyTableRowForXkbName(nullptr), nullptr);
-}
-
-void TestShortcut::qtKeys_data()
-{
-    QTest::addColumn<int>("qtKey");
-    QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
-    QTest::addColumn<qint64>("expected"); // -1: none
-
-    const Qt::KeyboardModifiers none;
-    const Qt::KeyboardModifiers keypad = Qt::KeypadModifier;
-    QTest::newRow("letter") << int(Qt::Key_V) << none << Key::v.rawValue;
-    QTest::newRow("letter with shift")
-        << int(Qt::Key_V) << Qt::KeyboardModifiers(Qt::ShiftModifier) << Key::v.rawValue;
-    QTest::newRow("digit") << int(Qt::Key_5) << none << Key::five.rawValue;
-    QTest::newRow("shifted digit") << int(Qt::Key_Exclam) << none << Key::one.rawValue;
-    QTest::newRow("shifted punctuation") << int(Qt::Key_Question) << none << Key::slash.rawValue;
-    QTest::newRow("backtick") << int(Qt::Key_QuoteLeft) << none << Key::backtick.rawValue;
-    QTest::newRow("keypad digit") << int(Qt::Key_5) << keypad << Key::keypad5.rawValue;
-    QTest::newRow("keypad without Num Lock")
-        << int(Qt::Key_Home) << keypad << Key::keypad7.rawValue;
-    QTest::newRow("keypad operator")
-        << int(Qt::Key_Asterisk) << keypad << Key::keypadMultiply.rawValue;
-    QTest::newRow("main block asterisk") << int(Qt::Key_Asterisk) << none << Key::eight.rawValue;
-    QTest::newRow("enter") << int(Qt::Key_Enter) << keypad << Key::keypadEnter.rawValue;
-    QTest::newRow("return") << int(Qt::Key_Return) << none << Key::return_.rawValue;
-    QTest::newRow("home") << int(Qt::Key_Home) << none << Key::home.rawValue;
-    QTest::newRow("shift+tab") << int(Qt::Key_Backtab) << none << Key::tab.rawValue;
-    QTest::newRow("backspace is delete") << int(Qt::Key_Backspace) << none << Key::delete_.rawValue;
-    QTest::newRow("delete is forward delete")
-        << int(Qt::Key_Delete) << none << Key::deleteForward.rawValue;
-    QTest::newRow("F1") << int(Qt::Key_F1) << none << Key::f1.rawValue;
-    QTest::newRow("F13") << int(Qt::Key_F13) << none << Key::f13.rawValue;
-    QTest::newRow("F20") << int(Qt::Key_F20) << none << Key::f20.rawValue;
-    QTest::newRow("Super") << int(Qt::Key_Super_L) << none << Key::command.rawValue;
-    QTest::newRow("F21 has no key") << int(Qt::Key_F21) << none << qint64(-1);
-    QTest::newRow("Insert has no key") << int(Qt::Key_Insert) << none << qint64(-1);
-    QTest::newRow("Print has no key") << int(Qt::Key_Print) << none << qint64(-1);
-    QTest::newRow("unknown") << int(Qt::Key_unknown) << none << qint64(-1);
-}
-
-void TestShortcut::qtKeys()
-{
-    QFETCH(int, qtKey);
-    QFETCH(Qt::KeyboardModifiers, modifiers);
-    QFETCH(qint64, expected);
-
-    const std::optional<Key> key = keyForQtKey(qtKey, modifiers);
-    QCOMPARE(key ? key->rawValue : -1, expected);
-}
-
-void TestShortcut::keyEvents_data()
-{
-    QTest::addColumn<int>("type");
-    QTest::addColumn<int>("qtKey");
-    QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
-    QTest::addColumn<quint32>("scanCode");
-    QTest::addColumn<std::optional<Shortcut>>("expected");
-
-    const auto press = int(QEvent::KeyPress);
-    QTest::newRow("press") << press << int(Qt::Key_V) << (Qt::ShiftModifier | Qt::MetaModifier)
-                           << 0u << std::optional(Shortcut(9, 0x300));
-    QTest::newRow("release") << int(QEvent::KeyRelease) << int(Qt::Key_F5)
-                             << Qt::KeyboardModifiers(Qt::ControlModifier) << 0u
-                             << std::optional(Shortcut(Key::f5, ModifierFlag::control));
-    QTest::newRow("keypad flag is no modifier")
-        << press << int(Qt::Key_Enter) << Qt::KeyboardModifiers(Qt::KeypadModifier) << 0u
-        << std::optional(Shortcut(Key::keypadEnter, {}));
-    QTest::newRow("the scan code's position wins over the Qt key")
-        << press << int(Qt::Key_Z) << Qt::KeyboardModifiers() << 55u
-        << std::optional(Shortcut(Key::v, {}));
-    QTest::newRow("unknown scan code falls back to the Qt key")
-        << press << int(Qt::Key_Z) << Qt::KeyboardModifiers() << 999u
-        << std::optional(Shortcut(Key::z, {}));
-    QTest::newRow("key outside the table") << press << int(Qt::Key_Print) << Qt::KeyboardModifiers()
-                                           << 0u << std::optional<Shortcut>();
-    QTest::newRow("shortcut override is no key event")
-        << int(QEvent::ShortcutOverride) << int(Qt::Key_V) << Qt::KeyboardModifiers() << 0u
-        << std::optional<Shortcut>();
-}
-
-void TestShortcut::keyEvents()
-{
-    QFETCH(int, type);
-    QFETCH(int, qtKey);
-    QFETCH(Qt::KeyboardModifiers, modifiers);
-    QFETCH(quint32, scanCode);
-    QFETCH(std::optional<Shortcut>, expected);
-
-    const QKeyEvent event(QEvent::Type(type), qtKey, modifiers, scanCode, 0, 0);
-    QCOMPARE(Shortcut::fromEvent(event, FakeLayout()), expected);
-}
 
 QTEST_GUILESS_MAIN(TestShortcut)
 #include "tst_shortcut.moc"

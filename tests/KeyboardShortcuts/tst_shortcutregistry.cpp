@@ -1,6 +1,6 @@
-#include "FakeHotKeyBackend.h"
 #include "KeyboardShortcuts/Notifier.h"
 #include "KeyboardShortcuts/Registry.h"
+#include "fakes/FakeHotKeyBackend.h"
 
 #include <QSettings>
 #include <QSignalSpy>
@@ -35,31 +35,265 @@ class TestShortcutRegistry : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    void init()
+    {
+        m_dir = std::make_unique<QTemporaryDir>();
+        m_settings = std::make_unique<QSettings>(settingsPath(), QSettings::IniFormat);
+        m_backend = std::make_unique<FakeHotKeyBackend>();
+        m_registry = std::make_unique<Registry>(*m_settings, *m_backend);
+    }
 
-    void storesTheJsonTextUnderThePrefixedKey();
-    void neverSetNameReadsItsDefault();
-    void clearedNameStaysClearedAndResetRestoresTheDefault();
-    void storedValueThatIsNotAShortcut_data();
-    void storedValueThatIsNotAShortcut();
-    void everyStoredChangeIsAnnounced();
-    void nothingIsRegisteredUntilAHandlerExists();
-    void idsCountFromOneAndAreNeverReused();
-    void changeMadeElsewhereReRegisters();
-    void twoNamesOnOneShortcutBothFire();
-    void handlersRunInOrderThenStreams();
-    void keyUpGoesToKeyUpHandlersOnly();
-    void typedStreamKeepsItsType();
-    void cancelledStreamGetsNothingAndReleasesTheShortcut();
-    void handlerMayCancelALaterStream();
-    void refusedShortcutPrintsTheDiagnosticAndSparesTheOthers();
-    void refusedShortcutIsNotRetriedOnEveryChange();
-    void disableAndEnableKeepWhatIsStored();
-    void removeHandlerUnregistersShortcutsNoLongerWanted();
-    void resetAllRestoresEveryKnownName();
-    void eventsOfUnknownIdsAreIgnored();
-    void destroyingTheRegistryUnregistersEverything();
+    void cleanup()
+    {
+        m_registry.reset();
+        m_backend.reset();
+        m_settings.reset();
+        m_dir.reset();
+    }
+
+    // Stored as the JSON text under the prefixed key; a name never set reads as its default,
+    // a cleared one stays cleared on the next launch, and reset brings back the default.
+    void storage()
+    {
+        QSignalSpy announced(&Notifier::shared(), &Notifier::shortcutByNameDidChange);
+        QCOMPARE(m_registry->getShortcut(kToggle), kShiftSuperV);
+        QCOMPARE(m_registry->getShortcut(kOther), std::nullopt);
+        QVERIFY(m_settings->allKeys().isEmpty()); // reading writes nothing
+        m_registry->setShortcut(kCtrlAltK, kToggle);
+        m_registry->setShortcut(std::nullopt, kOther);
+        // Every stored change is announced, with its name.
+        QCOMPARE(announced.count(), 2);
+        QCOMPARE(announced.at(1).at(0).value<Name>().rawValue, QStringLiteral("other"));
+        m_settings->sync();
+        QSettings reread(settingsPath(), QSettings::IniFormat);
+        const QVariant stored = reread.value(QStringLiteral("KeyboardShortcuts_toggleOverlay"));
+        QCOMPARE(stored.typeId(), QMetaType::QString);
+        QCOMPARE(Shortcut::fromJson(stored.toString().toUtf8()), kCtrlAltK);
+
+        FakeHotKeyBackend backend;
+        Registry next(reread, backend);
+        QCOMPARE(next.getShortcut(kToggle), kCtrlAltK);
+        next.setShortcut(std::nullopt, kToggle);
+        QCOMPARE(Registry(reread, backend).getShortcut(kToggle), std::nullopt);
+        // A known name keeps the default it was declared with; reset without a default clears.
+        const Name third(QStringLiteral("third"), kF5);
+        next.declare(third);
+        next.setShortcut(kCtrlAltK, kOther);
+        next.setShortcut(std::nullopt, third);
+        next.resetAll();
+        QCOMPARE(next.getShortcut(Name(QStringLiteral("toggleOverlay"))), kShiftSuperV);
+        QCOMPARE(next.getShortcut(kOther), std::nullopt);
+        QCOMPARE(next.getShortcut(Name(QStringLiteral("third"))), kF5);
+    }
+
+    void storedValueThatIsNotAShortcut_data()
+    {
+        QTest::addColumn<QVariant>("stored");
+        QTest::newRow("garbage text") << QVariant(QStringLiteral("not json"));
+        QTest::newRow("half a shortcut") << QVariant(QStringLiteral(R"({"carbonKeyCode":9})"));
+        QTest::newRow("a number") << QVariant(42);
+    }
+
+    void storedValueThatIsNotAShortcut()
+    {
+        QFETCH(QVariant, stored);
+        m_settings->setValue(QStringLiteral("KeyboardShortcuts_toggleOverlay"), stored);
+        m_settings->sync();
+        QSettings settings(settingsPath(), QSettings::IniFormat);
+        FakeHotKeyBackend backend;
+        Registry registry(settings, backend);
+        // No shortcut, and not the default either: the user's value is there, just unreadable.
+        QCOMPARE(registry.getShortcut(kToggle), std::nullopt);
+        registry.onKeyDown(kToggle, [] {});
+        QVERIFY(backend.attempts.isEmpty());
+    }
+
+    void registeredWhileWantedWithIdsNeverReused()
+    {
+        m_registry->setShortcut(kF5, kOther);
+        m_registry->declare(kToggle);
+        QVERIFY(m_backend->attempts.isEmpty());
+        QVERIFY(!m_registry->isEnabled(kToggle));
+        int fired = 0;
+        m_registry->onKeyDown(kToggle, [&] { ++fired; });
+        QVERIFY(m_registry->isEnabled(kToggle));
+        QVERIFY(!m_registry->isEnabled(kOther));
+        m_registry->onKeyUp(kToggle, [] {}); // a second handler registers nothing new
+        QCOMPARE(ids(m_backend->attempts), QList<int>{1});
+
+        m_registry->setShortcut(std::nullopt, kToggle);
+        QVERIFY(m_backend->registered.isEmpty());
+        m_registry->setShortcut(kShiftSuperV, kToggle);
+        m_registry->setShortcut(kCtrlAltK, kToggle);
+        QCOMPARE(ids(m_backend->attempts), QList<int>({1, 2, 3}));
+        QCOMPARE(m_backend->registered.keys(), QList<int>{3});
+
+        m_backend->press(kShiftSuperV);
+        QCOMPARE(fired, 0);
+        m_backend->press(kCtrlAltK);
+        QCOMPARE(fired, 1);
+    }
+
+    void changeMadeElsewhereReRegisters()
+    {
+        m_registry->onKeyDown(kToggle, [] {});
+        // The preferences' recorder writes through its own registry object and announces it.
+        FakeHotKeyBackend otherBackend;
+        Registry recorder(*m_settings, otherBackend);
+        recorder.setShortcut(kF5, kToggle);
+        QCOMPARE(m_backend->registered.values(), QList<Shortcut>{kF5});
+        QVERIFY(otherBackend.registered.isEmpty());
+    }
+
+    void twoNamesOnOneShortcutBothFire()
+    {
+        QStringList calls;
+        // Names are called in the order the registry first saw them.
+        m_registry->declare(kToggle);
+        m_registry->setShortcut(kShiftSuperV, kOther);
+        m_registry->onKeyDown(kToggle, [&] { calls << QStringLiteral("toggle"); });
+        m_registry->onKeyDown(kOther, [&] { calls << QStringLiteral("other"); });
+        QCOMPARE(m_backend->registered.size(), 1);
+        m_backend->press(kShiftSuperV);
+        QCOMPARE(calls, QStringList({"toggle", "other"}));
+
+        // Moving one name away keeps the shared shortcut for the other.
+        m_registry->setShortcut(kF5, kOther);
+        QCOMPARE(m_backend->registered.size(), 2);
+        calls.clear();
+        m_backend->press(kShiftSuperV);
+        QCOMPARE(calls, QStringList{"toggle"});
+    }
+
+    void eventsReachTheirHandlersInOrder()
+    {
+        QStringList calls;
+        const EventStream stream = m_registry->events(kToggle, [&](EventType type) {
+            calls << (type == EventType::keyDown ? QStringLiteral("stream down")
+                                                 : QStringLiteral("stream up"));
+        });
+        m_registry->onKeyDown(kToggle, [&] { calls << QStringLiteral("first"); });
+        m_registry->onKeyUp(kToggle, [&] { calls << QStringLiteral("up"); });
+        m_registry->onKeyDown(kToggle, [&] { calls << QStringLiteral("second"); });
+        int typedUps = 0;
+        const EventStream typed = m_registry->events(EventType::keyUp, kToggle, [&] { ++typedUps; });
+
+        m_backend->send(kShiftSuperV, EventType::keyDown);
+        QCOMPARE(calls, QStringList({"first", "second", "stream down"}));
+        QCOMPARE(typedUps, 0);
+        calls.clear();
+        m_backend->send(kShiftSuperV, EventType::keyUp);
+        QCOMPARE(calls, QStringList({"up", "stream up"}));
+        QCOMPARE(typedUps, 1);
+    }
+
+    void cancelledStreamGetsNothingAndReleasesTheShortcut()
+    {
+        int events = 0;
+        EventStream stream = m_registry->events(kToggle, [&](EventType) { ++events; });
+        EventStream moved = std::move(stream);
+        QVERIFY(!stream.isActive());
+        m_backend->press(kShiftSuperV);
+        QCOMPARE(events, 2);
+
+        moved.cancel();
+        QVERIFY(!moved.isActive());
+        QVERIFY(m_backend->registered.isEmpty());
+        // Dropping a stream ends it too.
+        {
+            const EventStream scoped = m_registry->events(kToggle, [&](EventType) { ++events; });
+            QCOMPARE(m_backend->registered.size(), 1);
+        }
+        QVERIFY(m_backend->registered.isEmpty());
+        // A handler may cancel a stream that would run after it.
+        EventStream later = m_registry->events(kToggle, [&](EventType) { ++events; });
+        m_registry->onKeyDown(kToggle, [&] { later.cancel(); });
+        m_backend->send(kShiftSuperV, EventType::keyDown);
+        QVERIFY(!later.isActive());
+        QCOMPARE(events, 2);
+    }
+
+    void refusedShortcutPrintsTheDiagnosticOnceAndSparesTheOthers()
+    {
+        m_backend->refusals.insert(kCtrlAltK, 10);
+        int toggled = 0;
+        m_registry->onKeyDown(kToggle, [&] { ++toggled; });
+        QTest::ignoreMessage(QtWarningMsg, "Error registering hotkey Ctrl+Alt+K: 10");
+        m_registry->setShortcut(kCtrlAltK, kOther);
+        m_registry->onKeyDown(kOther, [] {});
+        QVERIFY(!m_registry->isEnabled(kOther));
+        QVERIFY(m_registry->isEnabled(kToggle));
+        m_backend->press(kShiftSuperV);
+        QCOMPARE(toggled, 1);
+        QCOMPARE(ids(m_backend->attempts), QList<int>({1, 2})); // the failure used up its id
+
+        // Not retried on every change of another name.
+        m_registry->setShortcut(kF5, kToggle);
+        QCOMPARE(m_backend->attempts.size(), 3);
+        // Once nobody wants it any more, wanting it again tries again.
+        m_backend->refusals.clear();
+        m_registry->setShortcut(std::nullopt, kOther);
+        m_registry->setShortcut(kCtrlAltK, kOther);
+        QVERIFY(m_registry->isEnabled(kOther));
+    }
+
+    void disableAndEnableKeepWhatIsStored()
+    {
+        int fired = 0;
+        m_registry->onKeyDown(kToggle, [&] { ++fired; });
+        m_registry->disable(kToggle);
+        QVERIFY(m_backend->registered.isEmpty());
+        QVERIFY(!m_registry->isEnabled(kToggle));
+        QCOMPARE(m_registry->getShortcut(kToggle), kShiftSuperV);
+
+        // A disabled name sharing a shortcut with an enabled one is not called.
+        m_registry->setShortcut(kShiftSuperV, kOther);
+        int other = 0;
+        m_registry->onKeyDown(kOther, [&] { ++other; });
+        m_backend->press(kShiftSuperV);
+        QCOMPARE(other, 1);
+        QCOMPARE(fired, 0);
+
+        m_registry->disable({kToggle, kOther});
+        QVERIFY(m_backend->registered.isEmpty());
+        m_registry->enable({kToggle, kOther});
+        QCOMPARE(m_backend->registered.size(), 1);
+        m_backend->press(kShiftSuperV);
+        QCOMPARE(fired, 1);
+        QCOMPARE(other, 2);
+    }
+
+    void removeHandlerUnregistersShortcutsNoLongerWanted()
+    {
+        m_registry->setShortcut(kF5, kOther);
+        m_registry->onKeyDown(kToggle, [] {});
+        const EventStream stream = m_registry->events(kOther, [](EventType) {});
+        QCOMPARE(m_backend->registered.size(), 2);
+
+        m_registry->removeHandler(kOther);
+        QCOMPARE(m_backend->registered.values(), QList<Shortcut>{kShiftSuperV});
+        QVERIFY(!stream.isActive());
+        m_registry->removeAllHandlers();
+        QVERIFY(m_backend->registered.isEmpty());
+        QVERIFY(m_registry->registeredShortcuts().isEmpty());
+    }
+
+    void unknownIdsAreIgnoredAndDestroyingUnregistersEverything()
+    {
+        int fired = 0;
+        m_registry->onKeyDown(kToggle, [&] { ++fired; });
+        m_registry->setShortcut(kF5, kOther);
+        m_registry->onKeyUp(kOther, [] {});
+        QCOMPARE(m_backend->registered.size(), 2);
+        m_backend->handler(99, EventType::keyDown);
+        // An event queued before its hot key was unregistered.
+        m_registry->removeHandler(kToggle);
+        m_backend->handler(1, EventType::keyDown);
+        QCOMPARE(fired, 0);
+        m_registry.reset();
+        QVERIFY(m_backend->registered.isEmpty());
+        QVERIFY(!m_backend->handler);
+    }
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -69,374 +303,6 @@ private:
 
     QString settingsPath() const { return m_dir->filePath(QStringLiteral("settings.ini")); }
 };
-
-void TestShortcutRegistry::init()
-{
-    m_dir = std::make_unique<QTemporaryDir>();
-    QVERIFY(m_dir->isValid());
-    m_settings = std::make_unique<QSettings>(settingsPath(), QSettings::IniFormat);
-    m_backend = std::make_unique<FakeHotKeyBackend>();
-    m_registry = std::make_unique<Registry>(*m_settings, *m_backend);
-}
-
-void TestShortcutRegistry::cleanup()
-{
-    m_registry.reset();
-    m_backend.reset();
-    m_settings.reset();
-    m_dir.reset();
-}
-
-void TestShortcutRegistry::storesTheJsonTextUnderThePrefixedKey()
-{
-    m_registry->setShortcut(kCtrlAltK, kToggle);
-    QCOMPARE(m_registry->getShortcut(kToggle), kCtrlAltK);
-
-    m_settings->sync();
-    const QSettings reread(settingsPath(), QSettings::IniFormat);
-    const QVariant stored = reread.value(QStringLiteral("KeyboardShortcuts_toggleOverlay"));
-    QCOMPARE(stored.typeId(), QMetaType::QString);
-    QCOMPARE(Shortcut::fromJson(stored.toString().toUtf8()), kCtrlAltK);
-    QVERIFY(stored.toString().contains(u"\"carbonKeyCode\":40"));
-
-    // A registry on the same file reads it back.
-    QSettings settings(settingsPath(), QSettings::IniFormat);
-    FakeHotKeyBackend backend;
-    const Registry other(settings, backend);
-    QCOMPARE(other.getShortcut(kToggle), kCtrlAltK);
-}
-
-void TestShortcutRegistry::neverSetNameReadsItsDefault()
-{
-    QCOMPARE(m_registry->getShortcut(kToggle), kShiftSuperV);
-    QCOMPARE(m_registry->getShortcut(kOther), std::nullopt);
-    // Reading writes nothing.
-    QVERIFY(m_settings->allKeys().isEmpty());
-    // A known name keeps the default it was declared with.
-    m_registry->declare(kToggle);
-    QCOMPARE(m_registry->getShortcut(Name(QStringLiteral("toggleOverlay"))), kShiftSuperV);
-}
-
-void TestShortcutRegistry::clearedNameStaysClearedAndResetRestoresTheDefault()
-{
-    m_registry->setShortcut(std::nullopt, kToggle);
-    QCOMPARE(m_registry->getShortcut(kToggle), std::nullopt);
-
-    m_settings->sync();
-    QSettings settings(settingsPath(), QSettings::IniFormat);
-    FakeHotKeyBackend backend;
-    Registry next(settings, backend);
-    QCOMPARE(next.getShortcut(kToggle), std::nullopt);
-
-    next.reset(kToggle);
-    QCOMPARE(next.getShortcut(kToggle), kShiftSuperV);
-    // Reset without a default clears.
-    next.setShortcut(kF5, kOther);
-    next.reset(kOther);
-    QCOMPARE(next.getShortcut(kOther), std::nullopt);
-}
-
-void TestShortcutRegistry::storedValueThatIsNotAShortcut_data()
-{
-    QTest::addColumn<QVariant>("stored");
-
-    QTest::newRow("garbage text") << QVariant(QStringLiteral("not json"));
-    QTest::newRow("half a shortcut") << QVariant(QStringLiteral(R"({"carbonKeyCode":9})"));
-    QTest::newRow("a number") << QVariant(42);
-    QTest::newRow("a list") << QVariant(QStringList{"9", "768"});
-    QTest::newRow("a bool") << QVariant(true);
-}
-
-void TestShortcutRegistry::storedValueThatIsNotAShortcut()
-{
-    QFETCH(QVariant, stored);
-    m_settings->setValue(QStringLiteral("KeyboardShortcuts_toggleOverlay"), stored);
-    m_settings->sync();
-
-    QSettings settings(settingsPath(), QSettings::IniFormat);
-    FakeHotKeyBackend backend;
-    Registry registry(settings, backend);
-    // No shortcut, and not the default either: the user's value is there, just unreadable.
-    QCOMPARE(registry.getShortcut(kToggle), std::nullopt);
-    registry.onKeyDown(kToggle, [] {});
-    QVERIFY(backend.attempts.isEmpty());
-}
-
-void TestShortcutRegistry::everyStoredChangeIsAnnounced()
-{
-    QSignalSpy spy(&Notifier::shared(), &Notifier::shortcutByNameDidChange);
-    m_registry->setShortcut(kF5, kToggle);
-    m_registry->setShortcut(std::nullopt, kToggle);
-    m_registry->setShortcut(kF5, kToggle);
-    m_registry->reset(kOther);
-    QCOMPARE(spy.count(), 4);
-    QCOMPARE(spy.at(0).at(0).value<Name>().rawValue, QStringLiteral("toggleOverlay"));
-    QCOMPARE(spy.at(3).at(0).value<Name>().rawValue, QStringLiteral("other"));
-    QCOMPARE(kShortcutByNameDidChange, QStringLiteral("KeyboardShortcuts_shortcutByNameDidChange"));
-}
-
-void TestShortcutRegistry::nothingIsRegisteredUntilAHandlerExists()
-{
-    m_registry->setShortcut(kF5, kOther);
-    m_registry->declare(kToggle);
-    QVERIFY(m_backend->attempts.isEmpty());
-    QVERIFY(!m_registry->isEnabled(kToggle));
-
-    m_registry->onKeyDown(kToggle, [] {});
-    QCOMPARE(m_backend->registered.values(), QList<Shortcut>{kShiftSuperV});
-    QVERIFY(m_registry->isEnabled(kToggle));
-    QVERIFY(!m_registry->isEnabled(kOther));
-}
-
-void TestShortcutRegistry::idsCountFromOneAndAreNeverReused()
-{
-    int fired = 0;
-    m_registry->onKeyDown(kToggle, [&] { ++fired; });
-    QCOMPARE(ids(m_backend->attempts), QList<int>{1});
-
-    // A second handler for the same name registers nothing new.
-    m_registry->onKeyUp(kToggle, [] {});
-    QCOMPARE(m_backend->attempts.size(), 1);
-
-    m_registry->setShortcut(std::nullopt, kToggle);
-    QVERIFY(m_backend->registered.isEmpty());
-    m_registry->setShortcut(kShiftSuperV, kToggle);
-    m_registry->setShortcut(kCtrlAltK, kToggle);
-    QCOMPARE(ids(m_backend->attempts), QList<int>({1, 2, 3}));
-    QCOMPARE(m_backend->registered.keys(), QList<int>{3});
-    QCOMPARE(m_backend->registered.value(3), kCtrlAltK);
-
-    m_backend->press(kShiftSuperV);
-    QCOMPARE(fired, 0);
-    m_backend->press(kCtrlAltK);
-    QCOMPARE(fired, 1);
-}
-
-void TestShortcutRegistry::changeMadeElsewhereReRegisters()
-{
-    m_registry->onKeyDown(kToggle, [] {});
-    // The preferences' recorder writes through its own registry object and announces it.
-    FakeHotKeyBackend otherBackend;
-    Registry recorder(*m_settings, otherBackend);
-    recorder.setShortcut(kF5, kToggle);
-    QCOMPARE(m_backend->registered.values(), QList<Shortcut>{kF5});
-    QVERIFY(otherBackend.registered.isEmpty());
-}
-
-void TestShortcutRegistry::twoNamesOnOneShortcutBothFire()
-{
-    QStringList calls;
-    // Names are called in the order the registry first saw them.
-    m_registry->declare(kToggle);
-    m_registry->setShortcut(kShiftSuperV, kOther);
-    m_registry->onKeyDown(kToggle, [&] { calls << QStringLiteral("toggle"); });
-    m_registry->onKeyDown(kOther, [&] { calls << QStringLiteral("other"); });
-    QCOMPARE(m_backend->registered.size(), 1);
-
-    m_backend->press(kShiftSuperV);
-    QCOMPARE(calls, QStringList({"toggle", "other"}));
-
-    // Moving one name away keeps the shared shortcut for the other.
-    m_registry->setShortcut(kF5, kOther);
-    QCOMPARE(m_backend->registered.size(), 2);
-    calls.clear();
-    m_backend->press(kShiftSuperV);
-    QCOMPARE(calls, QStringList{"toggle"});
-}
-
-void TestShortcutRegistry::handlersRunInOrderThenStreams()
-{
-    QStringList calls;
-    const EventStream stream = m_registry->events(kToggle, [&](EventType type) {
-        calls << (type == EventType::keyDown ? QStringLiteral("stream down")
-                                             : QStringLiteral("stream up"));
-    });
-    m_registry->onKeyDown(kToggle, [&] { calls << QStringLiteral("first"); });
-    m_registry->onKeyDown(kToggle, [&] { calls << QStringLiteral("second"); });
-
-    m_backend->press(kShiftSuperV);
-    QCOMPARE(calls, QStringList({"first", "second", "stream down", "stream up"}));
-}
-
-void TestShortcutRegistry::keyUpGoesToKeyUpHandlersOnly()
-{
-    int down = 0;
-    int up = 0;
-    m_registry->onKeyDown(kToggle, [&] { ++down; });
-    m_registry->onKeyUp(kToggle, [&] { ++up; });
-
-    m_backend->send(kShiftSuperV, EventType::keyDown);
-    QCOMPARE(down, 1);
-    QCOMPARE(up, 0);
-    m_backend->send(kShiftSuperV, EventType::keyUp);
-    QCOMPARE(down, 1);
-    QCOMPARE(up, 1);
-}
-
-void TestShortcutRegistry::typedStreamKeepsItsType()
-{
-    int ups = 0;
-    const EventStream stream = m_registry->events(EventType::keyUp, kToggle, [&] { ++ups; });
-    QVERIFY(stream.isActive());
-    m_backend->send(kShiftSuperV, EventType::keyDown);
-    QCOMPARE(ups, 0);
-    m_backend->send(kShiftSuperV, EventType::keyUp);
-    QCOMPARE(ups, 1);
-}
-
-void TestShortcutRegistry::cancelledStreamGetsNothingAndReleasesTheShortcut()
-{
-    int events = 0;
-    EventStream stream = m_registry->events(kToggle, [&](EventType) { ++events; });
-    QCOMPARE(m_backend->registered.size(), 1);
-
-    EventStream moved = std::move(stream);
-    QVERIFY(!stream.isActive());
-    QVERIFY(moved.isActive());
-    m_backend->press(kShiftSuperV);
-    QCOMPARE(events, 2);
-
-    moved.cancel();
-    QVERIFY(!moved.isActive());
-    QVERIFY(m_backend->registered.isEmpty());
-
-    // Dropping a stream ends it too.
-    {
-        const EventStream scoped = m_registry->events(kToggle, [&](EventType) { ++events; });
-        QCOMPARE(m_backend->registered.size(), 1);
-    }
-    QVERIFY(m_backend->registered.isEmpty());
-    QCOMPARE(events, 2);
-}
-
-void TestShortcutRegistry::handlerMayCancelALaterStream()
-{
-    int streamEvents = 0;
-    m_registry->declare(kToggle);
-    EventStream stream = m_registry->events(kOther, [&](EventType) { ++streamEvents; });
-    m_registry->setShortcut(kShiftSuperV, kOther);
-    m_registry->onKeyDown(kToggle, [&] { stream.cancel(); });
-
-    m_backend->send(kShiftSuperV, EventType::keyDown);
-    QCOMPARE(streamEvents, 0);
-    QVERIFY(!stream.isActive());
-}
-
-void TestShortcutRegistry::refusedShortcutPrintsTheDiagnosticAndSparesTheOthers()
-{
-    m_backend->refusals.insert(kCtrlAltK, 10);
-    int toggled = 0;
-    m_registry->onKeyDown(kToggle, [&] { ++toggled; });
-
-    QTest::ignoreMessage(QtWarningMsg, "Error registering hotkey Ctrl+Alt+K: 10");
-    m_registry->setShortcut(kCtrlAltK, kOther);
-    m_registry->onKeyDown(kOther, [] {});
-
-    QVERIFY(!m_registry->isEnabled(kOther));
-    QVERIFY(m_registry->isEnabled(kToggle));
-    m_backend->press(kShiftSuperV);
-    QCOMPARE(toggled, 1);
-    // The failed attempt still used up its id.
-    QCOMPARE(ids(m_backend->attempts), QList<int>({1, 2}));
-}
-
-void TestShortcutRegistry::refusedShortcutIsNotRetriedOnEveryChange()
-{
-    m_backend->refusals.insert(kCtrlAltK, 10);
-    QTest::ignoreMessage(QtWarningMsg, "Error registering hotkey Ctrl+Alt+K: 10");
-    m_registry->setShortcut(kCtrlAltK, kOther);
-    m_registry->onKeyDown(kOther, [] {});
-
-    m_registry->onKeyDown(kToggle, [] {});
-    m_registry->setShortcut(kF5, kToggle);
-    QCOMPARE(m_backend->attempts.size(), 3);
-
-    // Once nobody wants it any more, wanting it again tries again.
-    m_backend->refusals.clear();
-    m_registry->setShortcut(std::nullopt, kOther);
-    m_registry->setShortcut(kCtrlAltK, kOther);
-    QVERIFY(m_registry->isEnabled(kOther));
-}
-
-void TestShortcutRegistry::disableAndEnableKeepWhatIsStored()
-{
-    int fired = 0;
-    m_registry->onKeyDown(kToggle, [&] { ++fired; });
-    m_registry->disable(kToggle);
-    QVERIFY(m_backend->registered.isEmpty());
-    QVERIFY(!m_registry->isEnabled(kToggle));
-    QCOMPARE(m_registry->getShortcut(kToggle), kShiftSuperV);
-
-    // A disabled name sharing a shortcut with an enabled one is not called.
-    m_registry->setShortcut(kShiftSuperV, kOther);
-    int other = 0;
-    m_registry->onKeyDown(kOther, [&] { ++other; });
-    m_backend->press(kShiftSuperV);
-    QCOMPARE(other, 1);
-    QCOMPARE(fired, 0);
-
-    m_registry->disable({kToggle, kOther});
-    QVERIFY(m_backend->registered.isEmpty());
-    m_registry->enable({kToggle, kOther});
-    QCOMPARE(m_backend->registered.size(), 1);
-    QVERIFY(m_registry->isEnabled(kToggle));
-    m_backend->press(kShiftSuperV);
-    QCOMPARE(fired, 1);
-    QCOMPARE(other, 2);
-}
-
-void TestShortcutRegistry::removeHandlerUnregistersShortcutsNoLongerWanted()
-{
-    m_registry->setShortcut(kF5, kOther);
-    m_registry->onKeyDown(kToggle, [] {});
-    const EventStream stream = m_registry->events(kOther, [](EventType) {});
-    QCOMPARE(m_backend->registered.size(), 2);
-
-    m_registry->removeHandler(kOther);
-    QCOMPARE(m_backend->registered.values(), QList<Shortcut>{kShiftSuperV});
-    QVERIFY(!stream.isActive());
-
-    m_registry->removeAllHandlers();
-    QVERIFY(m_backend->registered.isEmpty());
-    QVERIFY(m_registry->registeredShortcuts().isEmpty());
-}
-
-void TestShortcutRegistry::resetAllRestoresEveryKnownName()
-{
-    const Name third(QStringLiteral("third"), kF5);
-    m_registry->declare(third);
-    m_registry->setShortcut(kCtrlAltK, kToggle);
-    m_registry->setShortcut(kCtrlAltK, kOther);
-    m_registry->setShortcut(std::nullopt, third);
-
-    m_registry->resetAll();
-    QCOMPARE(m_registry->getShortcut(kToggle), kShiftSuperV);
-    QCOMPARE(m_registry->getShortcut(kOther), std::nullopt);
-    QCOMPARE(m_registry->getShortcut(third), kF5);
-    QCOMPARE(m_registry->allNames().size(), 3);
-}
-
-void TestShortcutRegistry::eventsOfUnknownIdsAreIgnored()
-{
-    int fired = 0;
-    m_registry->onKeyDown(kToggle, [&] { ++fired; });
-    m_backend->handler(99, EventType::keyDown);
-    // An event queued before its hot key was unregistered.
-    m_registry->removeAllHandlers();
-    m_backend->handler(1, EventType::keyDown);
-    QCOMPARE(fired, 0);
-}
-
-void TestShortcutRegistry::destroyingTheRegistryUnregistersEverything()
-{
-    m_registry->onKeyDown(kToggle, [] {});
-    m_registry->setShortcut(kF5, kOther);
-    m_registry->onKeyUp(kOther, [] {});
-    QCOMPARE(m_backend->registered.size(), 2);
-    m_registry.reset();
-    QVERIFY(m_backend->registered.isEmpty());
-    QVERIFY(!m_backend->handler);
-}
 
 QTEST_GUILESS_MAIN(TestShortcutRegistry)
 #include "tst_shortcutregistry.moc"

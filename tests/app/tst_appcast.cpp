@@ -1,18 +1,11 @@
+#include "Feeds.h"
 #include "app/Appcast.h"
 
 #include <QTest>
 
-namespace {
+using namespace Qt::StringLiterals;
 
-QByteArray feed(const QByteArray &items)
-{
-    // Plain literals: moc misreads the "//" of a URL inside a raw string as a comment.
-    return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
-           "<rss version=\"2.0\" "
-           "xmlns:sparkle=\"http://www.andymatuschak.org/xml-namespaces/sparkle\">\n"
-           "<channel><title>Cliphaven</title><link>https://example.org/cliphaven</link>\n"
-           + items + "\n</channel>\n</rss>\n";
-}
+namespace {
 
 AppcastItem item(const QString &version, const QString &shortVersion = {})
 {
@@ -140,18 +133,11 @@ void TestAppcast::newestUpdate_data()
     QTest::addColumn<QString>("expected"); // empty: up to date
 
     const QList<AppcastItem> releases = {item("1.9"), item("1.10"), item("1.2")};
-    QTest::newRow("newest by version, not by feed order") << releases << "1.2"
-                                                          << "1.10";
-    QTest::newRow("the newest is running") << releases << "1.10"
-                                           << "";
-    QTest::newRow("same version written longer") << releases << "1.10.0"
-                                                 << "";
-    QTest::newRow("running a newer build than offered") << releases << "2.0"
-                                                        << "";
-    QTest::newRow("the release after its beta") << QList<AppcastItem>{item("2.0")} << "2.0-beta.3"
-                                                << "2.0";
-    QTest::newRow("no items") << QList<AppcastItem>() << "1.0"
-                              << "";
+    QTest::newRow("newest by version, not by feed order") << releases << u"1.2"_s << u"1.10"_s;
+    QTest::newRow("the newest is running") << releases << u"1.10"_s << u""_s;
+    QTest::newRow("the release after its beta")
+        << QList<AppcastItem>{item("2.0")} << u"2.0-beta.3"_s << u"2.0"_s;
+    QTest::newRow("no items") << QList<AppcastItem>() << u"1.0"_s << u""_s;
 }
 
 void TestAppcast::newestUpdate()

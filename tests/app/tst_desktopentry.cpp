@@ -1,19 +1,13 @@
 #include "app/ApplicationCatalog.h"
 #include "app/DesktopEntry.h"
+#include "common/Files.h"
 
-#include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
-namespace {
+using namespace Qt::StringLiterals;
 
-bool writeFile(const QString &path, const QByteArray &content)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
-}
+namespace {
 
 QStringList names(const QList<DesktopEntry> &entries)
 {
@@ -30,269 +24,146 @@ class TestDesktopEntry : public QObject
     Q_OBJECT
 
 private slots:
-    void parsesTheEntryGroup();
-    void localisedName_data();
-    void localisedName();
-    void identifier_data();
-    void identifier();
-    void rejectsWhatIsNotAnEntry_data();
-    void rejectsWhatIsNotAnEntry();
-    void catalogFollowsTheDataFolderRules();
-    void catalogFindsIgnoredIdentifiers_data();
-    void catalogFindsIgnoredIdentifiers();
-    void defaultDataDirs_data();
-    void defaultDataDirs();
-    void theInstalledEntryNamesCliphavensWindows();
-};
-
-void TestDesktopEntry::parsesTheEntryGroup()
-{
-    const auto entry = DesktopEntry::parse(R"(# A comment
-[Desktop Entry]
-Version=1.0
-Type = Application
-Name=Text\sEditor
-GenericName=Editor
-Icon=/opt/editor/icon.svg
-Exec="/opt/My Editor/editor" --new-window %U
-StartupWMClass=Editor
-NoDisplay=false
-
-[Desktop Action new]
-Name=New Window
-Exec=editor --other
-Icon=other
-)",
-                                           QStringLiteral("editor.desktop"),
-                                           QStringLiteral("C"));
-    QVERIFY(entry);
-    QCOMPARE(entry->fileId, QStringLiteral("editor.desktop"));
-    QCOMPARE(entry->type, QStringLiteral("Application"));
-    QCOMPARE(entry->name, QStringLiteral("Text Editor"));
-    QCOMPARE(entry->icon, QStringLiteral("/opt/editor/icon.svg"));
-    QCOMPARE(entry->startupWMClass, QStringLiteral("Editor"));
-    QCOMPARE(entry->program(), QStringLiteral("editor"));
-    QVERIFY(!entry->noDisplay);
-    QVERIFY(!entry->hidden);
-}
-
-void TestDesktopEntry::localisedName_data()
-{
-    QTest::addColumn<QString>("locale");
-    QTest::addColumn<QString>("name");
-
-    QTest::newRow("C") << "C"
-                       << "Calculator";
-    QTest::newRow("POSIX") << "POSIX"
-                           << "Calculator";
-    QTest::newRow("language and country") << "de_AT.UTF-8"
-                                          << "Rechner (AT)";
-    QTest::newRow("falls back to the language") << "de_CH.UTF-8"
-                                                << "Rechner";
-    QTest::newRow("language and modifier") << "sr@latin"
-                                           << "Kalkulator";
-    QTest::newRow("country before modifier") << "sr_RS@latin"
-                                             << "Калкулатор (RS)";
-    QTest::newRow("country without modifier") << "sr_RS"
-                                              << "Калкулатор (RS)";
-    QTest::newRow("language alone") << "sr_ME"
-                                    << "Калкулатор";
-    QTest::newRow("unknown language") << "fi_FI.UTF-8"
-                                      << "Calculator";
-}
-
-void TestDesktopEntry::localisedName()
-{
-    QFETCH(QString, locale);
-    QFETCH(QString, name);
-    const QByteArray text = "[Desktop Entry]\nType=Application\n"
-                            "Name[de]=Rechner\nName=Calculator\nName[de_AT]=Rechner (AT)\n"
-                            "Name[sr]=Калкулатор\nName[sr_RS]=Калкулатор (RS)\n"
-                            "Name[sr@latin]=Kalkulator\n";
-    const auto entry = DesktopEntry::parse(text, QStringLiteral("calc.desktop"), locale);
-    QVERIFY(entry);
-    QCOMPARE(entry->name, name);
-}
-
-void TestDesktopEntry::identifier_data()
-{
-    QTest::addColumn<QByteArray>("keys");
-    QTest::addColumn<QString>("identifier");
-
-    QTest::newRow("declared window class")
-        << QByteArray("StartupWMClass=KeePassXC\nExec=keepassxc") << "KeePassXC";
-    QTest::newRow("program from a path")
-        << QByteArray("Exec=/usr/lib/firefox-esr/firefox-esr %u") << "firefox-esr";
-    QTest::newRow("quoted program with spaces")
-        << QByteArray("Exec=\"/opt/Some App/some app\" --flag") << "some app";
-    QTest::newRow("program behind env")
-        << QByteArray("Exec=env GDK_BACKEND=x11 -u FOO gimp %U") << "gimp";
-    QTest::newRow("flatpak id") << QByteArray(
-        "Exec=/usr/bin/flatpak run --branch=stable org.example.App\nX-Flatpak=org.example.App")
-                                << "org.example.App";
-    QTest::newRow("no Exec") << QByteArray() << "";
-}
-
-void TestDesktopEntry::identifier()
-{
-    QFETCH(QByteArray, keys);
-    QFETCH(QString, identifier);
-    const auto entry = DesktopEntry::parse("[Desktop Entry]\nName=X\n" + keys + "\n",
-                                           QStringLiteral("x.desktop"),
-                                           QStringLiteral("C"));
-    QVERIFY(entry);
-    QCOMPARE(entry->identifier(), identifier);
-    if (!identifier.isEmpty()) {
-        // The ignore list finds the entry again by what it stored, in any capitalisation.
-        QVERIFY(entry->matches(identifier));
-        QVERIFY(entry->matches(identifier.toUpper()));
+    void parsesTheEntryGroup()
+    {
+        const auto entry = DesktopEntry::parse("# A comment\n[Desktop Entry]\nType = Application\n"
+                                               "Name=Text\\sEditor\nIcon=/opt/editor/icon.svg\n"
+                                               "Exec=\"/opt/My Editor/editor\" --new-window %U\n"
+                                               "StartupWMClass=Editor\nNoDisplay=false\n\n"
+                                               "[Desktop Action new]\nName=New Window\n"
+                                               "Exec=editor --other\nIcon=other\n",
+                                               QStringLiteral("editor.desktop"),
+                                               QStringLiteral("C"));
+        QVERIFY(entry);
+        QCOMPARE(entry->type, QStringLiteral("Application"));
+        QCOMPARE(entry->name, QStringLiteral("Text Editor"));
+        QCOMPARE(entry->icon, QStringLiteral("/opt/editor/icon.svg"));
+        QCOMPARE(entry->startupWMClass, QStringLiteral("Editor"));
+        QCOMPARE(entry->program(), QStringLiteral("editor"));
+        QVERIFY(!entry->noDisplay && !entry->hidden);
     }
-    QVERIFY(!entry->matches(QString()));
-}
 
-void TestDesktopEntry::rejectsWhatIsNotAnEntry_data()
-{
-    QTest::addColumn<QByteArray>("text");
-    QTest::newRow("empty") << QByteArray();
-    QTest::newRow("binary") << QByteArray("\x7f"
-                                          "ELF\x02\x01\x01\0\0\0",
-                                          10);
-    QTest::newRow("no entry group") << QByteArray("[Other]\nName=X\n");
-    QTest::newRow("no name") << QByteArray("[Desktop Entry]\nType=Application\nExec=x\n");
-    QTest::newRow("name only in an action")
-        << QByteArray("[Desktop Entry]\nType=Application\n[Desktop Action a]\nName=X\n");
-}
+    void identifier_data()
+    {
+        QTest::addColumn<QByteArray>("keys");
+        QTest::addColumn<QString>("identifier");
 
-void TestDesktopEntry::rejectsWhatIsNotAnEntry()
-{
-    QFETCH(QByteArray, text);
-    QVERIFY(!DesktopEntry::parse(text, QStringLiteral("x.desktop"), QStringLiteral("C")));
-}
+        QTest::newRow("declared window class")
+            << QByteArray("StartupWMClass=KeePassXC\nExec=keepassxc") << "KeePassXC";
+        QTest::newRow("program from a path")
+            << QByteArray("Exec=/usr/lib/firefox-esr/firefox-esr %u") << "firefox-esr";
+        QTest::newRow("quoted program with spaces")
+            << QByteArray("Exec=\"/opt/Some App/some app\" --flag") << "some app";
+        QTest::newRow("program behind env")
+            << QByteArray("Exec=env GDK_BACKEND=x11 -u FOO gimp %U") << "gimp";
+        QTest::newRow("flatpak id") << QByteArray(
+            "Exec=/usr/bin/flatpak run --branch=stable org.example.App\nX-Flatpak=org.example.App")
+                                    << "org.example.App";
+        QTest::newRow("no Exec") << QByteArray() << "";
+    }
 
-void TestDesktopEntry::catalogFollowsTheDataFolderRules()
-{
-    QTemporaryDir dir;
-    const QString home = dir.filePath(QStringLiteral("home"));
-    const QString system = dir.filePath(QStringLiteral("system"));
-    const auto app = [](const QByteArray &name, const QByteArray &extra = {}) -> QByteArray {
-        return "[Desktop Entry]\nType=Application\nName=" + name + "\nExec=" + name.toLower() + "\n"
-               + extra;
-    };
-    QVERIFY(writeFile(system + "/applications/zeta.desktop", app("Zeta")));
-    QVERIFY(writeFile(system + "/applications/alpha.desktop", app("alpha")));
-    // The user's own copy hides the system one with the same id.
-    QVERIFY(writeFile(system + "/applications/editor.desktop", app("System Editor")));
-    QVERIFY(writeFile(home + "/applications/editor.desktop", app("My Editor")));
-    // A hidden user entry removes the system one.
-    QVERIFY(writeFile(system + "/applications/removed.desktop", app("Removed")));
-    QVERIFY(writeFile(home + "/applications/removed.desktop", "[Desktop Entry]\nHidden=true\n"));
-    // Entries kept out of menus, links and broken files are not offered.
-    QVERIFY(writeFile(system + "/applications/helper.desktop", app("Helper", "NoDisplay=true\n")));
-    QVERIFY(writeFile(system + "/applications/link.desktop",
-                      "[Desktop Entry]\nType=Link\nName=Web\nURL=https://example.org\n"));
-    QVERIFY(writeFile(system + "/applications/broken.desktop", "garbage\0\1\2"));
-    // Subfolders form ids with '-'; the same program twice is offered once.
-    QVERIFY(writeFile(system + "/applications/kde/konsole.desktop", app("Konsole")));
-    QVERIFY(writeFile(system + "/applications/zeta-again.desktop", app("Zeta")));
+    void identifier()
+    {
+        QFETCH(QByteArray, keys);
+        QFETCH(QString, identifier);
+        const auto entry = DesktopEntry::parse("[Desktop Entry]\nName=X\n" + keys + "\n",
+                                               QStringLiteral("x.desktop"),
+                                               QStringLiteral("C"));
+        QVERIFY(entry);
+        QCOMPARE(entry->identifier(), identifier);
+        if (!identifier.isEmpty()) {
+            // The ignore list finds the entry again by what it stored, in any capitalisation.
+            QVERIFY(entry->matches(identifier));
+            QVERIFY(entry->matches(identifier.toUpper()));
+        }
+        QVERIFY(!entry->matches(QString()));
+    }
 
-    const ApplicationCatalog catalog({home, system, dir.filePath(QStringLiteral("missing"))},
-                                     QStringLiteral("C"));
-    QCOMPARE(names(catalog.applications()), (QStringList{"alpha", "Konsole", "My Editor", "Zeta"}));
-    QCOMPARE(catalog.find(QStringLiteral("konsole"))->fileId, QStringLiteral("kde-konsole.desktop"));
-    QVERIFY(!catalog.find(QStringLiteral("removed")));
-    // Kept out of menus, but still installed: an ignored identifier shows its name.
-    QCOMPARE(catalog.find(QStringLiteral("helper"))->name, QStringLiteral("Helper"));
-}
+    void rejectsWhatIsNotAnEntry_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::newRow("empty") << QByteArray();
+        QTest::newRow("binary") << QByteArray("\x7f\x45LF\x02\x01\x01\0\0\0", 10);
+        QTest::newRow("no entry group") << QByteArray("[Other]\nName=X\n");
+        QTest::newRow("no name") << QByteArray("[Desktop Entry]\nType=Application\nExec=x\n");
+        QTest::newRow("name only in an action")
+            << QByteArray("[Desktop Entry]\nType=Application\n[Desktop Action a]\nName=X\n");
+    }
 
-void TestDesktopEntry::catalogFindsIgnoredIdentifiers_data()
-{
-    QTest::addColumn<QString>("identifier");
-    QTest::addColumn<QString>("name"); // empty: not installed
+    void rejectsWhatIsNotAnEntry()
+    {
+        QFETCH(QByteArray, text);
+        QVERIFY(!DesktopEntry::parse(text, QStringLiteral("x.desktop"), QStringLiteral("C")));
+    }
 
-    QTest::newRow("declared class") << "KeePassXC"
-                                    << "KeePassXC";
-    QTest::newRow("class in other case") << "keepassxc"
-                                         << "KeePassXC";
-    QTest::newRow("program name") << "firefox-esr"
-                                  << "Firefox ESR";
-    QTest::newRow("reverse-domain id, last part") << "Calculator"
-                                                  << "Calculator";
-    QTest::newRow("declared class wins over a program of that name") << "Navigator"
-                                                                     << "Web Browser";
-    QTest::newRow("not installed") << "com.example.Gone"
-                                   << "";
-}
+    void catalogFollowsTheDataFolderRules()
+    {
+        QTemporaryDir dir;
+        const QString home = dir.filePath(QStringLiteral("home"));
+        const QString system = dir.filePath(QStringLiteral("system"));
+        const auto app = [](const QByteArray &name, const QByteArray &extra = {}) -> QByteArray {
+            return "[Desktop Entry]\nType=Application\nName=" + name + "\nExec=" + name.toLower()
+                   + "\n" + extra;
+        };
+        QVERIFY(writeFile(system + "/applications/zeta.desktop", app("Zeta")));
+        QVERIFY(writeFile(system + "/applications/alpha.desktop", app("alpha")));
+        // The user's own copy hides the system one with the same id.
+        QVERIFY(writeFile(system + "/applications/editor.desktop", app("System Editor")));
+        QVERIFY(writeFile(home + "/applications/editor.desktop", app("My Editor")));
+        // A hidden user entry removes the system one.
+        QVERIFY(writeFile(system + "/applications/removed.desktop", app("Removed")));
+        QVERIFY(writeFile(home + "/applications/removed.desktop", "[Desktop Entry]\nHidden=true\n"));
+        // Entries kept out of menus, links and broken files are not offered.
+        QVERIFY(
+            writeFile(system + "/applications/helper.desktop", app("Helper", "NoDisplay=true\n")));
+        QVERIFY(writeFile(system + "/applications/link.desktop",
+                          "[Desktop Entry]\nType=Link\nName=Web\nURL=https://example.org\n"));
+        QVERIFY(writeFile(system + "/applications/broken.desktop", "garbage\0\1\2"));
+        // Subfolders form ids with '-'; the same program twice is offered once.
+        QVERIFY(writeFile(system + "/applications/kde/konsole.desktop", app("Konsole")));
+        QVERIFY(writeFile(system + "/applications/zeta-again.desktop", app("Zeta")));
+        // Found by the last part of a reverse-domain id, and by a declared window class before
+        // a program of that name.
+        QVERIFY(writeApplication(system, "org.gnome.Calculator", "Name=Calculator\nExec=calc\n"));
+        QVERIFY(writeApplication(system, "a-navigator", "Name=Navigator Tool\nExec=navigator\n"));
+        QVERIFY(writeApplication(system, "web", "Name=Web\nExec=web\nStartupWMClass=Navigator\n"));
 
-void TestDesktopEntry::catalogFindsIgnoredIdentifiers()
-{
-    QFETCH(QString, identifier);
-    QFETCH(QString, name);
+        const ApplicationCatalog catalog({home, system, dir.filePath(QStringLiteral("missing"))},
+                                         QStringLiteral("C"));
+        QCOMPARE(names(catalog.applications()),
+                 (QStringList{"alpha",
+                              "Calculator",
+                              "Konsole",
+                              "My Editor",
+                              "Navigator Tool",
+                              "Web",
+                              "Zeta"}));
+        QCOMPARE(catalog.find(QStringLiteral("Calculator"))->name, QStringLiteral("Calculator"));
+        QCOMPARE(catalog.find(QStringLiteral("Navigator"))->name, QStringLiteral("Web"));
+        QCOMPARE(catalog.find(QStringLiteral("konsole"))->fileId,
+                 QStringLiteral("kde-konsole.desktop"));
+        QVERIFY(!catalog.find(QStringLiteral("removed")));
+        // Kept out of menus, but still installed: an ignored identifier shows its name.
+        QCOMPARE(catalog.find(QStringLiteral("helper"))->name, QStringLiteral("Helper"));
+    }
 
-    QTemporaryDir dir;
-    const QString apps = dir.filePath(QStringLiteral("share/applications/"));
-    QVERIFY(writeFile(apps + "a-navigator.desktop",
-                      "[Desktop Entry]\nType=Application\nName=Navigator Tool\nExec=navigator\n"));
-    QVERIFY(writeFile(apps + "keepassxc.desktop",
-                      "[Desktop Entry]\nType=Application\nName=KeePassXC\nExec=keepassxc\n"
-                      "StartupWMClass=KeePassXC\n"));
-    QVERIFY(writeFile(apps + "firefox-esr.desktop",
-                      "[Desktop Entry]\nType=Application\nName=Firefox ESR\n"
-                      "Exec=/usr/lib/firefox-esr/firefox-esr %u\n"));
-    QVERIFY(
-        writeFile(apps + "org.gnome.Calculator.desktop",
-                  "[Desktop Entry]\nType=Application\nName=Calculator\nExec=gnome-calculator\n"));
-    QVERIFY(writeFile(apps + "web.desktop",
-                      "[Desktop Entry]\nType=Application\nName=Web Browser\nExec=web\n"
-                      "StartupWMClass=Navigator\n"));
-
-    const ApplicationCatalog catalog({dir.filePath(QStringLiteral("share"))}, QStringLiteral("C"));
-    const std::optional<DesktopEntry> entry = catalog.find(identifier);
-    QCOMPARE(entry ? entry->name : QString(), name);
-}
-
-void TestDesktopEntry::defaultDataDirs_data()
-{
-    QTest::addColumn<QByteArray>("dataHome");
-    QTest::addColumn<QByteArray>("dataDirs");
-    QTest::addColumn<QStringList>("expected");
-
-    const QString home = QDir::homePath() + QStringLiteral("/.local/share");
-    QTest::newRow("unset") << QByteArray() << QByteArray()
-                           << QStringList{home, "/usr/local/share", "/usr/share"};
-    QTest::newRow("set") << QByteArray("/data/home") << QByteArray("/a:/b/")
-                         << QStringList{"/data/home", "/a", "/b"};
-    QTest::newRow("relative entries are ignored")
-        << QByteArray("relative") << QByteArray("rel:/b::") << QStringList{home, "/b"};
-}
-
-void TestDesktopEntry::defaultDataDirs()
-{
-    QFETCH(QByteArray, dataHome);
-    QFETCH(QByteArray, dataDirs);
-    QFETCH(QStringList, expected);
-    qputenv("XDG_DATA_HOME", dataHome);
-    qputenv("XDG_DATA_DIRS", dataDirs);
-    QCOMPARE(ApplicationCatalog::defaultDataDirs(), expected);
-    qunsetenv("XDG_DATA_HOME");
-    qunsetenv("XDG_DATA_DIRS");
-}
-
-void TestDesktopEntry::theInstalledEntryNamesCliphavensWindows()
-{
-    QFile file(QStringLiteral(CLIPHAVEN_SOURCE_DIR "/src/app/data/cliphaven.desktop"));
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    const auto entry = DesktopEntry::parse(file.readAll(),
-                                           QStringLiteral("cliphaven.desktop"),
-                                           QStringLiteral("C"));
-    QVERIFY(entry);
-    QCOMPARE(entry->type, QStringLiteral("Application"));
-    QCOMPARE(entry->name, QStringLiteral("Cliphaven"));
-    QCOMPARE(entry->program(), QStringLiteral("cliphaven"));
-    QCOMPARE(entry->icon, QStringLiteral("cliphaven"));
-    // Qt gives a window the class of the application's name; menus and docks match it.
-    QCOMPARE(entry->startupWMClass, QStringLiteral("Cliphaven"));
-    QVERIFY(QFile::exists(QStringLiteral(CLIPHAVEN_SOURCE_DIR "/src/app/data/cliphaven.svg")));
-}
+    void theInstalledEntryNamesCliphavensWindows()
+    {
+        QFile file(QStringLiteral(CLIPHAVEN_SOURCE_DIR "/src/app/data/cliphaven.desktop"));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const auto entry = DesktopEntry::parse(file.readAll(),
+                                               QStringLiteral("cliphaven.desktop"),
+                                               QStringLiteral("C"));
+        QVERIFY(entry);
+        QCOMPARE(entry->type, QStringLiteral("Application"));
+        QCOMPARE(entry->name, QStringLiteral("Cliphaven"));
+        QCOMPARE(entry->program(), QStringLiteral("cliphaven"));
+        QCOMPARE(entry->icon, QStringLiteral("cliphaven"));
+        // Qt gives a window the class of the application's name; menus and docks match it.
+        QCOMPARE(entry->startupWMClass, QStringLiteral("Cliphaven"));
+        QVERIFY(QFile::exists(QStringLiteral(CLIPHAVEN_SOURCE_DIR "/src/app/data/cliphaven.svg")));
+    }
+};
 
 QTEST_GUILESS_MAIN(TestDesktopEntry)
 #include "tst_desktopentry.moc"

@@ -2,10 +2,9 @@
 #include "app/ApplicationChooserModel.h"
 #include "app/IgnoredAppsModel.h"
 #include "app/OpenWindows.h"
+#include "common/Files.h"
 
 #include <QAbstractItemModelTester>
-#include <QDir>
-#include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -18,14 +17,6 @@ public:
     QStringList classes;
     QStringList windowClasses() const override { return classes; }
 };
-
-bool writeEntry(const QString &dir, const QString &id, const QByteArray &keys)
-{
-    QDir().mkpath(dir);
-    QFile file(dir + u'/' + id + QStringLiteral(".desktop"));
-    const QByteArray text = "[Desktop Entry]\nType=Application\n" + keys;
-    return file.open(QIODevice::WriteOnly) && file.write(text) == text.size();
-}
 
 QStringList column(const QAbstractItemModel &model, int role)
 {
@@ -42,186 +33,167 @@ class TestIgnoredApps : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
+    void init()
+    {
+        m_dir = std::make_unique<QTemporaryDir>();
+        m_prefs = std::make_unique<AppPrefs>(
+            std::make_unique<QSettings>(m_dir->filePath(QStringLiteral("p.conf")),
+                                        QSettings::IniFormat));
+        QVERIFY(writeApplication(share(),
+                                 "keepassxc",
+                                 "Name=KeePassXC\nIcon=keepassxc\n"
+                                 "Exec=keepassxc\nStartupWMClass=KeePassXC\n"));
+        QVERIFY(writeApplication(share(),
+                                 "firefox-esr",
+                                 "Name=Firefox ESR\nIcon=firefox-esr\n"
+                                 "Exec=firefox-esr %u\n"));
+        QVERIFY(writeApplication(share(),
+                                 "org.gnome.Calculator",
+                                 "Name=Calculator\n"
+                                 "Icon=accessories-calculator\nExec=gnome-calculator\n"));
+        QVERIFY(writeApplication(share(), "xterm", "Name=XTerm\nExec=xterm\n"));
+        m_catalog = catalog();
+        m_windows.classes.clear();
+    }
 
-    void rowsShowInstalledAppsAndBareIdentifiers();
-    void rowsFollowTheSettingsPrecisely();
-    void removeButtonRemoves();
-    void chooserOffersOpenWindowsThenInstalledApps();
-    void chooserLeavesOutWhatIsIgnored();
-    void chooserFilters();
-    void choosingTwiceLeavesOneRow();
+    void rowsShowInstalledAppsAndBareIdentifiers()
+    {
+        m_prefs->setIgnoredApps({QStringLiteral("KeePassXC"), QStringLiteral("com.example.Gone")});
+        IgnoredAppsModel model(*m_prefs, m_catalog);
+        QAbstractItemModelTester tester(&model);
+
+        QCOMPARE(column(model, IgnoredAppsModel::IdentifierRole),
+                 (QStringList{"KeePassXC", "com.example.Gone"}));
+        QCOMPARE(column(model, IgnoredAppsModel::NameRole),
+                 (QStringList{"KeePassXC", "com.example.Gone"}));
+        QCOMPARE(column(model, IgnoredAppsModel::IconRole), (QStringList{"keepassxc", ""}));
+        QCOMPARE(column(model, IgnoredAppsModel::InstalledRole), (QStringList{"true", "false"}));
+
+        // Installing the missing application names its row.
+        QVERIFY(
+            writeApplication(share(), "gone", "Name=Gone App\nStartupWMClass=com.example.Gone\n"));
+        QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+        model.setCatalog(catalog());
+        QCOMPARE(changed.size(), 1);
+        QCOMPARE(column(model, IgnoredAppsModel::NameRole), (QStringList{"KeePassXC", "Gone App"}));
+    }
+
+    void rowsFollowTheSettingsPrecisely()
+    {
+        IgnoredAppsModel model(*m_prefs, m_catalog);
+        QAbstractItemModelTester tester(&model);
+        QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
+        QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
+        QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
+        QSignalSpy count(&model, &IgnoredAppsModel::countChanged);
+
+        m_prefs->addIgnoredApp(QStringLiteral("a"));
+        m_prefs->addIgnoredApp(QStringLiteral("b"));
+        m_prefs->addIgnoredApp(QStringLiteral("c"));
+        QCOMPARE(inserted.size(), 3);
+        QCOMPARE(inserted.last().at(1).toInt(), 2);
+
+        m_prefs->removeIgnoredApp(QStringLiteral("b"));
+        QCOMPARE(removed.size(), 1);
+        QCOMPARE(removed.last().at(1).toInt(), 1);
+        QCOMPARE(column(model, IgnoredAppsModel::IdentifierRole), (QStringList{"a", "c"}));
+
+        // Removing what is not there changes nothing.
+        m_prefs->removeIgnoredApp(QStringLiteral("zzz"));
+        QCOMPARE(removed.size(), 1);
+
+        // An edit from outside that is neither becomes a reset.
+        m_prefs->setIgnoredApps({QStringLiteral("c"), QStringLiteral("a")});
+        QCOMPARE(reset.size(), 1);
+        QCOMPARE(column(model, IgnoredAppsModel::IdentifierRole), (QStringList{"c", "a"}));
+        QCOMPARE(count.size(), 4);
+    }
+
+    void chooserOffersOpenWindowsThenInstalledApps()
+    {
+        // Open: an installed app by another capitalisation, and a program without a desktop entry.
+        m_windows.classes = {QStringLiteral("Firefox-esr"), QStringLiteral("Zenity")};
+        ApplicationChooserModel model(*m_prefs, m_catalog, &m_windows);
+        QAbstractItemModelTester tester(&model);
+
+        QCOMPARE(column(model, ApplicationChooserModel::NameRole),
+                 (QStringList{"Firefox ESR", "Zenity", "Calculator", "KeePassXC", "XTerm"}));
+        // Open windows are offered by their exact class, which is what the monitor sees.
+        QCOMPARE(column(model, ApplicationChooserModel::IdentifierRole),
+                 (QStringList{"Firefox-esr", "Zenity", "gnome-calculator", "KeePassXC", "xterm"}));
+        QCOMPARE(column(model, ApplicationChooserModel::SectionRole),
+                 (QStringList{ApplicationChooserModel::kRunningSection,
+                              ApplicationChooserModel::kRunningSection,
+                              ApplicationChooserModel::kInstalledSection,
+                              ApplicationChooserModel::kInstalledSection,
+                              ApplicationChooserModel::kInstalledSection}));
+        QCOMPARE(column(model, ApplicationChooserModel::IconRole),
+                 (QStringList{"firefox-esr", "", "accessories-calculator", "keepassxc", ""}));
+
+        // Without a desktop to ask, only installed apps.
+        ApplicationChooserModel noDesktop(*m_prefs, m_catalog, nullptr);
+        QCOMPARE(noDesktop.count(), 4);
+    }
+
+    void chooserFilters()
+    {
+        ApplicationChooserModel model(*m_prefs, m_catalog, &m_windows);
+        QAbstractItemModelTester tester(&model);
+        QSignalSpy count(&model, &ApplicationChooserModel::countChanged);
+
+        model.setFilterText(QStringLiteral("  CALC "));
+        QCOMPARE(column(model, ApplicationChooserModel::NameRole), QStringList{"Calculator"});
+        // Identifiers match too.
+        model.setFilterText(QStringLiteral("esr"));
+        QCOMPARE(column(model, ApplicationChooserModel::NameRole), QStringList{"Firefox ESR"});
+        model.setFilterText(QStringLiteral("nothing like it"));
+        QCOMPARE(model.count(), 0);
+        model.setFilterText(QString());
+        QCOMPARE(model.count(), 4);
+        QCOMPARE(count.size(), 3);
+
+        // A new window shows on the next refresh, as when the chooser opens again.
+        m_windows.classes = {QStringLiteral("Zenity")};
+        model.refresh();
+        QCOMPARE(model.count(), 5);
+    }
+
+    // What is ignored, in any case, is not offered; removed from the list, it is again.
+    void chooseLeavesOutAndRemoveOffersAgain()
+    {
+        m_windows.classes = {QStringLiteral("Zenity")};
+        m_prefs->setIgnoredApps({QStringLiteral("keepassxc")});
+        IgnoredAppsModel rows(*m_prefs, m_catalog);
+        ApplicationChooserModel chooser(*m_prefs, m_catalog, &m_windows);
+        QAbstractItemModelTester tester(&chooser);
+        QCOMPARE(column(chooser, ApplicationChooserModel::NameRole),
+                 (QStringList{"Zenity", "Calculator", "Firefox ESR", "XTerm"}));
+        chooser.choose(QStringLiteral("Zenity"));
+        chooser.choose(QStringLiteral("Zenity"));
+        chooser.choose(QString());
+        QCOMPARE(m_prefs->ignoredApps(), (QStringList{"keepassxc", "Zenity"}));
+        QCOMPARE(rows.count(), 2);
+        QCOMPARE(column(chooser, ApplicationChooserModel::NameRole),
+                 (QStringList{"Calculator", "Firefox ESR", "XTerm"}));
+
+        rows.remove(QStringLiteral("Zenity"));
+        QCOMPARE(m_prefs->ignoredApps(), QStringList{"keepassxc"});
+        QCOMPARE(column(chooser, ApplicationChooserModel::NameRole),
+                 (QStringList{"Zenity", "Calculator", "Firefox ESR", "XTerm"}));
+    }
 
 private:
+    QString share() const { return m_dir->filePath(QStringLiteral("share")); }
+    std::shared_ptr<ApplicationCatalog> catalog() const
+    {
+        return std::make_shared<ApplicationCatalog>(QStringList{share()}, QStringLiteral("C"));
+    }
+
     std::unique_ptr<QTemporaryDir> m_dir;
     std::unique_ptr<AppPrefs> m_prefs;
     std::shared_ptr<ApplicationCatalog> m_catalog;
     FakeOpenWindows m_windows;
 };
-
-void TestIgnoredApps::init()
-{
-    m_dir = std::make_unique<QTemporaryDir>();
-    m_prefs = std::make_unique<AppPrefs>(
-        std::make_unique<QSettings>(m_dir->filePath(QStringLiteral("p.conf")),
-                                    QSettings::IniFormat));
-    const QString apps = m_dir->filePath(QStringLiteral("share/applications"));
-    QVERIFY(
-        writeEntry(apps,
-                   "keepassxc",
-                   "Name=KeePassXC\nIcon=keepassxc\nExec=keepassxc\nStartupWMClass=KeePassXC\n"));
-    QVERIFY(writeEntry(apps,
-                       "firefox-esr",
-                       "Name=Firefox ESR\nIcon=firefox-esr\nExec=firefox-esr %u\n"));
-    QVERIFY(writeEntry(apps,
-                       "org.gnome.Calculator",
-                       "Name=Calculator\nIcon=accessories-calculator\nExec=gnome-calculator\n"));
-    QVERIFY(writeEntry(apps, "xterm", "Name=XTerm\nExec=xterm\n"));
-    m_catalog = std::make_shared<ApplicationCatalog>(QStringList{m_dir->filePath(
-                                                         QStringLiteral("share"))},
-                                                     QStringLiteral("C"));
-    m_windows.classes.clear();
-}
-
-void TestIgnoredApps::rowsShowInstalledAppsAndBareIdentifiers()
-{
-    m_prefs->setIgnoredApps({QStringLiteral("KeePassXC"), QStringLiteral("com.example.Gone")});
-    IgnoredAppsModel model(*m_prefs, m_catalog);
-    QAbstractItemModelTester tester(&model);
-
-    QCOMPARE(column(model, IgnoredAppsModel::IdentifierRole),
-             (QStringList{"KeePassXC", "com.example.Gone"}));
-    QCOMPARE(column(model, IgnoredAppsModel::NameRole),
-             (QStringList{"KeePassXC", "com.example.Gone"}));
-    QCOMPARE(column(model, IgnoredAppsModel::IconRole), (QStringList{"keepassxc", ""}));
-    QCOMPARE(column(model, IgnoredAppsModel::InstalledRole), (QStringList{"true", "false"}));
-
-    // Installing the missing application names its row.
-    const QString apps = m_dir->filePath(QStringLiteral("share/applications"));
-    QVERIFY(writeEntry(apps, "gone", "Name=Gone App\nExec=gone\nStartupWMClass=com.example.Gone\n"));
-    QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
-    model.setCatalog(
-        std::make_shared<ApplicationCatalog>(QStringList{m_dir->filePath(QStringLiteral("share"))},
-                                             QStringLiteral("C")));
-    QCOMPARE(changed.size(), 1);
-    QCOMPARE(column(model, IgnoredAppsModel::NameRole), (QStringList{"KeePassXC", "Gone App"}));
-}
-
-void TestIgnoredApps::rowsFollowTheSettingsPrecisely()
-{
-    IgnoredAppsModel model(*m_prefs, m_catalog);
-    QAbstractItemModelTester tester(&model);
-    QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
-    QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
-    QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
-    QSignalSpy count(&model, &IgnoredAppsModel::countChanged);
-
-    m_prefs->addIgnoredApp(QStringLiteral("a"));
-    m_prefs->addIgnoredApp(QStringLiteral("b"));
-    m_prefs->addIgnoredApp(QStringLiteral("c"));
-    QCOMPARE(inserted.size(), 3);
-    QCOMPARE(inserted.last().at(1).toInt(), 2);
-
-    m_prefs->removeIgnoredApp(QStringLiteral("b"));
-    QCOMPARE(removed.size(), 1);
-    QCOMPARE(removed.last().at(1).toInt(), 1);
-    QCOMPARE(column(model, IgnoredAppsModel::IdentifierRole), (QStringList{"a", "c"}));
-
-    // Removing what is not there changes nothing.
-    m_prefs->removeIgnoredApp(QStringLiteral("zzz"));
-    QCOMPARE(removed.size(), 1);
-
-    // An edit from outside that is neither becomes a reset.
-    m_prefs->setIgnoredApps({QStringLiteral("c"), QStringLiteral("a")});
-    QCOMPARE(reset.size(), 1);
-    QCOMPARE(column(model, IgnoredAppsModel::IdentifierRole), (QStringList{"c", "a"}));
-    QCOMPARE(count.size(), 4);
-}
-
-void TestIgnoredApps::removeButtonRemoves()
-{
-    m_prefs->setIgnoredApps({QStringLiteral("KeePassXC"), QStringLiteral("xterm")});
-    IgnoredAppsModel model(*m_prefs, m_catalog);
-    model.remove(QStringLiteral("KeePassXC"));
-    QCOMPARE(m_prefs->ignoredApps(), QStringList{"xterm"});
-    QCOMPARE(model.count(), 1);
-}
-
-void TestIgnoredApps::chooserOffersOpenWindowsThenInstalledApps()
-{
-    // Open: an installed app by another capitalisation, and a program without a desktop entry.
-    m_windows.classes = {QStringLiteral("Firefox-esr"), QStringLiteral("Zenity")};
-    ApplicationChooserModel model(*m_prefs, m_catalog, &m_windows);
-    QAbstractItemModelTester tester(&model);
-
-    QCOMPARE(column(model, ApplicationChooserModel::NameRole),
-             (QStringList{"Firefox ESR", "Zenity", "Calculator", "KeePassXC", "XTerm"}));
-    // Open windows are offered by their exact class, which is what the monitor sees.
-    QCOMPARE(column(model, ApplicationChooserModel::IdentifierRole),
-             (QStringList{"Firefox-esr", "Zenity", "gnome-calculator", "KeePassXC", "xterm"}));
-    QCOMPARE(column(model, ApplicationChooserModel::SectionRole),
-             (QStringList{ApplicationChooserModel::kRunningSection,
-                          ApplicationChooserModel::kRunningSection,
-                          ApplicationChooserModel::kInstalledSection,
-                          ApplicationChooserModel::kInstalledSection,
-                          ApplicationChooserModel::kInstalledSection}));
-    QCOMPARE(column(model, ApplicationChooserModel::IconRole),
-             (QStringList{"firefox-esr", "", "accessories-calculator", "keepassxc", ""}));
-
-    // Without a desktop to ask, only installed apps.
-    ApplicationChooserModel noDesktop(*m_prefs, m_catalog, nullptr);
-    QCOMPARE(noDesktop.count(), 4);
-}
-
-void TestIgnoredApps::chooserLeavesOutWhatIsIgnored()
-{
-    m_windows.classes = {QStringLiteral("Zenity")};
-    m_prefs->setIgnoredApps({QStringLiteral("keepassxc"), QStringLiteral("Zenity")});
-    ApplicationChooserModel model(*m_prefs, m_catalog, &m_windows);
-    QAbstractItemModelTester tester(&model);
-    QCOMPARE(column(model, ApplicationChooserModel::NameRole),
-             (QStringList{"Calculator", "Firefox ESR", "XTerm"}));
-
-    // Removing from the ignore list offers it again.
-    m_prefs->removeIgnoredApp(QStringLiteral("Zenity"));
-    QCOMPARE(column(model, ApplicationChooserModel::NameRole),
-             (QStringList{"Zenity", "Calculator", "Firefox ESR", "XTerm"}));
-}
-
-void TestIgnoredApps::chooserFilters()
-{
-    ApplicationChooserModel model(*m_prefs, m_catalog, &m_windows);
-    QAbstractItemModelTester tester(&model);
-    QSignalSpy count(&model, &ApplicationChooserModel::countChanged);
-
-    model.setFilterText(QStringLiteral("  CALC "));
-    QCOMPARE(column(model, ApplicationChooserModel::NameRole), QStringList{"Calculator"});
-    // Identifiers match too.
-    model.setFilterText(QStringLiteral("esr"));
-    QCOMPARE(column(model, ApplicationChooserModel::NameRole), QStringList{"Firefox ESR"});
-    model.setFilterText(QStringLiteral("nothing like it"));
-    QCOMPARE(model.count(), 0);
-    model.setFilterText(QString());
-    QCOMPARE(model.count(), 4);
-    QCOMPARE(count.size(), 3);
-
-    // A new window shows on the next refresh, as when the chooser opens again.
-    m_windows.classes = {QStringLiteral("Zenity")};
-    model.refresh();
-    QCOMPARE(model.count(), 5);
-}
-
-void TestIgnoredApps::choosingTwiceLeavesOneRow()
-{
-    IgnoredAppsModel rows(*m_prefs, m_catalog);
-    ApplicationChooserModel chooser(*m_prefs, m_catalog, &m_windows);
-    chooser.choose(QStringLiteral("KeePassXC"));
-    chooser.choose(QStringLiteral("KeePassXC"));
-    chooser.choose(QString());
-    QCOMPARE(m_prefs->ignoredApps(), QStringList{"KeePassXC"});
-    QCOMPARE(rows.count(), 1);
-    QVERIFY(!column(chooser, ApplicationChooserModel::IdentifierRole).contains("KeePassXC"));
-}
 
 QTEST_GUILESS_MAIN(TestIgnoredApps)
 #include "tst_ignoredapps.moc"

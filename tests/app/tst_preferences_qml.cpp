@@ -1,7 +1,6 @@
 // Runs the QML tests in qml/ against the preferences view, with the real models on temporary
 // settings, a temporary store and catalog, and a fake hot-key backend.
 
-#include "../KeyboardShortcuts/FakeHotKeyBackend.h"
 #include "KeyboardShortcuts/Registry.h"
 #include "app/AppPrefs.h"
 #include "app/ApplicationCatalog.h"
@@ -13,9 +12,10 @@
 #include "app/ShortcutNames.h"
 #include "app/ShortcutRecorder.h"
 #include "app/ui/AppIconProvider.h"
+#include "common/Files.h"
+#include "fakes/FakeHotKeyBackend.h"
 #include "model/Store.h"
 
-#include <QDir>
 #include <QFile>
 #include <QQmlContext>
 #include <QQmlEngine>
@@ -30,45 +30,29 @@ public:
     QStringList windowClasses() const override { return {QStringLiteral("Zenity")}; }
 };
 
-void writeEntry(const QString &dir, const QString &id, const QByteArray &keys)
-{
-    QDir().mkpath(dir);
-    QFile file(dir + u'/' + id + QStringLiteral(".desktop"));
-    if (!file.open(QIODevice::WriteOnly))
-        qFatal("cannot write a test desktop entry");
-    file.write("[Desktop Entry]\nType=Application\n" + keys);
-}
-
 } // namespace
 
-// What the tests reach from QML besides the view's own objects.
+// The view's objects, real ones on temporary files, and what the tests reach besides them.
 class TestHelper : public QObject
 {
     Q_OBJECT
 
 public:
-    TestHelper(Store &store,
-               AppPrefs &prefs,
-               KeyboardShortcuts::Registry &registry,
-               ShortcutRecorder &recorder,
-               AutostartEntry &autostart)
-        : m_store(store)
-        , m_prefs(prefs)
-        , m_registry(registry)
-        , m_recorder(recorder)
-        , m_autostart(autostart)
-    {}
+    TestHelper()
+    {
+        m_registry.onKeyDown(ShortcutNames::toggleOverlay, [] {});
+    }
 
     // The state every test starts from.
     Q_INVOKABLE void reset()
     {
-        m_recorder.cancelRecording();
+        recorder.cancelRecording();
         m_registry.reset(ShortcutNames::toggleOverlay);
         m_store.eraseHistory();
-        m_prefs.setIgnoredApps({});
-        m_prefs.setShowInMenuBar(true);
-        m_prefs.setPlaySounds(true);
-        m_autostart.setEnabled(false);
+        prefs.setIgnoredApps({});
+        prefs.setShowInMenuBar(true);
+        prefs.setPlaySounds(true);
+        autostart.setEnabled(false);
     }
     Q_INVOKABLE void addClips(int count)
     {
@@ -76,14 +60,34 @@ public:
             m_store.captureFromClipboard(ClipItem::makeText(QStringLiteral("clip %1").arg(i)));
     }
     Q_INVOKABLE int historyCount() const { return int(m_store.history().size()); }
-    Q_INVOKABLE bool autostartFileExists() const { return QFile::exists(m_autostart.filePath()); }
+    Q_INVOKABLE bool autostartFileExists() const { return QFile::exists(autostart.filePath()); }
 
 private:
-    Store &m_store;
-    AppPrefs &m_prefs;
-    KeyboardShortcuts::Registry &m_registry;
-    ShortcutRecorder &m_recorder;
-    AutostartEntry &m_autostart;
+    QTemporaryDir m_dir;
+    QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
+    FakeHotKeyBackend m_backend;
+    FakeOpenWindows m_windows;
+    QSettings m_settings{path("s.conf"), QSettings::IniFormat};
+    Store m_store{path("store.json")};
+    KeyboardShortcuts::Registry m_registry{m_settings, m_backend};
+    // Two installed applications; a window of a third is open.
+    std::shared_ptr<const ApplicationCatalog> m_catalog = [this] {
+        const QString share = path("share");
+        if (!writeApplication(share,
+                              "keepassxc",
+                              "Name=KeePassXC\nExec=keepassxc\nStartupWMClass=KeePassXC\n")
+            || !writeApplication(share, "xterm", "Name=XTerm\nExec=xterm\n"))
+            qFatal("cannot write the test desktop entries");
+        return std::make_shared<ApplicationCatalog>(QStringList{share}, QStringLiteral("C"));
+    }();
+
+public:
+    AppPrefs prefs{std::make_unique<QSettings>(path("p.conf"), QSettings::IniFormat)};
+    PreferencesModel model{m_store};
+    ShortcutRecorder recorder{m_registry, ShortcutNames::toggleOverlay};
+    IgnoredAppsModel ignoredApps{prefs, m_catalog};
+    ApplicationChooserModel chooser{prefs, m_catalog, &m_windows};
+    AutostartEntry autostart{path("autostart"), QStringLiteral("/usr/bin/cliphaven")};
 };
 
 class Setup : public QObject
@@ -93,61 +97,20 @@ class Setup : public QObject
 public slots:
     void qmlEngineAvailable(QQmlEngine *engine)
     {
-        const QString share = m_dir.filePath(QStringLiteral("share"));
-        writeEntry(share + QStringLiteral("/applications"),
-                   QStringLiteral("keepassxc"),
-                   "Name=KeePassXC\nExec=keepassxc\nStartupWMClass=KeePassXC\n");
-        writeEntry(share + QStringLiteral("/applications"),
-                   QStringLiteral("xterm"),
-                   "Name=XTerm\nExec=xterm\n");
-        auto catalog = std::make_shared<const ApplicationCatalog>(QStringList{share},
-                                                                  QStringLiteral("C"));
-
-        m_settings = std::make_unique<QSettings>(m_dir.filePath(QStringLiteral("s.conf")),
-                                                 QSettings::IniFormat);
-        m_prefs = std::make_unique<AppPrefs>(
-            std::make_unique<QSettings>(m_dir.filePath(QStringLiteral("p.conf")),
-                                        QSettings::IniFormat));
-        m_store = std::make_unique<Store>(m_dir.filePath(QStringLiteral("store.json")));
-        m_registry = std::make_unique<KeyboardShortcuts::Registry>(*m_settings, m_backend);
-        m_registry->onKeyDown(ShortcutNames::toggleOverlay, [] {});
-        m_model = std::make_unique<PreferencesModel>(*m_store);
-        m_recorder = std::make_unique<ShortcutRecorder>(*m_registry, ShortcutNames::toggleOverlay);
-        m_ignoredApps = std::make_unique<IgnoredAppsModel>(*m_prefs, catalog);
-        m_chooser = std::make_unique<ApplicationChooserModel>(*m_prefs, catalog, &m_windows);
-        m_autostart = std::make_unique<AutostartEntry>(m_dir.filePath(QStringLiteral("autostart")),
-                                                       QStringLiteral("/usr/bin/cliphaven"));
-        m_helper = std::make_unique<TestHelper>(*m_store,
-                                                *m_prefs,
-                                                *m_registry,
-                                                *m_recorder,
-                                                *m_autostart);
-
+        m_helper = std::make_unique<TestHelper>();
         engine->addImportPath(QStringLiteral("qrc:/"));
         engine->addImageProvider(AppIconProvider::kId, new AppIconProvider);
         QQmlContext *context = engine->rootContext();
-        context->setContextProperty(QStringLiteral("testPrefs"), m_prefs.get());
-        context->setContextProperty(QStringLiteral("testModel"), m_model.get());
-        context->setContextProperty(QStringLiteral("testRecorder"), m_recorder.get());
-        context->setContextProperty(QStringLiteral("testIgnoredApps"), m_ignoredApps.get());
-        context->setContextProperty(QStringLiteral("testChooser"), m_chooser.get());
-        context->setContextProperty(QStringLiteral("testAutostart"), m_autostart.get());
+        context->setContextProperty(QStringLiteral("testPrefs"), &m_helper->prefs);
+        context->setContextProperty(QStringLiteral("testModel"), &m_helper->model);
+        context->setContextProperty(QStringLiteral("testRecorder"), &m_helper->recorder);
+        context->setContextProperty(QStringLiteral("testIgnoredApps"), &m_helper->ignoredApps);
+        context->setContextProperty(QStringLiteral("testChooser"), &m_helper->chooser);
+        context->setContextProperty(QStringLiteral("testAutostart"), &m_helper->autostart);
         context->setContextProperty(QStringLiteral("testHelper"), m_helper.get());
     }
 
 private:
-    QTemporaryDir m_dir;
-    FakeHotKeyBackend m_backend;
-    FakeOpenWindows m_windows;
-    std::unique_ptr<QSettings> m_settings;
-    std::unique_ptr<AppPrefs> m_prefs;
-    std::unique_ptr<Store> m_store;
-    std::unique_ptr<KeyboardShortcuts::Registry> m_registry;
-    std::unique_ptr<PreferencesModel> m_model;
-    std::unique_ptr<ShortcutRecorder> m_recorder;
-    std::unique_ptr<IgnoredAppsModel> m_ignoredApps;
-    std::unique_ptr<ApplicationChooserModel> m_chooser;
-    std::unique_ptr<AutostartEntry> m_autostart;
     std::unique_ptr<TestHelper> m_helper;
 };
 

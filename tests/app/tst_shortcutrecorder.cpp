@@ -1,13 +1,15 @@
-#include "../KeyboardShortcuts/FakeHotKeyBackend.h"
 #include "KeyboardShortcuts/Registry.h"
 #include "app/ShortcutNames.h"
 #include "app/ShortcutRecorder.h"
+#include "fakes/FakeHotKeyBackend.h"
 
 #include <QKeyEvent>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+
+using namespace Qt::StringLiterals;
 
 using namespace KeyboardShortcuts;
 
@@ -33,21 +35,168 @@ class TestShortcutRecorder : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    void init()
+    {
+        m_dir = std::make_unique<QTemporaryDir>();
+        m_settings = std::make_unique<QSettings>(m_dir->filePath(QStringLiteral("s.conf")),
+                                                 QSettings::IniFormat);
+        m_backend = std::make_unique<FakeHotKeyBackend>();
+        m_registry = std::make_unique<Registry>(*m_settings, *m_backend);
+        m_pressed = 0;
+        m_registry->onKeyDown(ShortcutNames::toggleOverlay, [this] { ++m_pressed; });
+    }
 
-    void showsTheStoredShortcut();
-    void combinations_data();
-    void combinations();
-    void escapeCancelsAndKeepsTheShortcut();
-    void backspaceOrDeleteClears_data();
-    void backspaceOrDeleteClears();
-    void heldModifiersAreShown();
-    void resetRestoresTheDefault();
-    void theHotKeyStepsAsideWhileRecording();
-    void aRefusedShortcutIsReported();
-    void aChangeMadeElsewhereShows();
-    void keysFromQmlWork();
+    void cleanup() { m_registry.reset(); }
+
+    void combinations_data()
+    {
+        QTest::addColumn<int>("key");
+        QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
+        QTest::addColumn<QString>("recorded"); // empty: refused, still recording
+        QTest::addColumn<QString>("problem");
+
+        const Qt::KeyboardModifiers none;
+        const QString needsModifier = QStringLiteral("Add Ctrl, Alt or Super to the key.");
+        QTest::newRow("Ctrl+Alt+B") << int(Qt::Key_B) << (Qt::ControlModifier | Qt::AltModifier)
+                                    << u"Ctrl+Alt+B"_s << QString();
+        QTest::newRow("Super+Shift+K, shown in display order")
+            << int(Qt::Key_K) << (Qt::MetaModifier | Qt::ShiftModifier) << u"Shift+Super+K"_s
+            << QString();
+        QTest::newRow("Alt+Space")
+            << int(Qt::Key_Space) << (none | Qt::AltModifier) << u"Alt+Space"_s << QString();
+        QTest::newRow("a plain letter") << int(Qt::Key_B) << none << QString() << needsModifier;
+        QTest::newRow("Shift alone would eat capitals")
+            << int(Qt::Key_B) << (none | Qt::ShiftModifier) << QString() << needsModifier;
+        QTest::newRow("a plain function key")
+            << int(Qt::Key_F5) << none << QString() << needsModifier;
+        QTest::newRow("a key outside the table")
+            << int(Qt::Key_LaunchMail) << (none | Qt::ControlModifier) << QString()
+            << u"This key cannot be used in a shortcut."_s;
+    }
+
+    void combinations()
+    {
+        QFETCH(int, key);
+        QFETCH(Qt::KeyboardModifiers, modifiers);
+        QFETCH(QString, recorded);
+        QFETCH(QString, problem);
+
+        ShortcutRecorder recorder(*m_registry, ShortcutNames::toggleOverlay);
+        QSignalSpy changed(&recorder, &ShortcutRecorder::shortcutChanged);
+        recorder.startRecording();
+        QVERIFY(recorder.handleKeyPress(press(key, modifiers)));
+        QCOMPARE(recorder.problem(), problem);
+
+        if (recorded.isEmpty()) {
+            QVERIFY(recorder.isRecording());
+            QCOMPARE(m_registry->getShortcut(ShortcutNames::toggleOverlay), kShiftSuperV);
+            QCOMPARE(changed.size(), 0);
+            return;
+        }
+        QVERIFY(!recorder.isRecording());
+        QCOMPARE(recorder.displayText(), recorded);
+        QVERIFY(!recorder.isAtDefault());
+        QCOMPARE(changed.size(), 1);
+        // Applied at once: stored, and the hot key moved to the new combination.
+        QCOMPARE(m_registry->getShortcut(ShortcutNames::toggleOverlay), recorder.shortcut());
+        QCOMPARE(m_backend->registered.values(), QList<Shortcut>{*recorder.shortcut()});
+    }
+
+    // Escape cancels and keeps the shortcut; Backspace or Delete clear it, for the next launch
+    // too.
+    void endingKeys_data()
+    {
+        QTest::addColumn<int>("key");
+        QTest::addColumn<bool>("cleared");
+        QTest::newRow("Escape") << int(Qt::Key_Escape) << false;
+        QTest::newRow("Backspace") << int(Qt::Key_Backspace) << true;
+        QTest::newRow("Delete") << int(Qt::Key_Delete) << true;
+    }
+    void endingKeys()
+    {
+        QFETCH(int, key);
+        QFETCH(bool, cleared);
+        ShortcutRecorder recorder(*m_registry, ShortcutNames::toggleOverlay);
+        QSignalSpy recording(&recorder, &ShortcutRecorder::recordingChanged);
+        recorder.startRecording();
+        recorder.handleKeyPress(press(Qt::Key_Control));
+        QVERIFY(recorder.handleKeyPress(press(key)));
+        QVERIFY(!recorder.isRecording());
+        QCOMPARE(recording.size(), 2);
+        QVERIFY(recorder.heldModifiers().isEmpty());
+        QCOMPARE(recorder.hasShortcut(), !cleared);
+        QCOMPARE(recorder.isAtDefault(), !cleared);
+        const auto expected = cleared ? std::nullopt : std::optional(kShiftSuperV);
+        QCOMPARE(Registry(*m_settings, *m_backend).getShortcut(ShortcutNames::toggleOverlay),
+                 expected);
+        QCOMPARE(m_backend->registered.values(), cleared ? QList<Shortcut>() : QList{kShiftSuperV});
+    }
+
+    void heldModifiersAreShown()
+    {
+        ShortcutRecorder recorder(*m_registry, ShortcutNames::toggleOverlay);
+        recorder.startRecording();
+        // On X11 a modifier key's press does not carry its own flag yet; its release does.
+        recorder.handleKeyPress(press(Qt::Key_Meta));
+        QCOMPARE(recorder.heldModifiers(), QStringList{"Super"});
+        recorder.handleKeyPress(press(Qt::Key_Control, Qt::MetaModifier));
+        QCOMPARE(recorder.heldModifiers(), (QStringList{"Ctrl", "Super"}));
+        recorder.handleKeyRelease(release(Qt::Key_Meta, Qt::MetaModifier | Qt::ControlModifier));
+        QCOMPARE(recorder.heldModifiers(), QStringList{"Ctrl"});
+        QVERIFY(recorder.isRecording());
+    }
+
+    void theHotKeyStepsAsideWhileRecording()
+    {
+        ShortcutRecorder recorder(*m_registry, ShortcutNames::toggleOverlay);
+        recorder.startRecording();
+        QVERIFY(m_backend->registered.isEmpty());
+        m_backend->press(kShiftSuperV);
+        QCOMPARE(m_pressed, 0);
+
+        // Recording the very same combination works and brings the hot key back.
+        recorder.handleKeyPress(press(Qt::Key_V, Qt::ShiftModifier | Qt::MetaModifier));
+        QVERIFY(recorder.isAtDefault());
+        m_backend->press(kShiftSuperV);
+        QCOMPARE(m_pressed, 1);
+
+        // Destroying a recording control does not leave the hot key off.
+        {
+            ShortcutRecorder closing(*m_registry, ShortcutNames::toggleOverlay);
+            closing.startRecording();
+        }
+        m_backend->press(kShiftSuperV);
+        QCOMPARE(m_pressed, 2);
+    }
+
+    void aRefusedShortcutIsReported()
+    {
+        m_backend->refusals.insert(kCtrlAltB, 10);
+        ShortcutRecorder recorder(*m_registry, ShortcutNames::toggleOverlay);
+        recorder.startRecording();
+        recorder.handleKeyPress(press(Qt::Key_B, Qt::ControlModifier | Qt::AltModifier));
+        QCOMPARE(recorder.displayText(), QStringLiteral("Ctrl+Alt+B"));
+        QCOMPARE(recorder.problem(), QStringLiteral("Another application is using this shortcut."));
+
+        recorder.startRecording();
+        QVERIFY(recorder.problem().isEmpty());
+        recorder.handleKeyPress(press(Qt::Key_K, Qt::ControlModifier | Qt::AltModifier));
+        QVERIFY(recorder.problem().isEmpty());
+    }
+
+    // Shows the stored shortcut, and a change made elsewhere; keys are left alone until
+    // recording starts.
+    void showsTheStoredShortcut()
+    {
+        ShortcutRecorder recorder(*m_registry, ShortcutNames::toggleOverlay);
+        QSignalSpy changed(&recorder, &ShortcutRecorder::shortcutChanged);
+        QVERIFY(recorder.hasShortcut() && recorder.isAtDefault() && !recorder.isRecording());
+        QCOMPARE(recorder.keyCaps(), (QStringList{"Shift", "Super", "V"}));
+        QVERIFY(!recorder.handleKeyPress(press(Qt::Key_B, Qt::ControlModifier)));
+        m_registry->setShortcut(kCtrlAltB, ShortcutNames::toggleOverlay);
+        QCOMPARE(changed.size(), 1);
+        QCOMPARE(recorder.displayText(), QStringLiteral("Ctrl+Alt+B"));
+    }
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -56,221 +205,6 @@ private:
     std::unique_ptr<Registry> m_registry;
     int m_pressed = 0;
 };
-
-void TestShortcutRecorder::init()
-{
-    m_dir = std::make_unique<QTemporaryDir>();
-    m_settings = std::make_unique<QSettings>(m_dir->filePath(QStringLiteral("s.conf")),
-                                             QSettings::IniFormat);
-    m_backend = std::make_unique<FakeHotKeyBackend>();
-    m_registry = std::make_unique<Registry>(*m_settings, *m_backend);
-    m_pressed = 0;
-    m_registry->onKeyDown(ShortcutNames::toggleOverlay, [this] { ++m_pressed; });
-}
-
-void TestShortcutRecorder::cleanup()
-{
-    m_registry.reset();
-}
-
-void TestShortcutRecorder::showsTheStoredShortcut()
-{
-    ShortcutRecorder recorder(*m_registry, ShortcutNames::toggleOverlay);
-    QVERIFY(!recorder.isRecording());
-    QVERIFY(recorder.hasShortcut());
-    QVERIFY(recorder.isAtDefault());
-    QCOMPARE(recorder.displayText(), QStringLiteral("Shift+Super+V"));
-    QCOMPARE(recorder.keyCaps(), (QStringList{"Shift", "Super", "V"}));
-    QVERIFY(recorder.problem().isEmpty());
-    // Keys are left alone until recording starts.
-    QVERIFY(!recorder.handleKeyPress(press(Qt::Key_B, Qt::ControlModifier)));
-}
-
-void TestShortcutRecorder::combinations_data()
-{
-    QTest::addColumn<int>("key");
-    QTest::addColumn<Qt::KeyboardModifiers>("modifiers");
-    QTest::addColumn<QString>("recorded"); // empty: refused, still recording
-    QTest::addColumn<QString>("problem");
-
-    const QString needsModifier = QStringLiteral("Add Ctrl, Alt or Super to the key.");
-    QTest::newRow("Ctrl+Alt+B") << int(Qt::Key_B) << (Qt::ControlModifier | Qt::AltModifier)
-                                << "Ctrl+Alt+B"
-                                << "";
-    QTest::newRow("Super+Shift+K, shown in display order")
-        << int(Qt::Key_K) << (Qt::MetaModifier | Qt::ShiftModifier) << "Shift+Super+K"
-        << "";
-    QTest::newRow("Ctrl+F5") << int(Qt::Key_F5) << Qt::KeyboardModifiers(Qt::ControlModifier)
-                             << "Ctrl+F5"
-                             << "";
-    QTest::newRow("Alt+Space") << int(Qt::Key_Space) << Qt::KeyboardModifiers(Qt::AltModifier)
-                               << "Alt+Space"
-                               << "";
-    QTest::newRow("a plain letter")
-        << int(Qt::Key_B) << Qt::KeyboardModifiers() << "" << needsModifier;
-    QTest::newRow("Shift alone would eat capitals")
-        << int(Qt::Key_B) << Qt::KeyboardModifiers(Qt::ShiftModifier) << "" << needsModifier;
-    QTest::newRow("a plain function key")
-        << int(Qt::Key_F5) << Qt::KeyboardModifiers() << "" << needsModifier;
-    QTest::newRow("a key outside the table")
-        << int(Qt::Key_LaunchMail) << Qt::KeyboardModifiers(Qt::ControlModifier) << ""
-        << "This key cannot be used in a shortcut.";
-}
-
-void TestShortcutRecorder::combinations()
-{
-    QFETCH(int, key);
-    QFETCH(Qt::KeyboardModifiers, modifiers);
-    QFETCH(QString, recorded);
-    QFETCH(QString, problem);
-
-    ShortcutRecorder recorder(*m_registry, ShortcutNames::toggleOverlay);
-    QSignalSpy changed(&recorder, &ShortcutRecorder::shortcutChanged);
-    recorder.startRecording();
-    QVERIFY(recorder.handleKeyPress(press(key, modifiers)));
-    QCOMPARE(recorder.problem(), problem);
-
-    if (recorded.isEmpty()) {
-        QVERIFY(recorder.isRecording());
-        QCOMPARE(m_registry->getShortcut(ShortcutNames::toggleOverlay), kShiftSuperV);
-        QCOMPARE(changed.size(), 0);
-        return;
-    }
-    QVERIFY(!recorder.isRecording());
-    QCOMPARE(recorder.displayText(), recorded);
-    QVERIFY(!recorder.isAtDefault());
-    QCOMPARE(changed.size(), 1);
-    // Applied at once: stored, and the hot key moved to the new combination.
-    QCOMPARE(m_registry->getShortcut(ShortcutNames::toggleOverlay), recorder.shortcut());
-    QCOMPARE(m_backend->registered.values(), QList<Shortcut>{*recorder.shortcut()});
-}
-
-void TestShortcutRecorder::escapeCancelsAndKeepsTheShortcut()
-{
-    ShortcutRecorder recorder(*m_registry, ShortcutNames::toggleOverlay);
-    QSignalSpy recording(&recorder, &ShortcutRecorder::recordingChanged);
-    recorder.startRecording();
-    recorder.handleKeyPress(press(Qt::Key_Control));
-    QVERIFY(recorder.handleKeyPress(press(Qt::Key_Escape)));
-    QVERIFY(!recorder.isRecording());
-    QCOMPARE(recording.size(), 2);
-    QVERIFY(recorder.heldModifiers().isEmpty());
-    QCOMPARE(m_registry->getShortcut(ShortcutNames::toggleOverlay), kShiftSuperV);
-    QCOMPARE(m_backend->registered.values(), QList<Shortcut>{kShiftSuperV});
-}
-
-void TestShortcutRecorder::backspaceOrDeleteClears_data()
-{
-    QTest::addColumn<int>("key");
-    QTest::newRow("Backspace") << int(Qt::Key_Backspace);
-    QTest::newRow("Delete") << int(Qt::Key_Delete);
-}
-
-void TestShortcutRecorder::backspaceOrDeleteClears()
-{
-    QFETCH(int, key);
-    ShortcutRecorder recorder(*m_registry, ShortcutNames::toggleOverlay);
-    recorder.startRecording();
-    QVERIFY(recorder.handleKeyPress(press(key)));
-    QVERIFY(!recorder.isRecording());
-    QVERIFY(!recorder.hasShortcut());
-    QCOMPARE(recorder.displayText(), QString());
-    QVERIFY(!recorder.isAtDefault());
-    QVERIFY(m_backend->registered.isEmpty());
-
-    // Cleared stays cleared for the next launch.
-    Registry next(*m_settings, *m_backend);
-    QCOMPARE(next.getShortcut(ShortcutNames::toggleOverlay), std::nullopt);
-}
-
-void TestShortcutRecorder::heldModifiersAreShown()
-{
-    ShortcutRecorder recorder(*m_registry, ShortcutNames::toggleOverlay);
-    recorder.startRecording();
-    // On X11 a modifier key's press does not carry its own flag yet; its release does.
-    recorder.handleKeyPress(press(Qt::Key_Meta));
-    QCOMPARE(recorder.heldModifiers(), QStringList{"Super"});
-    recorder.handleKeyPress(press(Qt::Key_Control, Qt::MetaModifier));
-    QCOMPARE(recorder.heldModifiers(), (QStringList{"Ctrl", "Super"}));
-    recorder.handleKeyRelease(release(Qt::Key_Meta, Qt::MetaModifier | Qt::ControlModifier));
-    QCOMPARE(recorder.heldModifiers(), QStringList{"Ctrl"});
-    QVERIFY(recorder.isRecording());
-}
-
-void TestShortcutRecorder::resetRestoresTheDefault()
-{
-    ShortcutRecorder recorder(*m_registry, ShortcutNames::toggleOverlay);
-    recorder.startRecording();
-    recorder.handleKeyPress(press(Qt::Key_B, Qt::ControlModifier | Qt::AltModifier));
-    QVERIFY(!recorder.isAtDefault());
-
-    recorder.reset();
-    QVERIFY(recorder.isAtDefault());
-    QCOMPARE(recorder.displayText(), QStringLiteral("Shift+Super+V"));
-    QCOMPARE(m_registry->getShortcut(ShortcutNames::toggleOverlay), kShiftSuperV);
-    QCOMPARE(m_backend->registered.values(), QList<Shortcut>{kShiftSuperV});
-}
-
-void TestShortcutRecorder::theHotKeyStepsAsideWhileRecording()
-{
-    ShortcutRecorder recorder(*m_registry, ShortcutNames::toggleOverlay);
-    recorder.startRecording();
-    QVERIFY(m_backend->registered.isEmpty());
-    m_backend->press(kShiftSuperV);
-    QCOMPARE(m_pressed, 0);
-
-    // Recording the very same combination works and brings the hot key back.
-    recorder.handleKeyPress(press(Qt::Key_V, Qt::ShiftModifier | Qt::MetaModifier));
-    QVERIFY(recorder.isAtDefault());
-    m_backend->press(kShiftSuperV);
-    QCOMPARE(m_pressed, 1);
-
-    // Destroying a recording control does not leave the hot key off.
-    {
-        ShortcutRecorder closing(*m_registry, ShortcutNames::toggleOverlay);
-        closing.startRecording();
-    }
-    m_backend->press(kShiftSuperV);
-    QCOMPARE(m_pressed, 2);
-}
-
-void TestShortcutRecorder::aRefusedShortcutIsReported()
-{
-    m_backend->refusals.insert(kCtrlAltB, 10);
-    ShortcutRecorder recorder(*m_registry, ShortcutNames::toggleOverlay);
-    recorder.startRecording();
-    recorder.handleKeyPress(press(Qt::Key_B, Qt::ControlModifier | Qt::AltModifier));
-    QCOMPARE(recorder.displayText(), QStringLiteral("Ctrl+Alt+B"));
-    QCOMPARE(recorder.problem(), QStringLiteral("Another application is using this shortcut."));
-
-    recorder.startRecording();
-    QVERIFY(recorder.problem().isEmpty());
-    recorder.handleKeyPress(press(Qt::Key_K, Qt::ControlModifier | Qt::AltModifier));
-    QVERIFY(recorder.problem().isEmpty());
-}
-
-void TestShortcutRecorder::aChangeMadeElsewhereShows()
-{
-    ShortcutRecorder recorder(*m_registry, ShortcutNames::toggleOverlay);
-    QSignalSpy changed(&recorder, &ShortcutRecorder::shortcutChanged);
-    m_registry->setShortcut(kCtrlAltB, ShortcutNames::toggleOverlay);
-    QCOMPARE(changed.size(), 1);
-    QCOMPARE(recorder.displayText(), QStringLiteral("Ctrl+Alt+B"));
-}
-
-void TestShortcutRecorder::keysFromQmlWork()
-{
-    ShortcutRecorder recorder(*m_registry, ShortcutNames::toggleOverlay);
-    recorder.startRecording();
-    QVERIFY(recorder.keyPressed(Qt::Key_Control, 0, 0, {}));
-    QCOMPARE(recorder.heldModifiers(), QStringList{"Ctrl"});
-    QVERIFY(recorder.keyPressed(Qt::Key_B,
-                                int(Qt::ControlModifier | Qt::AltModifier),
-                                0,
-                                QStringLiteral("b")));
-    QCOMPARE(recorder.displayText(), QStringLiteral("Ctrl+Alt+B"));
-    QVERIFY(!recorder.keyReleased(Qt::Key_Control, 0, 0));
-}
 
 QTEST_GUILESS_MAIN(TestShortcutRecorder)
 #include "tst_shortcutrecorder.moc"

@@ -34,19 +34,15 @@ int holdInstance(int argc, char *argv[])
 
 bool waitForLine(QProcess &process, const QByteArray &line)
 {
-    QByteArray seen;
-    QDeadlineTimer deadline(kWait);
-    while (!deadline.hasExpired()) {
-        if (process.canReadLine() || process.waitForReadyRead(int(deadline.remainingTime()))) {
+    return QTest::qWaitFor(
+        [&] {
             while (process.canReadLine()) {
                 if (process.readLine().trimmed() == line)
                     return true;
             }
-        } else if (process.state() != QProcess::Running) {
             return false;
-        }
-    }
-    return false;
+        },
+        kWait);
 }
 
 } // namespace
@@ -56,152 +52,127 @@ class TestSingleInstance : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void secondLaunchAsksTheFirstToReopen();
-    void nextLaunchAfterTheFirstQuitIsPrimary();
-    void takesOverAfterACrash();
-    void leftoverSocketWithoutLock();
-    void lockHeldByAnInstanceThatDoesNotAnswer();
-    void strangersOnTheSocketAreIgnored();
-    void defaultPathIsPerUserAndDisplay_data();
-    void defaultPathIsPerUserAndDisplay();
+    void init()
+    {
+        m_dir = std::make_unique<QTemporaryDir>();
+        QVERIFY(m_dir->isValid());
+        m_base = m_dir->filePath(QStringLiteral("cliphaven-test"));
+    }
+
+    void nextLaunchIsPrimaryAfterThePreviousEnded_data()
+    {
+        QTest::addColumn<bool>("staleSocket");
+        QTest::newRow("the first quit") << false;
+        QTest::newRow("a socket left without its lock") << true;
+    }
+
+    void nextLaunchIsPrimaryAfterThePreviousEnded()
+    {
+        QFETCH(bool, staleSocket);
+        if (staleSocket) {
+            QFile leftover(m_base + QStringLiteral(".socket"));
+            QVERIFY(leftover.open(QIODevice::WriteOnly));
+        } else {
+            SingleInstance first(m_base);
+            QCOMPARE(first.start(), SingleInstance::Role::primary);
+            QVERIFY(QFile::exists(first.lockFilePath()));
+        }
+        SingleInstance next(m_base);
+        QSignalSpy reopened(&next, &SingleInstance::reopenRequested);
+        QCOMPARE(next.start(200), SingleInstance::Role::primary);
+        SingleInstance later(m_base);
+        QCOMPARE(later.start(kWait), SingleInstance::Role::forwarded);
+        QTRY_COMPARE_WITH_TIMEOUT(reopened.size(), 1, kWait);
+    }
+
+    void takesOverAfterACrash()
+    {
+        QProcess first;
+        first.start(QCoreApplication::applicationFilePath(),
+                    {QString::fromLatin1(kHoldArgument), m_base});
+        QVERIFY(waitForLine(first, "primary"));
+
+        // Across processes, a launch reaches the running instance.
+        SingleInstance second(m_base);
+        QCOMPARE(second.start(kWait), SingleInstance::Role::forwarded);
+        QVERIFY(waitForLine(first, "reopen"));
+
+        // A crash leaves the lock and the socket behind.
+        first.kill();
+        QVERIFY(first.waitForFinished(kWait));
+        QVERIFY(QFile::exists(m_base + QStringLiteral(".lock")));
+        QVERIFY(QFile::exists(m_base + QStringLiteral(".socket")));
+
+        SingleInstance next(m_base);
+        QSignalSpy reopened(&next, &SingleInstance::reopenRequested);
+        QCOMPARE(next.start(kWait), SingleInstance::Role::primary);
+        SingleInstance later(m_base);
+        QCOMPARE(later.start(kWait), SingleInstance::Role::forwarded);
+        QTRY_COMPARE_WITH_TIMEOUT(reopened.size(), 1, kWait);
+    }
+
+    void lockHeldByAnInstanceThatDoesNotAnswer()
+    {
+        // A live owner of the lock that never listens (hung, or still starting past the limit).
+        QLockFile lock(m_base + QStringLiteral(".lock"));
+        QVERIFY(lock.tryLock(0));
+
+        SingleInstance second(m_base);
+        QCOMPARE(second.start(300), SingleInstance::Role::unreachable);
+    }
+
+    // Every later launch asks the first to reopen; what strangers write on the socket is not
+    // such a request.
+    void laterLaunchesAskTheFirstToReopen()
+    {
+        SingleInstance first(m_base);
+        QSignalSpy reopened(&first, &SingleInstance::reopenRequested);
+        QCOMPARE(first.start(), SingleInstance::Role::primary);
+
+        QLocalSocket stranger;
+        stranger.connectToServer(first.socketPath());
+        QVERIFY(stranger.waitForConnected(kWait));
+        stranger.write("hello\nreopen please\n" + QByteArray(4096, 'x'));
+        QVERIFY(stranger.waitForBytesWritten(kWait));
+        QTRY_COMPARE_WITH_TIMEOUT(stranger.state(), QLocalSocket::UnconnectedState, kWait);
+        QCOMPARE(reopened.size(), 0);
+
+        SingleInstance second(m_base);
+        QCOMPARE(second.start(kWait), SingleInstance::Role::forwarded);
+        QTRY_COMPARE_WITH_TIMEOUT(reopened.size(), 1, kWait);
+        SingleInstance third(m_base);
+        QCOMPARE(third.start(kWait), SingleInstance::Role::forwarded);
+        QTRY_COMPARE_WITH_TIMEOUT(reopened.size(), 2, kWait);
+    }
+
+    void defaultPathIsPerUserAndDisplay_data()
+    {
+        QTest::addColumn<QByteArray>("display");
+        QTest::addColumn<QString>("suffix");
+        QTest::newRow("local X display") << QByteArray(":1") << "-1";
+        QTest::newRow("remote display") << QByteArray("host/unix:10.0") << "-host_unix_10.0";
+        QTest::newRow("no display") << QByteArray() << "";
+    }
+
+    void defaultPathIsPerUserAndDisplay()
+    {
+        QFETCH(QByteArray, display);
+        QFETCH(QString, suffix);
+        const QByteArray savedDisplay = qgetenv("DISPLAY");
+        const QByteArray savedWayland = qgetenv("WAYLAND_DISPLAY");
+        qputenv("DISPLAY", display);
+        qunsetenv("WAYLAND_DISPLAY");
+        const QString path = SingleInstance::defaultBasePath();
+        qputenv("DISPLAY", savedDisplay);
+        qputenv("WAYLAND_DISPLAY", savedWayland);
+        QVERIFY2(path.endsWith(QStringLiteral("/cliphaven-%1").arg(getuid()) + suffix),
+                 qPrintable(path));
+    }
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
     QString m_base;
 };
-
-void TestSingleInstance::init()
-{
-    m_dir = std::make_unique<QTemporaryDir>();
-    QVERIFY(m_dir->isValid());
-    m_base = m_dir->filePath(QStringLiteral("cliphaven-test"));
-}
-
-void TestSingleInstance::secondLaunchAsksTheFirstToReopen()
-{
-    SingleInstance first(m_base);
-    QSignalSpy reopened(&first, &SingleInstance::reopenRequested);
-    QCOMPARE(first.start(), SingleInstance::Role::primary);
-
-    SingleInstance second(m_base);
-    QCOMPARE(second.start(kWait), SingleInstance::Role::forwarded);
-    QTRY_COMPARE_WITH_TIMEOUT(reopened.size(), 1, kWait);
-
-    // Every later launch toggles again.
-    SingleInstance third(m_base);
-    QCOMPARE(third.start(kWait), SingleInstance::Role::forwarded);
-    QTRY_COMPARE_WITH_TIMEOUT(reopened.size(), 2, kWait);
-}
-
-void TestSingleInstance::nextLaunchAfterTheFirstQuitIsPrimary()
-{
-    {
-        SingleInstance first(m_base);
-        QCOMPARE(first.start(), SingleInstance::Role::primary);
-        QVERIFY(QFile::exists(first.lockFilePath()));
-    }
-    SingleInstance next(m_base);
-    QCOMPARE(next.start(200), SingleInstance::Role::primary);
-}
-
-void TestSingleInstance::takesOverAfterACrash()
-{
-    QProcess first;
-    first.start(QCoreApplication::applicationFilePath(),
-                {QString::fromLatin1(kHoldArgument), m_base});
-    QVERIFY(waitForLine(first, "primary"));
-
-    // Across processes, a launch reaches the running instance.
-    SingleInstance second(m_base);
-    QCOMPARE(second.start(kWait), SingleInstance::Role::forwarded);
-    QVERIFY(waitForLine(first, "reopen"));
-
-    // A crash leaves the lock and the socket behind.
-    first.kill();
-    QVERIFY(first.waitForFinished(kWait));
-    QVERIFY(QFile::exists(m_base + QStringLiteral(".lock")));
-    QVERIFY(QFile::exists(m_base + QStringLiteral(".socket")));
-
-    SingleInstance next(m_base);
-    QSignalSpy reopened(&next, &SingleInstance::reopenRequested);
-    QCOMPARE(next.start(kWait), SingleInstance::Role::primary);
-    SingleInstance later(m_base);
-    QCOMPARE(later.start(kWait), SingleInstance::Role::forwarded);
-    QTRY_COMPARE_WITH_TIMEOUT(reopened.size(), 1, kWait);
-}
-
-void TestSingleInstance::leftoverSocketWithoutLock()
-{
-    QFile leftover(m_base + QStringLiteral(".socket"));
-    QVERIFY(leftover.open(QIODevice::WriteOnly));
-    leftover.close();
-
-    SingleInstance first(m_base);
-    QSignalSpy reopened(&first, &SingleInstance::reopenRequested);
-    QCOMPARE(first.start(200), SingleInstance::Role::primary);
-    SingleInstance second(m_base);
-    QCOMPARE(second.start(kWait), SingleInstance::Role::forwarded);
-    QTRY_COMPARE_WITH_TIMEOUT(reopened.size(), 1, kWait);
-}
-
-void TestSingleInstance::lockHeldByAnInstanceThatDoesNotAnswer()
-{
-    // A live owner of the lock that never listens (hung, or still starting past the limit).
-    QLockFile lock(m_base + QStringLiteral(".lock"));
-    QVERIFY(lock.tryLock(0));
-
-    SingleInstance second(m_base);
-    QCOMPARE(second.start(300), SingleInstance::Role::unreachable);
-}
-
-void TestSingleInstance::strangersOnTheSocketAreIgnored()
-{
-    SingleInstance first(m_base);
-    QSignalSpy reopened(&first, &SingleInstance::reopenRequested);
-    QCOMPARE(first.start(), SingleInstance::Role::primary);
-
-    QLocalSocket stranger;
-    stranger.connectToServer(first.socketPath());
-    QVERIFY(stranger.waitForConnected(kWait));
-    stranger.write("hello\nreopen please\n" + QByteArray(4096, 'x'));
-    QVERIFY(stranger.waitForBytesWritten(kWait));
-    QTRY_COMPARE_WITH_TIMEOUT(stranger.state(), QLocalSocket::UnconnectedState, kWait);
-    QCOMPARE(reopened.size(), 0);
-
-    SingleInstance second(m_base);
-    QCOMPARE(second.start(kWait), SingleInstance::Role::forwarded);
-    QTRY_COMPARE_WITH_TIMEOUT(reopened.size(), 1, kWait);
-}
-
-void TestSingleInstance::defaultPathIsPerUserAndDisplay_data()
-{
-    QTest::addColumn<QByteArray>("display");
-    QTest::addColumn<QByteArray>("waylandDisplay");
-    QTest::addColumn<QString>("suffix");
-    QTest::newRow("local X display") << QByteArray(":1") << QByteArray() << "-1";
-    QTest::newRow("screen number") << QByteArray(":0.1") << QByteArray() << "-0.1";
-    QTest::newRow("remote display")
-        << QByteArray("host/unix:10.0") << QByteArray() << "-host_unix_10.0";
-    QTest::newRow("Wayland only") << QByteArray() << QByteArray("wayland-0") << "-wayland-0";
-    QTest::newRow("no display") << QByteArray() << QByteArray() << "";
-}
-
-void TestSingleInstance::defaultPathIsPerUserAndDisplay()
-{
-    QFETCH(QByteArray, display);
-    QFETCH(QByteArray, waylandDisplay);
-    QFETCH(QString, suffix);
-    const QByteArray savedDisplay = qgetenv("DISPLAY");
-    const QByteArray savedWayland = qgetenv("WAYLAND_DISPLAY");
-    qputenv("DISPLAY", display);
-    qputenv("WAYLAND_DISPLAY", waylandDisplay);
-    const QString path = SingleInstance::defaultBasePath();
-    qputenv("DISPLAY", savedDisplay);
-    qputenv("WAYLAND_DISPLAY", savedWayland);
-    QVERIFY2(path.endsWith(QStringLiteral("/cliphaven-%1").arg(getuid()) + suffix),
-             qPrintable(path));
-}
 
 int main(int argc, char *argv[])
 {

@@ -12,137 +12,100 @@ class TestTrayIcon : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
+    void init()
+    {
+        m_dir = std::make_unique<QTemporaryDir>();
+        m_prefs = std::make_unique<AppPrefs>(
+            std::make_unique<QSettings>(m_dir->filePath(QStringLiteral("p.conf")),
+                                        QSettings::IniFormat));
+    }
 
-    void presentExactlyWhileTheSettingIsOn();
-    void pausingSwitchesTheIcon();
-    void menuHasTheFourEntriesInOrder();
-    void menuEntriesAskForTheirActions_data();
-    void menuEntriesAskForTheirActions();
-    void onlyALeftClickToggles_data();
-    void onlyALeftClickToggles();
+    // Whether the icon is in the tray is checked in a real tray; here, its look and parts.
+    void pausingSwitchesTheIcon()
+    {
+        TrayIcon tray(*m_prefs);
+        QCOMPARE(tray.statusItem()->toolTip(), QStringLiteral("Cliphaven"));
+        QCOMPARE(tray.statusItem()->contextMenu(), tray.menu());
+        const QImage normal = tray.statusItem()->icon().pixmap(22, 22).toImage();
+        QVERIFY(!normal.isNull());
+        m_prefs->setPaused(true);
+        const QImage paused = tray.statusItem()->icon().pixmap(22, 22).toImage();
+        QVERIFY(!paused.isNull());
+        QVERIFY(paused != normal);
+        m_prefs->setPaused(false);
+        QCOMPARE(tray.statusItem()->icon().pixmap(22, 22).toImage(), normal);
+        // Started with the setting off, there is no icon; shown again while paused, the icon
+        // made anew has the paused look.
+        m_prefs->setShowInMenuBar(false);
+        QVERIFY(!TrayIcon(*m_prefs).statusItem());
+        m_prefs->setPaused(true);
+        m_prefs->setShowInMenuBar(true);
+        QCOMPARE(tray.statusItem()->icon().pixmap(22, 22).toImage(), paused);
+    }
+
+    // The menu's four entries, in order (a separator before the updates), each asking for its
+    // action and nothing else.
+    void menuEntriesAskForTheirActions_data()
+    {
+        QTest::addColumn<int>("index");
+        QTest::addColumn<QString>("entry");
+        QTest::addColumn<QByteArray>("signal");
+        QTest::newRow("show") << 0 << "Show Cliphaven"
+                              << QByteArray(SIGNAL(toggleOverlayRequested()));
+        QTest::newRow("preferences")
+            << 1 << "Preferences…" << QByteArray(SIGNAL(preferencesRequested()));
+        QTest::newRow("updates") << 3 << "Check for Updates…"
+                                 << QByteArray(SIGNAL(checkForUpdatesRequested()));
+        QTest::newRow("quit") << 4 << "Quit Cliphaven" << QByteArray(SIGNAL(quitRequested()));
+    }
+
+    void menuEntriesAskForTheirActions()
+    {
+        QFETCH(int, index);
+        QFETCH(QString, entry);
+        QFETCH(QByteArray, signal);
+
+        TrayIcon tray(*m_prefs);
+        const QList<QAction *> actions = tray.menu()->actions();
+        QCOMPARE(actions.size(), 5);
+        QVERIFY(actions.at(2)->isSeparator());
+        QCOMPARE(actions.at(index)->text(), entry);
+        QList<std::shared_ptr<QSignalSpy>> spies;
+        for (const char *each : {SIGNAL(toggleOverlayRequested()),
+                                 SIGNAL(preferencesRequested()),
+                                 SIGNAL(checkForUpdatesRequested()),
+                                 SIGNAL(quitRequested())})
+            spies.append(std::make_shared<QSignalSpy>(&tray, each));
+        actions.at(index)->trigger();
+        for (const auto &spy : spies)
+            QCOMPARE(spy->size(), spy->signal() == signal.mid(1) ? 1 : 0); // SIGNAL() adds a code
+    }
+
+    void onlyALeftClickToggles_data()
+    {
+        QTest::addColumn<QSystemTrayIcon::ActivationReason>("reason");
+        QTest::addColumn<int>("toggles");
+        QTest::newRow("left click") << QSystemTrayIcon::Trigger << 1;
+        QTest::newRow("right click opens the menu instead") << QSystemTrayIcon::Context << 0;
+        QTest::newRow("double click after its click") << QSystemTrayIcon::DoubleClick << 0;
+        QTest::newRow("middle click") << QSystemTrayIcon::MiddleClick << 0;
+    }
+
+    void onlyALeftClickToggles()
+    {
+        QFETCH(QSystemTrayIcon::ActivationReason, reason);
+        QFETCH(int, toggles);
+
+        TrayIcon tray(*m_prefs);
+        QSignalSpy toggled(&tray, &TrayIcon::toggleOverlayRequested);
+        emit tray.statusItem()->activated(reason);
+        QCOMPARE(toggled.size(), toggles);
+    }
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
     std::unique_ptr<AppPrefs> m_prefs;
 };
-
-void TestTrayIcon::init()
-{
-    m_dir = std::make_unique<QTemporaryDir>();
-    m_prefs = std::make_unique<AppPrefs>(
-        std::make_unique<QSettings>(m_dir->filePath(QStringLiteral("p.conf")),
-                                    QSettings::IniFormat));
-}
-
-void TestTrayIcon::presentExactlyWhileTheSettingIsOn()
-{
-    TrayIcon tray(*m_prefs);
-    QVERIFY(tray.statusItem());
-    QVERIFY(tray.statusItem()->isVisible());
-    QCOMPARE(tray.statusItem()->toolTip(), QStringLiteral("Cliphaven"));
-    QCOMPARE(tray.statusItem()->contextMenu(), tray.menu());
-
-    m_prefs->setShowInMenuBar(false);
-    QVERIFY(!tray.statusItem());
-    tray.applyMenuBarVisibility();
-    QVERIFY(!tray.statusItem());
-
-    // Back on, while paused: a new icon with the paused look.
-    m_prefs->setPaused(true);
-    m_prefs->setShowInMenuBar(true);
-    QVERIFY(tray.statusItem());
-    QVERIFY(tray.statusItem()->isVisible());
-    QCOMPARE(tray.iconPath(), QStringLiteral(":/cliphaven/icons/tray-paused.svg"));
-
-    // Starting with the setting off shows nothing.
-    m_prefs->setShowInMenuBar(false);
-    TrayIcon hidden(*m_prefs);
-    QVERIFY(!hidden.statusItem());
-}
-
-void TestTrayIcon::pausingSwitchesTheIcon()
-{
-    TrayIcon tray(*m_prefs);
-    const QImage normal = tray.statusItem()->icon().pixmap(22, 22).toImage();
-    QVERIFY(!normal.isNull());
-    QCOMPARE(tray.iconPath(), QStringLiteral(":/cliphaven/icons/tray-clipboard.svg"));
-
-    m_prefs->setPaused(true);
-    const QImage paused = tray.statusItem()->icon().pixmap(22, 22).toImage();
-    QVERIFY(!paused.isNull());
-    QVERIFY(paused != normal);
-
-    m_prefs->setPaused(false);
-    QCOMPARE(tray.statusItem()->icon().pixmap(22, 22).toImage(), normal);
-}
-
-void TestTrayIcon::menuHasTheFourEntriesInOrder()
-{
-    TrayIcon tray(*m_prefs);
-    QStringList texts;
-    for (const QAction *action : tray.menu()->actions())
-        texts.append(action->isSeparator() ? QStringLiteral("---") : action->text());
-    QCOMPARE(texts,
-             (QStringList{"Show Cliphaven",
-                          "Preferences…",
-                          "---",
-                          "Check for Updates…",
-                          "Quit Cliphaven"}));
-}
-
-void TestTrayIcon::menuEntriesAskForTheirActions_data()
-{
-    QTest::addColumn<QString>("entry");
-    QTest::addColumn<QByteArray>("signal");
-    QTest::newRow("show") << "Show Cliphaven" << QByteArray(SIGNAL(toggleOverlayRequested()));
-    QTest::newRow("preferences") << "Preferences…" << QByteArray(SIGNAL(preferencesRequested()));
-    QTest::newRow("updates") << "Check for Updates…"
-                             << QByteArray(SIGNAL(checkForUpdatesRequested()));
-    QTest::newRow("quit") << "Quit Cliphaven" << QByteArray(SIGNAL(quitRequested()));
-}
-
-void TestTrayIcon::menuEntriesAskForTheirActions()
-{
-    QFETCH(QString, entry);
-    QFETCH(QByteArray, signal);
-
-    TrayIcon tray(*m_prefs);
-    QList<std::shared_ptr<QSignalSpy>> spies;
-    for (const char *each : {SIGNAL(toggleOverlayRequested()),
-                             SIGNAL(preferencesRequested()),
-                             SIGNAL(checkForUpdatesRequested()),
-                             SIGNAL(quitRequested())})
-        spies.append(std::make_shared<QSignalSpy>(&tray, each));
-
-    for (QAction *action : tray.menu()->actions()) {
-        if (action->text() == entry)
-            action->trigger();
-    }
-    for (const auto &spy : spies)
-        QCOMPARE(spy->size(), spy->signal() == signal.mid(1) ? 1 : 0); // SIGNAL() adds a code
-}
-
-void TestTrayIcon::onlyALeftClickToggles_data()
-{
-    QTest::addColumn<QSystemTrayIcon::ActivationReason>("reason");
-    QTest::addColumn<int>("toggles");
-    QTest::newRow("left click") << QSystemTrayIcon::Trigger << 1;
-    QTest::newRow("right click opens the menu instead") << QSystemTrayIcon::Context << 0;
-    QTest::newRow("double click after its click") << QSystemTrayIcon::DoubleClick << 0;
-    QTest::newRow("middle click") << QSystemTrayIcon::MiddleClick << 0;
-}
-
-void TestTrayIcon::onlyALeftClickToggles()
-{
-    QFETCH(QSystemTrayIcon::ActivationReason, reason);
-    QFETCH(int, toggles);
-
-    TrayIcon tray(*m_prefs);
-    QSignalSpy toggled(&tray, &TrayIcon::toggleOverlayRequested);
-    emit tray.statusItem()->activated(reason);
-    QCOMPARE(toggled.size(), toggles);
-}
 
 QTEST_MAIN(TestTrayIcon)
 #include "tst_trayicon.moc"

@@ -1,23 +1,12 @@
 #pragma once
 
 #include "PngRows.h"
+#include "common/Images.h"
 
-#include <QBuffer>
 #include <QFont>
 #include <QImage>
 #include <QPainter>
 #include <QStringList>
-
-// Encodes an image in a format Qt writes (PNG unless told otherwise).
-inline QByteArray encodeImage(const QImage &image, const char *format = "PNG")
-{
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    if (!image.save(&buffer, format))
-        qFatal("could not encode a test image as %s", format);
-    return bytes;
-}
 
 // Black lines of text on white, one line per entry, in a font every test machine has.
 inline QImage renderLines(const QStringList &lines, int pixelSize, QSize size)

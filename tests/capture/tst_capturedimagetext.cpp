@@ -1,7 +1,7 @@
-#include "../model/FakeTextRecognizer.h"
 #include "TestImages.h"
 #include "capture/CapturedImageText.h"
 #include "capture/OCR.h"
+#include "fakes/FakeTextRecognizer.h"
 #include "model/Store.h"
 #include "overlay/OverlayState.h"
 
@@ -72,34 +72,27 @@ private slots:
         QCOMPARE(ocrTextOf(store().history(), other), std::nullopt);
     }
 
-    void textItemsAreNotRecognised()
+    // Text items and images without bytes are not recognised; an image without text, or an
+    // answer after the store is gone, changes nothing.
+    void nothingToStore()
     {
         FakeTextRecognizer recognizer;
-        ClipItem text = ClipItem::makeText(QStringLiteral("plain"));
-        recognizeCapturedImage(text, recognizer, store());
         ClipItem noBytes = ClipItem::makeImage({});
         noBytes.imageData.reset();
+        recognizeCapturedImage(ClipItem::makeText(QStringLiteral("plain")), recognizer, store());
         recognizeCapturedImage(noBytes, recognizer, store());
         QVERIFY(recognizer.pending.isEmpty());
-    }
 
-    void noTextFoundChangesNothing()
-    {
         const QByteArray blank = encodeImage(renderLines({}, 32, QSize(64, 64)));
         store().captureFromClipboard(ClipItem::makeImage(blank));
         QSignalSpy changed(&store(), &Store::historyChanged);
-        FakeTextRecognizer recognizer;
         recognizeCapturedImage(store().history().constFirst(), recognizer, store());
         recognizer.finishAll();
         QCOMPARE(changed.count(), 0);
         QCOMPARE(store().history().constFirst().ocrText, std::nullopt);
-    }
 
-    void answerAfterTheStoreIsGoneIsDropped()
-    {
-        FakeTextRecognizer recognizer;
-        recognizer.answers[imageOf({"Late"})] = QStringLiteral("Late");
-        recognizeCapturedImage(ClipItem::makeImage(imageOf({"Late"})), recognizer, store());
+        recognizer.answers[blank] = QStringLiteral("Late");
+        recognizeCapturedImage(ClipItem::makeImage(blank), recognizer, store());
         m_store.reset();
         recognizer.finishAll();
     }

@@ -22,17 +22,33 @@
 
 namespace {
 
-xcb_connection_t *connection = nullptr;
+xcb_connection_t *c = nullptr;
 
 xcb_atom_t intern(const std::string &name)
 {
-    xcb_intern_atom_reply_t *reply
-        = xcb_intern_atom_reply(connection,
-                                xcb_intern_atom(connection, 0, uint16_t(name.size()), name.c_str()),
-                                nullptr);
+    const auto cookie = xcb_intern_atom(c, 0, uint16_t(name.size()), name.c_str());
+    xcb_intern_atom_reply_t *reply = xcb_intern_atom_reply(c, cookie, nullptr);
     const xcb_atom_t atom = reply ? reply->atom : XCB_NONE;
     free(reply);
     return atom;
+}
+
+// Sets a property of the requestor's window: 8-bit data, or 32-bit atoms and numbers.
+void put(xcb_window_t window,
+         xcb_atom_t property,
+         xcb_atom_t type,
+         int format,
+         size_t count,
+         const void *data)
+{
+    xcb_change_property(c,
+                        XCB_PROP_MODE_REPLACE,
+                        window,
+                        property,
+                        type,
+                        uint8_t(format),
+                        uint32_t(count),
+                        data);
 }
 
 void notify(const xcb_selection_request_event_t &request, xcb_atom_t property)
@@ -44,11 +60,7 @@ void notify(const xcb_selection_request_event_t &request, xcb_atom_t property)
     event.selection = request.selection;
     event.target = request.target;
     event.property = property;
-    xcb_send_event(connection,
-                   0,
-                   request.requestor,
-                   XCB_EVENT_MASK_NO_EVENT,
-                   reinterpret_cast<const char *>(&event));
+    xcb_send_event(c, 0, request.requestor, 0, reinterpret_cast<const char *>(&event));
 }
 
 struct Incremental
@@ -103,24 +115,12 @@ int main(int argc, char **argv)
         }
     }
 
-    connection = xcb_connect(nullptr, nullptr);
-    if (xcb_connection_has_error(connection))
+    c = xcb_connect(nullptr, nullptr);
+    if (xcb_connection_has_error(c))
         return 1;
-    const xcb_screen_t *screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
-    const xcb_window_t window = xcb_generate_id(connection);
-    xcb_create_window(connection,
-                      XCB_COPY_FROM_PARENT,
-                      window,
-                      screen->root,
-                      0,
-                      0,
-                      1,
-                      1,
-                      0,
-                      XCB_WINDOW_CLASS_INPUT_ONLY,
-                      XCB_COPY_FROM_PARENT,
-                      0,
-                      nullptr);
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
+    const xcb_window_t window = xcb_generate_id(c);
+    xcb_create_window(c, 0, window, root, 0, 0, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY, 0, 0, nullptr);
     const xcb_atom_t clipboard = intern("CLIPBOARD");
     const xcb_atom_t targets = intern("TARGETS");
     const xcb_atom_t incr = intern("INCR");
@@ -132,11 +132,8 @@ int main(int argc, char **argv)
         offered.push_back(atom);
     }
 
-    xcb_set_selection_owner(connection, window, clipboard, XCB_CURRENT_TIME);
-    xcb_get_selection_owner_reply_t *owner
-        = xcb_get_selection_owner_reply(connection,
-                                        xcb_get_selection_owner(connection, clipboard),
-                                        nullptr);
+    xcb_set_selection_owner(c, window, clipboard, XCB_CURRENT_TIME);
+    auto *owner = xcb_get_selection_owner_reply(c, xcb_get_selection_owner(c, clipboard), nullptr);
     if (!owner || owner->owner != window)
         return 1;
     free(owner);
@@ -145,7 +142,7 @@ int main(int argc, char **argv)
 
     Incremental incremental;
     int chunksSent = 0;
-    while (xcb_generic_event_t *event = xcb_wait_for_event(connection)) {
+    while (xcb_generic_event_t *event = xcb_wait_for_event(c)) {
         const uint8_t type = event->response_type & 0x7f;
         if (type == XCB_SELECTION_CLEAR) {
             free(event);
@@ -158,44 +155,20 @@ int main(int argc, char **argv)
             const xcb_atom_t property = request.property ? request.property : request.target;
             const auto found = byAtom.find(request.target);
             if (request.target == targets) {
-                xcb_change_property(connection,
-                                    XCB_PROP_MODE_REPLACE,
-                                    request.requestor,
-                                    property,
-                                    XCB_ATOM_ATOM,
-                                    32,
-                                    uint32_t(offered.size()),
-                                    offered.data());
+                put(request.requestor, property, XCB_ATOM_ATOM, 32, offered.size(), offered.data());
                 notify(request, property);
             } else if (refuse || found == byAtom.end()) {
                 notify(request, XCB_NONE);
             } else if (found->second->size() > chunk) {
                 const uint32_t size = uint32_t(found->second->size());
                 const uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
-                xcb_change_window_attributes(connection,
-                                             request.requestor,
-                                             XCB_CW_EVENT_MASK,
-                                             &mask);
-                xcb_change_property(connection,
-                                    XCB_PROP_MODE_REPLACE,
-                                    request.requestor,
-                                    property,
-                                    incr,
-                                    32,
-                                    1,
-                                    &size);
+                xcb_change_window_attributes(c, request.requestor, XCB_CW_EVENT_MASK, &mask);
+                put(request.requestor, property, incr, 32, 1, &size);
                 incremental = {request.requestor, property, request.target, found->second, 0, false};
                 notify(request, property);
             } else {
                 const std::string &data = *found->second;
-                xcb_change_property(connection,
-                                    XCB_PROP_MODE_REPLACE,
-                                    request.requestor,
-                                    property,
-                                    request.target,
-                                    8,
-                                    uint32_t(data.size()),
-                                    data.data());
+                put(request.requestor, property, request.target, 8, data.size(), data.data());
                 notify(request, property);
             }
         } else if (type == XCB_PROPERTY_NOTIFY) {
@@ -206,22 +179,20 @@ int main(int argc, char **argv)
                     std::_Exit(0);
                 const size_t left = incremental.data->size() - incremental.offset;
                 const size_t size = left < chunk ? left : chunk;
-                xcb_change_property(connection,
-                                    XCB_PROP_MODE_REPLACE,
-                                    incremental.requestor,
-                                    incremental.property,
-                                    incremental.type,
-                                    8,
-                                    uint32_t(size),
-                                    incremental.data->data() + incremental.offset);
+                put(incremental.requestor,
+                    incremental.property,
+                    incremental.type,
+                    8,
+                    size,
+                    incremental.data->data() + incremental.offset);
                 incremental.offset += size;
                 incremental.finished = size == 0;
                 ++chunksSent;
             }
         }
-        xcb_flush(connection);
+        xcb_flush(c);
         free(event);
     }
-    xcb_disconnect(connection);
+    xcb_disconnect(c);
     return 0;
 }

@@ -8,24 +8,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <cmath>
-#include <numbers>
-
 namespace {
 
 constexpr int kRate = Sounds::kSampleRate;
-
-double amplitudeAt(const float *samples, qsizetype count, double frequency)
-{
-    double re = 0;
-    double im = 0;
-    for (qsizetype i = 0; i < count; ++i) {
-        const double phase = 2 * std::numbers::pi * frequency * double(i) / kRate;
-        re += samples[i] * std::cos(phase);
-        im += samples[i] * std::sin(phase);
-    }
-    return std::hypot(re, im);
-}
 
 } // namespace
 
@@ -34,118 +19,110 @@ class SoundsPulseTest : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void cleanupTestCase();
-    void copyTickIsHeardAt1320Hz();
+    void initTestCase()
+    {
+        const QString pulseaudio = QStandardPaths::findExecutable(QStringLiteral("pulseaudio"));
+        if (pulseaudio.isEmpty())
+            QSKIP("PulseAudio is not installed");
+        QVERIFY(!QStandardPaths::findExecutable(QStringLiteral("parec")).isEmpty());
+
+        m_socket = m_runtime.filePath(QStringLiteral("native"));
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("XDG_RUNTIME_DIR", m_runtime.path());
+        environment.insert("HOME", m_runtime.path());
+        m_server.setProcessEnvironment(environment);
+        m_server.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_server.start(pulseaudio,
+                       {"--daemonize=no",
+                        "--exit-idle-time=-1",
+                        "-n",
+                        "--use-pid-file=no",
+                        "--disable-shm=yes",
+                        "--load=module-null-sink sink_name=cliphaven_test",
+                        "--load=module-native-protocol-unix auth-anonymous=1 socket=" + m_socket});
+        QVERIFY(m_server.waitForStarted(10000));
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(m_socket), 20000);
+        // Before the first use of Qt Multimedia, which connects once.
+        qputenv("PULSE_SERVER", "unix:" + m_socket.toLocal8Bit());
+    }
+
+    void cleanupTestCase()
+    {
+        if (m_server.state() != QProcess::NotRunning) {
+            m_server.kill();
+            m_server.waitForFinished(5000);
+        }
+    }
+
+    void copyTickIsHeardAt1320Hz()
+    {
+        QProcess recorder;
+        recorder.start(QStringLiteral("parec"),
+                       QStringLiteral("-d cliphaven_test.monitor --format=float32le --rate=44100 "
+                                      "--channels=1 --raw --latency-msec=10")
+                           .split(u' '));
+        QVERIFY(recorder.waitForStarted(10000));
+        // The recorder takes a moment to connect; play only once it delivers (silent) samples.
+        QByteArray recorded;
+        QVERIFY(QTest::qWaitFor(
+            [&] {
+                recorded += recorder.readAllStandardOutput();
+                return recorded.size() > 4 * 4410;
+            },
+            20000));
+        recorded.clear();
+
+        TestPrefs prefs;
+        Sounds sounds(prefs.prefs);
+        sounds.copy();
+
+        // Record until the tick has gone by, then well after.
+        const auto loud = [&] {
+            recorded += recorder.readAllStandardOutput();
+            const auto *samples = reinterpret_cast<const float *>(recorded.constData());
+            for (qsizetype i = 0; i < recorded.size() / 4; ++i) {
+                if (std::abs(samples[i]) > 0.05f)
+                    return true;
+            }
+            return false;
+        };
+        QVERIFY2(QTest::qWaitFor(loud, 20000), "nothing was heard on the sink");
+        QTest::qWait(500);
+        recorded += recorder.readAllStandardOutput();
+        recorder.kill();
+        recorder.waitForFinished(5000);
+
+        const auto *samples = reinterpret_cast<const float *>(recorded.constData());
+        const qsizetype count = recorded.size() / 4;
+        qsizetype start = 0;
+        while (start < count && std::abs(samples[start]) < 0.01f)
+            ++start;
+        const qsizetype length = std::min<qsizetype>(2646, count - start);
+        QVERIFY(length > 1000);
+
+        double bestFrequency = 0;
+        double best = 0;
+        for (double frequency = 200; frequency <= 4000; frequency += 5) {
+            const double amplitude = amplitudeAt(samples + start, length, frequency);
+            if (amplitude > best) {
+                best = amplitude;
+                bestFrequency = frequency;
+            }
+        }
+        QVERIFY2(std::abs(bestFrequency - 1320) <= 30, qPrintable(QString::number(bestFrequency)));
+
+        // The tick is short: a quarter second later the sink is silent again.
+        float tail = 0;
+        for (qsizetype i = start + kRate / 4; i < count; ++i)
+            tail = std::max(tail, std::abs(samples[i]));
+        QVERIFY(tail < 0.01f);
+    }
 
 private:
     QTemporaryDir m_runtime;
     QProcess m_server;
     QString m_socket;
 };
-
-void SoundsPulseTest::initTestCase()
-{
-    const QString pulseaudio = QStandardPaths::findExecutable(QStringLiteral("pulseaudio"));
-    if (pulseaudio.isEmpty())
-        QSKIP("PulseAudio is not installed");
-    QVERIFY(!QStandardPaths::findExecutable(QStringLiteral("parec")).isEmpty());
-
-    m_socket = m_runtime.filePath(QStringLiteral("native"));
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("XDG_RUNTIME_DIR", m_runtime.path());
-    environment.insert("HOME", m_runtime.path());
-    m_server.setProcessEnvironment(environment);
-    m_server.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    m_server.start(pulseaudio,
-                   {"--daemonize=no",
-                    "--exit-idle-time=-1",
-                    "-n",
-                    "--use-pid-file=no",
-                    "--disable-shm=yes",
-                    "--load=module-null-sink sink_name=cliphaven_test",
-                    "--load=module-native-protocol-unix auth-anonymous=1 socket=" + m_socket});
-    QVERIFY(m_server.waitForStarted(10000));
-    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(m_socket), 20000);
-    // Before the first use of Qt Multimedia, which connects once.
-    qputenv("PULSE_SERVER", "unix:" + m_socket.toLocal8Bit());
-}
-
-void SoundsPulseTest::cleanupTestCase()
-{
-    if (m_server.state() != QProcess::NotRunning) {
-        m_server.kill();
-        m_server.waitForFinished(5000);
-    }
-}
-
-void SoundsPulseTest::copyTickIsHeardAt1320Hz()
-{
-    QProcess recorder;
-    recorder.start("parec",
-                   {"-d",
-                    "cliphaven_test.monitor",
-                    "--format=float32le",
-                    "--rate=44100",
-                    "--channels=1",
-                    "--raw",
-                    "--latency-msec=10"});
-    QVERIFY(recorder.waitForStarted(10000));
-    // The recorder takes a moment to connect; play only once it delivers (silent) samples.
-    QByteArray recorded;
-    QVERIFY(QTest::qWaitFor(
-        [&] {
-            recorded += recorder.readAllStandardOutput();
-            return recorded.size() > 4 * 4410;
-        },
-        20000));
-    recorded.clear();
-
-    TestPrefs prefs;
-    Sounds sounds(prefs.prefs);
-    sounds.copy();
-
-    // Record until the tick has gone by, then well after.
-    const auto loud = [&] {
-        recorded += recorder.readAllStandardOutput();
-        const auto *samples = reinterpret_cast<const float *>(recorded.constData());
-        for (qsizetype i = 0; i < recorded.size() / 4; ++i) {
-            if (std::abs(samples[i]) > 0.05f)
-                return true;
-        }
-        return false;
-    };
-    QVERIFY2(QTest::qWaitFor(loud, 20000), "nothing was heard on the sink");
-    QTest::qWait(500);
-    recorded += recorder.readAllStandardOutput();
-    recorder.kill();
-    recorder.waitForFinished(5000);
-
-    const auto *samples = reinterpret_cast<const float *>(recorded.constData());
-    const qsizetype count = recorded.size() / 4;
-    qsizetype start = 0;
-    while (start < count && std::abs(samples[start]) < 0.01f)
-        ++start;
-    const qsizetype length = std::min<qsizetype>(2646, count - start);
-    QVERIFY(length > 1000);
-
-    double bestFrequency = 0;
-    double best = 0;
-    for (double frequency = 200; frequency <= 4000; frequency += 5) {
-        const double amplitude = amplitudeAt(samples + start, length, frequency);
-        if (amplitude > best) {
-            best = amplitude;
-            bestFrequency = frequency;
-        }
-    }
-    QVERIFY2(std::abs(bestFrequency - 1320) <= 30, qPrintable(QString::number(bestFrequency)));
-
-    // The tick is short: a quarter second later the sink is silent again.
-    float tail = 0;
-    for (qsizetype i = start + kRate / 4; i < count; ++i)
-        tail = std::max(tail, std::abs(samples[i]));
-    QVERIFY(tail < 0.01f);
-}
 
 QTEST_GUILESS_MAIN(SoundsPulseTest)
 #include "tst_soundspulse.moc"

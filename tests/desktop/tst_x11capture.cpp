@@ -1,16 +1,14 @@
 // Capture from real clipboard owners on a real X server: xclip, and a test owner that can
 // misbehave. Runs under a private Xvfb with openbox.
 
-#include "DesktopHelpers.h"
-#include "capture/ClipboardMonitor.h"
+#include "common/CaptureRig.h"
+#include "common/Images.h"
+#include "common/Programs.h"
+#include "fakes/FakeKeyPoster.h"
 #include "fakes/FakeWorkspace.h"
-#include "fakes/TestSounds.h"
 #include "platform/x11/X11Pasteboard.h"
 
-#include <QBuffer>
 #include <QGuiApplication>
-#include <QImage>
-#include <QImageWriter>
 #include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTemporaryFile>
@@ -21,30 +19,14 @@ namespace {
 
 constexpr auto kRequestTimeout = 500ms;
 
-QByteArray encode(const QImage &image, const char *format)
-{
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    QImageWriter(&buffer, format).write(image);
-    return bytes;
-}
-
-QImage testImage()
-{
-    QImage image(40, 30, QImage::Format_RGB32);
-    image.fill(Qt::darkMagenta);
-    image.setPixel(5, 7, qRgb(1, 200, 3));
-    return image;
-}
-
 QByteArray randomBytes(qsizetype size)
 {
     QByteArray bytes(size, Qt::Uninitialized);
-    QRandomGenerator generator(42);
-    generator.fillRange(reinterpret_cast<quint32 *>(bytes.data()), size / 4);
+    QRandomGenerator(42).fillRange(reinterpret_cast<quint32 *>(bytes.data()), size / 4);
     return bytes;
 }
+
+using Rig = CaptureRig<X11Pasteboard, FakeWorkspace, FakeKeyPoster>;
 
 } // namespace
 
@@ -53,82 +35,211 @@ class X11CaptureTest : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
+    void initTestCase()
+    {
+        QVERIFY2(QGuiApplication::platformName() == u"xcb", "run this test on an X server");
+    }
 
-    void xclipCopyBecomesItem_data();
-    void xclipCopyBecomesItem();
-    void everyFlavorOfARichCopyIsKept();
-    void largeImageArrivesWhole();
-    void deadOwnerIsGivenUpAfterTheDeadline();
-    void slowOwnerWithinTheDeadlineIsRead();
-    void copyDuringASlowReadIsDeliveredOnce();
-    void ownerExitingMidTransferYieldsNothing();
-    void ownerRefusingEveryTargetYieldsNothing();
-    void passwordManagerCopyIsNotCaptured();
-    void ownWriteIsServedButNotCaptured();
-    void writtenStringIsServedAsText();
+    void init()
+    {
+        r = std::make_unique<Rig>(kRequestTimeout);
+        QVERIFY(r->pasteboard.isConnected());
+        m_taken = 0;
+        r->monitor.start();
+    }
+
+    void cleanup()
+    {
+        m_programs.stopAll();
+        r.reset();
+    }
+
+    void xclipCopyBecomesItem_data()
+    {
+        QTest::addColumn<QString>("type");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<ClipKind>("kind");
+        QTest::addColumn<QString>("text");
+
+        QTest::newRow("text") << "UTF8_STRING" << QStringLiteral("héllo from xclip ✓\n").toUtf8()
+                              << ClipKind::Text << QStringLiteral("héllo from xclip ✓\n");
+        QTest::newRow("HTML") << "text/html" << QByteArray("<b>bold</b>") << ClipKind::Text
+                              << "[1 format]  text/html";
+        QTest::newRow("PNG") << "image/png" << encodeImage(testImage(), "png") << ClipKind::Image
+                             << QString();
+        QTest::newRow("TIFF") << "image/tiff" << encodeImage(testImage(), "tiff") << ClipKind::Image
+                              << QString();
+        QTest::newRow("text not UTF-8") << "UTF8_STRING" << QByteArray("caf\xe9 \xff")
+                                        << ClipKind::Text << "[1 format]  UTF8_STRING";
+    }
+
+    void xclipCopyBecomesItem()
+    {
+        QFETCH(QString, type);
+        QFETCH(QByteArray, bytes);
+        QFETCH(ClipKind, kind);
+        QFETCH(QString, text);
+
+        copyWithXclip(type, bytes);
+        const ClipItem item = nextItem();
+        QVERIFY(!item.id.isNull());
+        QCOMPARE(item.kind, kind);
+        QVERIFY(item.flavors);
+        QCOMPARE(item.flavors->value(type), bytes);
+        if (kind == ClipKind::Text) {
+            QCOMPARE(item.text, text);
+        } else {
+            QVERIFY(item.imageData);
+            QCOMPARE(item.flavors->value("image/png"), *item.imageData);
+            QCOMPARE(item.image().convertToFormat(QImage::Format_RGB32), testImage());
+        }
+        QCOMPARE(r->copyPlays, 1);
+    }
+
+    void everyFlavorOfARichCopyIsKept()
+    {
+        startOwner(QStringLiteral("-t text/html -s <i>rich</i> -t UTF8_STRING -s rich "
+                                  "-t text/plain;charset=utf-8 -s rich -t application/x-empty -s")
+                       .split(u' ')
+                   << QString());
+        const ClipItem item = nextItem();
+        QCOMPARE(item.text, QStringLiteral("rich"));
+        const Flavors expected{{"text/html", "<i>rich</i>"},
+                               {"UTF8_STRING", "rich"},
+                               {"text/plain;charset=utf-8", "rich"},
+                               {"application/x-empty", ""}};
+        QCOMPARE(*item.flavors, expected);
+    }
+
+    void largeImageArrivesWhole()
+    {
+        const QByteArray big = randomBytes(50 * 1024 * 1024);
+        QTemporaryFile file;
+        QVERIFY(file.open());
+        file.write(big);
+        file.close();
+        copyWithXclip("image/png", {}, file.fileName());
+        const ClipItem item = nextItem();
+        QCOMPARE(item.kind, ClipKind::Image);
+        QCOMPARE(item.imageData->size(), big.size());
+        QVERIFY(*item.imageData == big);
+    }
+
+    void ownerThatGivesNoItem_data()
+    {
+        QTest::addColumn<QString>("arguments");
+        QTest::newRow("never answers") << "--silent -t UTF8_STRING -s never";
+        QTest::newRow("refuses every target") << "--refuse -t UTF8_STRING -s x -t image/png -s y";
+        // The owner's exit is a change of its own; the read of its data yields nothing.
+        QTest::newRow("exits mid-transfer")
+            << "--chunk 4096 --die-after-chunks 3 -t image/png -f BIGFILE";
+        QTest::newRow("password manager")
+            << "-t UTF8_STRING -s hunter2 -t x-kde-passwordManagerHint -s secret";
+    }
+
+    void ownerThatGivesNoItem()
+    {
+        QFETCH(QString, arguments);
+        QTemporaryFile file;
+        QVERIFY(file.open());
+        file.write(randomBytes(1024 * 1024));
+        file.close();
+        startOwner(arguments.replace(QStringLiteral("BIGFILE"), file.fileName()).split(u' '));
+        QTRY_COMPARE_WITH_TIMEOUT(r->monitor.lastChange(), r->pasteboard.changeCount(), 10000);
+        QTest::qWait(4 * int(kRequestTimeout.count()));
+        QCOMPARE(r->delivered.size(), 0);
+        QCOMPARE(r->copyPlays, 0);
+
+        // The reader is free again for the next copy.
+        copyWithXclip("UTF8_STRING", "after");
+        QCOMPARE(nextItem().text, QStringLiteral("after"));
+        QCOMPARE(r->delivered.size(), 1);
+    }
+
+    void deadOwnersReadEndsAtTheDeadline()
+    {
+        startOwner({"--silent", "-t", "UTF8_STRING", "-s", "never sent"});
+        bool finished = false;
+        Flavors flavors{{"sentinel", ""}};
+        r->pasteboard.readFirstItem([&](Flavors read) {
+            finished = true;
+            flavors = read;
+        });
+        QTRY_VERIFY_WITH_TIMEOUT(finished, 20000);
+        QVERIFY(flavors.isEmpty());
+    }
+
+    void slowOwnerWithinTheDeadlineIsRead()
+    {
+        startOwner({"--delay", "150", "-t", "UTF8_STRING", "-s", "slowly"});
+        QCOMPARE(nextItem().text, QStringLiteral("slowly"));
+    }
+
+    void copyDuringASlowReadIsDeliveredOnce()
+    {
+        // Each answer of this owner takes 0.3 s: its read is still running when the next copy
+        // comes, which supersedes it.
+        startOwner(
+            {"--delay", "300", "-t", "UTF8_STRING", "-s", "slow", "-t", "text/html", "-s", "s"});
+        QTRY_COMPARE_WITH_TIMEOUT(r->monitor.lastChange(), r->pasteboard.changeCount(), 10000);
+        copyWithXclip("UTF8_STRING", "newer");
+        QCOMPARE(nextItem().text, QStringLiteral("newer"));
+        QTest::qWait(4 * int(kRequestTimeout.count()));
+        QCOMPARE(r->delivered.size(), 1);
+    }
+
+    void ownWriteIsServedButNotCaptured()
+    {
+        // Someone else owns the clipboard first, as when pasting back after a copy elsewhere.
+        copyWithXclip("UTF8_STRING", "theirs");
+        QCOMPARE(nextItem().text, QStringLiteral("theirs"));
+
+        const qint64 before = r->pasteboard.changeCount();
+        const Flavors flavors{{"text/html", "<b>ours</b>"},
+                              {"UTF8_STRING", "ours ✓"},
+                              {"image/png", encodeImage(testImage(), "png")},
+                              {"application/x-custom", QByteArray("\0\1\2", 3)}};
+        r->monitor.setSuppressNextChange(true);
+        r->pasteboard.writeFlavors(flavors);
+        QTRY_VERIFY_WITH_TIMEOUT(r->pasteboard.changeCount() > before, 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(r->monitor.lastChange(), r->pasteboard.changeCount(), 10000);
+        QVERIFY(!r->monitor.suppressNextChange());
+
+        for (auto it = flavors.cbegin(); it != flavors.cend(); ++it)
+            QCOMPARE(pasteWithXclip(it.key()), it.value());
+        // Text-only readers asking for the generic types get the UTF-8 text.
+        QCOMPARE(pasteWithXclip("text/plain"), QByteArray("ours ✓"));
+        QTest::qWait(4 * int(kRequestTimeout.count()));
+        QCOMPARE(r->delivered.size(), 1);
+    }
+
+    void writtenStringIsServedAsText()
+    {
+        r->monitor.setSuppressNextChange(true);
+        r->pasteboard.writeString(QStringLiteral("grüße"));
+        QCOMPARE(QString::fromUtf8(pasteWithXclip("UTF8_STRING")), QStringLiteral("grüße"));
+        QCOMPARE(r->delivered.size(), 0);
+    }
 
 private:
-    void copyWithXclip(const QString &type, const QByteArray &bytes);
+    void copyWithXclip(const QString &type, const QByteArray &bytes, const QString &file = {});
     void startOwner(const QStringList &arguments);
     ClipItem nextItem();
     QByteArray pasteWithXclip(const QString &type);
 
     Programs m_programs;
-    std::unique_ptr<TestPrefs> m_prefs;
-    std::unique_ptr<Sounds> m_sounds;
-    std::unique_ptr<FakeWorkspace> m_workspace;
-    std::unique_ptr<X11Pasteboard> m_pasteboard;
-    std::unique_ptr<ClipboardMonitor> m_monitor;
-    std::unique_ptr<QSignalSpy> m_delivered;
+    std::unique_ptr<Rig> r;
     qsizetype m_taken = 0;
-    int m_copyPlays = 0;
-    int m_pastePlays = 0;
 };
 
-void X11CaptureTest::initTestCase()
+void X11CaptureTest::copyWithXclip(const QString &type, const QByteArray &bytes, const QString &file)
 {
-    QVERIFY2(QGuiApplication::platformName() == u"xcb", "run this test on an X server");
-}
-
-void X11CaptureTest::init()
-{
-    m_prefs = std::make_unique<TestPrefs>();
-    m_copyPlays = m_pastePlays = 0;
-    m_sounds = std::make_unique<Sounds>(m_prefs->prefs, countingVoices(&m_copyPlays, &m_pastePlays));
-    m_workspace = std::make_unique<FakeWorkspace>();
-    m_pasteboard = std::make_unique<X11Pasteboard>(kRequestTimeout);
-    QVERIFY(m_pasteboard->isConnected());
-    m_monitor = std::make_unique<ClipboardMonitor>(*m_pasteboard,
-                                                   *m_workspace,
-                                                   m_prefs->prefs,
-                                                   *m_sounds);
-    m_delivered = std::make_unique<QSignalSpy>(m_monitor.get(), &ClipboardMonitor::onNew);
-    m_taken = 0;
-    m_monitor->start();
-}
-
-void X11CaptureTest::cleanup()
-{
-    m_programs.stopAll();
-    m_delivered.reset();
-    m_monitor.reset();
-    m_pasteboard.reset();
-    m_workspace.reset();
-    m_sounds.reset();
-    m_prefs.reset();
-}
-
-void X11CaptureTest::copyWithXclip(const QString &type, const QByteArray &bytes)
-{
-    const qint64 before = m_pasteboard->changeCount();
-    m_programs.start(QStringLiteral("xclip"),
-                     {"-quiet", "-selection", "clipboard", "-t", type, "-i"},
-                     bytes,
-                     true);
-    QTRY_VERIFY_WITH_TIMEOUT(m_pasteboard->changeCount() > before, 20000);
+    const qint64 before = r->pasteboard.changeCount();
+    QStringList arguments{"-quiet", "-selection", "clipboard", "-t", type, "-i"};
+    if (!file.isEmpty())
+        arguments << file;
+    m_programs.start(QStringLiteral("xclip"), arguments, bytes, file.isEmpty());
+    QTRY_VERIFY_WITH_TIMEOUT(r->pasteboard.changeCount() > before, 20000);
 }
 
 void X11CaptureTest::startOwner(const QStringList &arguments)
@@ -140,214 +251,15 @@ void X11CaptureTest::startOwner(const QStringList &arguments)
 
 ClipItem X11CaptureTest::nextItem()
 {
-    if (!QTest::qWaitFor([&] { return m_delivered->size() > m_taken; }, 30000))
+    if (!QTest::qWaitFor([&] { return r->delivered.size() > m_taken; }, 30000))
         return {};
-    return m_delivered->at(m_taken++).at(0).value<ClipItem>();
+    return r->delivered.at(m_taken++).at(0).value<ClipItem>();
 }
 
 QByteArray X11CaptureTest::pasteWithXclip(const QString &type)
 {
     // xclip asks on its own connection; this process answers from its event loop meanwhile.
-    QProcess xclip;
-    xclip.start(QStringLiteral("xclip"), {"-o", "-selection", "clipboard", "-t", type});
-    if (!QTest::qWaitFor([&] { return xclip.state() == QProcess::NotRunning; }, 20000))
-        xclip.kill();
-    return xclip.readAllStandardOutput();
-}
-
-void X11CaptureTest::xclipCopyBecomesItem_data()
-{
-    QTest::addColumn<QString>("type");
-    QTest::addColumn<QByteArray>("bytes");
-    QTest::addColumn<ClipKind>("kind");
-    QTest::addColumn<QString>("text");
-
-    QTest::newRow("text") << "UTF8_STRING" << QStringLiteral("héllo from xclip ✓\n").toUtf8()
-                          << ClipKind::Text << QStringLiteral("héllo from xclip ✓\n");
-    QTest::newRow("HTML") << "text/html" << QByteArray("<b>bold</b>") << ClipKind::Text
-                          << "[1 format]  text/html";
-    QTest::newRow("PNG") << "image/png" << encode(testImage(), "png") << ClipKind::Image
-                         << QString();
-    QTest::newRow("TIFF") << "image/tiff" << encode(testImage(), "tiff") << ClipKind::Image
-                          << QString();
-    QTest::newRow("text not UTF-8") << "UTF8_STRING" << QByteArray("caf\xe9 \xff") << ClipKind::Text
-                                    << "[1 format]  UTF8_STRING";
-}
-
-void X11CaptureTest::xclipCopyBecomesItem()
-{
-    QFETCH(QString, type);
-    QFETCH(QByteArray, bytes);
-    QFETCH(ClipKind, kind);
-    QFETCH(QString, text);
-
-    copyWithXclip(type, bytes);
-    const ClipItem item = nextItem();
-    QVERIFY(!item.id.isNull());
-    QCOMPARE(item.kind, kind);
-    QVERIFY(item.flavors);
-    QCOMPARE(item.flavors->value(type), bytes);
-    if (kind == ClipKind::Text) {
-        QCOMPARE(item.text, text);
-    } else {
-        QVERIFY(item.imageData);
-        QCOMPARE(item.flavors->value("image/png"), *item.imageData);
-        QCOMPARE(item.image().convertToFormat(QImage::Format_RGB32), testImage());
-    }
-    QCOMPARE(m_copyPlays, 1);
-}
-
-void X11CaptureTest::everyFlavorOfARichCopyIsKept()
-{
-    startOwner({"-t",
-                "text/html",
-                "-s",
-                "<i>rich</i> text",
-                "-t",
-                "UTF8_STRING",
-                "-s",
-                "rich text",
-                "-t",
-                "text/plain;charset=utf-8",
-                "-s",
-                "rich text",
-                "-t",
-                "application/x-empty",
-                "-s",
-                ""});
-    const ClipItem item = nextItem();
-    QCOMPARE(item.text, QStringLiteral("rich text"));
-    const Flavors expected{{"text/html", "<i>rich</i> text"},
-                           {"UTF8_STRING", "rich text"},
-                           {"text/plain;charset=utf-8", "rich text"},
-                           {"application/x-empty", ""}};
-    QCOMPARE(*item.flavors, expected);
-}
-
-void X11CaptureTest::largeImageArrivesWhole()
-{
-    const QByteArray big = randomBytes(50 * 1024 * 1024);
-    QTemporaryFile file;
-    QVERIFY(file.open());
-    file.write(big);
-    file.close();
-    const qint64 before = m_pasteboard->changeCount();
-    m_programs.start(QStringLiteral("xclip"),
-                     {"-quiet", "-selection", "clipboard", "-t", "image/png", "-i", file.fileName()});
-    QTRY_VERIFY_WITH_TIMEOUT(m_pasteboard->changeCount() > before, 20000);
-    const ClipItem item = nextItem();
-    QCOMPARE(item.kind, ClipKind::Image);
-    QCOMPARE(item.imageData->size(), big.size());
-    QVERIFY(*item.imageData == big);
-}
-
-void X11CaptureTest::deadOwnerIsGivenUpAfterTheDeadline()
-{
-    startOwner({"--silent", "-t", "UTF8_STRING", "-s", "never sent"});
-    QTRY_COMPARE_WITH_TIMEOUT(m_monitor->lastChange(), m_pasteboard->changeCount(), 10000);
-
-    // Asked directly, the read ends with nothing once the deadline has passed.
-    bool finished = false;
-    Flavors flavors{{"sentinel", ""}};
-    m_pasteboard->readFirstItem([&](Flavors read) {
-        finished = true;
-        flavors = read;
-    });
-    QTRY_VERIFY_WITH_TIMEOUT(finished, 20000);
-    QVERIFY(flavors.isEmpty());
-    QCOMPARE(m_delivered->size(), 0);
-
-    // The reader is free again for the next copy.
-    copyWithXclip("UTF8_STRING", "after the dead one");
-    QCOMPARE(nextItem().text, QStringLiteral("after the dead one"));
-    QCOMPARE(m_delivered->size(), 1);
-}
-
-void X11CaptureTest::slowOwnerWithinTheDeadlineIsRead()
-{
-    startOwner({"--delay", "150", "-t", "UTF8_STRING", "-s", "slowly"});
-    QCOMPARE(nextItem().text, QStringLiteral("slowly"));
-}
-
-void X11CaptureTest::copyDuringASlowReadIsDeliveredOnce()
-{
-    // Each answer of this owner takes 0.3 s: its read is still running when the next copy
-    // comes, which supersedes it.
-    startOwner({"--delay", "300", "-t", "UTF8_STRING", "-s", "slow", "-t", "text/html", "-s", "s"});
-    QTRY_COMPARE_WITH_TIMEOUT(m_monitor->lastChange(), m_pasteboard->changeCount(), 10000);
-    copyWithXclip("UTF8_STRING", "newer");
-    QCOMPARE(nextItem().text, QStringLiteral("newer"));
-    QTest::qWait(4 * int(kRequestTimeout.count()));
-    QCOMPARE(m_delivered->size(), 1);
-}
-
-void X11CaptureTest::ownerExitingMidTransferYieldsNothing()
-{
-    QTemporaryFile file;
-    QVERIFY(file.open());
-    file.write(randomBytes(1024 * 1024));
-    file.close();
-    startOwner(
-        {"--chunk", "4096", "--die-after-chunks", "3", "-t", "image/png", "-f", file.fileName()});
-    // The owner's exit is a change of its own; wait for it to be seen, then for any read.
-    QTRY_VERIFY_WITH_TIMEOUT(m_pasteboard->changeCount() >= 2, 20000);
-    QTest::qWait(4 * int(kRequestTimeout.count()));
-    QCOMPARE(m_delivered->size(), 0);
-
-    copyWithXclip("UTF8_STRING", "after the crash");
-    QCOMPARE(nextItem().text, QStringLiteral("after the crash"));
-    QCOMPARE(m_delivered->size(), 1);
-}
-
-void X11CaptureTest::ownerRefusingEveryTargetYieldsNothing()
-{
-    startOwner({"--refuse", "-t", "UTF8_STRING", "-s", "x", "-t", "image/png", "-s", "y"});
-    QTRY_COMPARE_WITH_TIMEOUT(m_monitor->lastChange(), m_pasteboard->changeCount(), 10000);
-    QTest::qWait(4 * int(kRequestTimeout.count()));
-    QCOMPARE(m_delivered->size(), 0);
-    QCOMPARE(m_copyPlays, 0);
-}
-
-void X11CaptureTest::passwordManagerCopyIsNotCaptured()
-{
-    startOwner(
-        {"-t", "UTF8_STRING", "-s", "hunter2", "-t", "x-kde-passwordManagerHint", "-s", "secret"});
-    QTRY_COMPARE_WITH_TIMEOUT(m_monitor->lastChange(), m_pasteboard->changeCount(), 10000);
-    QTest::qWait(4 * int(kRequestTimeout.count()));
-    QCOMPARE(m_delivered->size(), 0);
-}
-
-void X11CaptureTest::ownWriteIsServedButNotCaptured()
-{
-    // Someone else owns the clipboard first, as when pasting back after a copy elsewhere.
-    copyWithXclip("UTF8_STRING", "theirs");
-    QCOMPARE(nextItem().text, QStringLiteral("theirs"));
-
-    const qint64 before = m_pasteboard->changeCount();
-    const Flavors flavors{{"text/html", "<b>ours</b>"},
-                          {"UTF8_STRING", "ours ✓"},
-                          {"image/png", encode(testImage(), "png")},
-                          {"application/x-custom", QByteArray("\0\1\2", 3)}};
-    m_monitor->setSuppressNextChange(true);
-    m_pasteboard->writeFlavors(flavors);
-    QTRY_VERIFY_WITH_TIMEOUT(m_pasteboard->changeCount() > before, 10000);
-    QTRY_COMPARE_WITH_TIMEOUT(m_monitor->lastChange(), m_pasteboard->changeCount(), 10000);
-    QVERIFY(!m_monitor->suppressNextChange());
-
-    for (auto it = flavors.cbegin(); it != flavors.cend(); ++it)
-        QCOMPARE(pasteWithXclip(it.key()), it.value());
-    // Text-only readers asking for the generic types get the UTF-8 text.
-    QCOMPARE(pasteWithXclip("text/plain"), QByteArray("ours ✓"));
-    QTest::qWait(4 * int(kRequestTimeout.count()));
-    QCOMPARE(m_delivered->size(), 1);
-}
-
-void X11CaptureTest::writtenStringIsServedAsText()
-{
-    m_monitor->setSuppressNextChange(true);
-    m_pasteboard->writeString(QStringLiteral("grüße"));
-    QCOMPARE(QString::fromUtf8(pasteWithXclip("UTF8_STRING")), QStringLiteral("grüße"));
-    QCOMPARE(m_delivered->size(), 0);
+    return Programs::run(QStringLiteral("xclip"), {"-o", "-selection", "clipboard", "-t", type});
 }
 
 QTEST_MAIN(X11CaptureTest)

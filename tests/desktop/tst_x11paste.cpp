@@ -1,10 +1,8 @@
 // Paste-back into a real application (zenity) on a real X server, the X11 workspace, and key
 // posting with and without the XTest extension. Runs under a private Xvfb with openbox.
 
-#include "DesktopHelpers.h"
-#include "capture/ClipboardMonitor.h"
-#include "fakes/TestSounds.h"
-#include "paste/Paster.h"
+#include "common/CaptureRig.h"
+#include "common/Programs.h"
 #include "platform/x11/X11KeyPoster.h"
 #include "platform/x11/X11Pasteboard.h"
 #include "platform/x11/X11Workspace.h"
@@ -14,77 +12,142 @@
 
 using namespace std::chrono_literals;
 
+using Rig = CaptureRig<X11Pasteboard, X11Workspace, X11KeyPoster>;
+
 class X11PasteTest : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
+    void initTestCase()
+    {
+        // GTK would otherwise wait for an accessibility bus that is not there.
+        qputenv("NO_AT_BRIDGE", "1");
+        QVERIFY2(QGuiApplication::platformName() == u"xcb", "run this test on an X server");
+    }
 
-    void frontmostApplicationIsTheActiveWindow();
-    void copyWhileIgnoredApplicationIsInFrontIsSkipped();
-    void pickedItemPastesIntoTheRememberedWindow_data();
-    void pickedItemPastesIntoTheRememberedWindow();
-    void withoutXTestThePasteStaysOnTheClipboardAndAlertsOnce();
-    void withoutDisplayNothingIsTrustedOrFound();
+    void init()
+    {
+        r = std::make_unique<Rig>();
+        r->monitor.start();
+    }
+
+    void cleanup()
+    {
+        m_programs.stopAll();
+        r.reset();
+    }
+
+    void copyWhileIgnoredApplicationIsInFrontIsSkipped()
+    {
+        QSignalSpy delivered(&r->monitor, &ClipboardMonitor::onNew);
+        r->prefs.setIgnoredApps({QStringLiteral("Zenity")});
+        QVERIFY(startZenity("Vault").window != 0);
+        for (const char *text : {"private", "public"}) {
+            const qint64 before = r->pasteboard.changeCount();
+            m_programs
+                .start("xclip",
+                       QStringLiteral("-quiet -selection clipboard -t UTF8_STRING -i").split(u' '),
+                       text,
+                       true);
+            QTRY_VERIFY_WITH_TIMEOUT(r->pasteboard.changeCount() > before, 20000);
+            QTRY_COMPARE_WITH_TIMEOUT(r->monitor.lastChange(), r->pasteboard.changeCount(), 10000);
+            r->prefs.setIgnoredApps({});
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(delivered.size(), 1, 20000);
+        QCOMPARE(delivered.at(0).at(0).value<ClipItem>().text, QStringLiteral("public"));
+    }
+
+    void pickedItemPastesIntoTheRememberedWindow_data()
+    {
+        QTest::addColumn<bool>("holdShift");
+        QTest::newRow("plain") << false;
+        QTest::newRow("with Shift still held from the shortcut") << true;
+    }
+
+    void pickedItemPastesIntoTheRememberedWindow()
+    {
+        QFETCH(bool, holdShift);
+        QSignalSpy delivered(&r->monitor, &ClipboardMonitor::onNew);
+
+        const RunningApplication target = startZenity("Target");
+        QVERIFY(target.window != 0);
+        QProcess *targetProcess = nullptr;
+        // The target is no longer in front when the item is picked.
+        QVERIFY(startZenity("Elsewhere").window != 0);
+
+        const QString text = QStringLiteral("Pasted by Cliphaven ✓ 42");
+        ClipItem item = ClipItem::makeText(text);
+        item.flavors = Flavors{{"UTF8_STRING", text.toUtf8()}, {"text/html", "<b>Pasted</b>"}};
+        if (holdShift)
+            Programs::run("xdotool", {"keydown", "shift"});
+
+        QVERIFY(r->keys.isTrusted());
+        r->paster.paste(item, target, r->monitor);
+        QTRY_COMPARE_WITH_TIMEOUT(r->workspace.frontmostApplication()
+                                      .value_or(RunningApplication{})
+                                      .window,
+                                  target.window,
+                                  20000);
+        // The keystroke follows 0.12 s later; the entry then fetches the text from this process,
+        // which answers from its event loop.
+        QTest::qWait(3000);
+        if (holdShift)
+            Programs::run("xdotool", {"keyup", "shift"});
+        Programs::run("xdotool", {"key", "Return"});
+
+        for (QProcess *process : m_programs.processes()) {
+            if (process->processId() == target.pid)
+                targetProcess = process;
+        }
+        QVERIFY(targetProcess);
+        QTRY_COMPARE_WITH_TIMEOUT(targetProcess->state(), QProcess::NotRunning, 20000);
+        QCOMPARE(QString::fromUtf8(targetProcess->readAllStandardOutput()), text + u'\n');
+        QCOMPARE(r->alerts, 0);
+        QCOMPARE(r->pastePlays, 1);
+        // The paste-back itself never became a new history entry.
+        QCOMPARE(delivered.size(), 0);
+    }
+
+    void withoutXTestThePasteStaysOnTheClipboardAndAlerts()
+    {
+        // A second X server without the extension; Xvfb writes its display number to stdout.
+        QProcess *server
+            = m_programs.start("Xvfb",
+                               {"-displayfd", "1", "-extension", "XTEST", "-nolisten", "tcp"});
+        QTRY_VERIFY_WITH_TIMEOUT(server->canReadLine(), 20000);
+        const QByteArray display = ':' + server->readLine().trimmed();
+        X11KeyPoster keys(display);
+        QVERIFY(!keys.isTrusted());
+        keys.postPasteKeystroke();
+
+        Paster paster(r->pasteboard, r->workspace, keys, r->sounds, r->prefs);
+        int alerts = 0;
+        paster.setAlertPresenter([&] { ++alerts; });
+        paster.paste(ClipItem::makeText(QStringLiteral("by hand")), std::nullopt, r->monitor);
+        QTRY_COMPARE_WITH_TIMEOUT(alerts, 1, 5000);
+        QCOMPARE(QString::fromUtf8(Programs::run("xclip", {"-o", "-selection", "clipboard"})),
+                 QStringLiteral("by hand"));
+    }
+
+    void withoutDisplayNothingIsTrustedOrFound()
+    {
+        const QByteArray missing(":4093");
+        X11KeyPoster keys(missing);
+        QVERIFY(!keys.isTrusted());
+        keys.postPasteKeystroke();
+        X11Workspace workspace(missing);
+        QVERIFY(!workspace.isConnected());
+        QVERIFY(!workspace.frontmostApplication());
+        workspace.activate(RunningApplication{1, "x", 2});
+    }
 
 private:
     RunningApplication startZenity(const QString &title);
 
     Programs m_programs;
-    std::unique_ptr<TestPrefs> m_prefs;
-    std::unique_ptr<Sounds> m_sounds;
-    std::unique_ptr<X11Pasteboard> m_pasteboard;
-    std::unique_ptr<X11Workspace> m_workspace;
-    std::unique_ptr<X11KeyPoster> m_keys;
-    std::unique_ptr<ClipboardMonitor> m_monitor;
-    std::unique_ptr<Paster> m_paster;
-    int m_copyPlays = 0;
-    int m_pastePlays = 0;
-    int m_alerts = 0;
+    std::unique_ptr<Rig> r;
 };
-
-void X11PasteTest::initTestCase()
-{
-    // GTK would otherwise wait for an accessibility bus that is not there.
-    qputenv("NO_AT_BRIDGE", "1");
-    QVERIFY2(QGuiApplication::platformName() == u"xcb", "run this test on an X server");
-}
-
-void X11PasteTest::init()
-{
-    m_prefs = std::make_unique<TestPrefs>();
-    m_copyPlays = m_pastePlays = m_alerts = 0;
-    m_sounds = std::make_unique<Sounds>(m_prefs->prefs, countingVoices(&m_copyPlays, &m_pastePlays));
-    m_pasteboard = std::make_unique<X11Pasteboard>();
-    m_workspace = std::make_unique<X11Workspace>();
-    m_keys = std::make_unique<X11KeyPoster>();
-    m_monitor = std::make_unique<ClipboardMonitor>(*m_pasteboard,
-                                                   *m_workspace,
-                                                   m_prefs->prefs,
-                                                   *m_sounds);
-    m_paster = std::make_unique<Paster>(*m_pasteboard,
-                                        *m_workspace,
-                                        *m_keys,
-                                        *m_sounds,
-                                        m_prefs->prefs);
-    m_paster->setAlertPresenter([this] { ++m_alerts; });
-    m_monitor->start();
-}
-
-void X11PasteTest::cleanup()
-{
-    m_programs.stopAll();
-    m_paster.reset();
-    m_monitor.reset();
-    m_keys.reset();
-    m_workspace.reset();
-    m_pasteboard.reset();
-    m_sounds.reset();
-    m_prefs.reset();
-}
 
 RunningApplication X11PasteTest::startZenity(const QString &title)
 {
@@ -94,137 +157,11 @@ RunningApplication X11PasteTest::startZenity(const QString &title)
     // openbox gives a new window the focus; it is in front once the window manager says so.
     const bool inFront = QTest::qWaitFor(
         [&] {
-            app = m_workspace->frontmostApplication();
+            app = r->workspace.frontmostApplication();
             return app && app->pid == zenity->processId();
         },
         30000);
     return inFront ? *app : RunningApplication{};
-}
-
-void X11PasteTest::frontmostApplicationIsTheActiveWindow()
-{
-    const RunningApplication zenity = startZenity("Front");
-    QVERIFY(zenity.window != 0);
-    QCOMPARE(zenity.identifier, QStringLiteral("Zenity"));
-
-    const RunningApplication other = startZenity("Other");
-    QVERIFY(other.window != 0 && other.window != zenity.window);
-    m_workspace->activate(zenity);
-    QTRY_COMPARE_WITH_TIMEOUT(m_workspace->frontmostApplication()
-                                  .value_or(RunningApplication{})
-                                  .window,
-                              zenity.window,
-                              20000);
-}
-
-void X11PasteTest::copyWhileIgnoredApplicationIsInFrontIsSkipped()
-{
-    QSignalSpy delivered(m_monitor.get(), &ClipboardMonitor::onNew);
-    m_prefs->prefs.setIgnoredApps({QStringLiteral("Zenity")});
-    QVERIFY(startZenity("Vault").window != 0);
-    const qint64 before = m_pasteboard->changeCount();
-    m_programs.start("xclip",
-                     {"-quiet", "-selection", "clipboard", "-t", "UTF8_STRING", "-i"},
-                     "private",
-                     true);
-    QTRY_VERIFY_WITH_TIMEOUT(m_pasteboard->changeCount() > before, 20000);
-    QTRY_COMPARE_WITH_TIMEOUT(m_monitor->lastChange(), m_pasteboard->changeCount(), 10000);
-
-    m_prefs->prefs.setIgnoredApps({});
-    m_programs.start("xclip",
-                     {"-quiet", "-selection", "clipboard", "-t", "UTF8_STRING", "-i"},
-                     "public",
-                     true);
-    QVERIFY(delivered.wait(20000));
-    QCOMPARE(delivered.size(), 1);
-    QCOMPARE(delivered.at(0).at(0).value<ClipItem>().text, QStringLiteral("public"));
-}
-
-void X11PasteTest::pickedItemPastesIntoTheRememberedWindow_data()
-{
-    QTest::addColumn<bool>("holdShift");
-    QTest::newRow("plain") << false;
-    QTest::newRow("with Shift still held from the shortcut") << true;
-}
-
-void X11PasteTest::pickedItemPastesIntoTheRememberedWindow()
-{
-    QFETCH(bool, holdShift);
-    QSignalSpy delivered(m_monitor.get(), &ClipboardMonitor::onNew);
-
-    const RunningApplication target = startZenity("Target");
-    QVERIFY(target.window != 0);
-    QProcess *targetProcess = nullptr;
-    // The target is no longer in front when the item is picked.
-    QVERIFY(startZenity("Elsewhere").window != 0);
-
-    const QString text = QStringLiteral("Pasted by Cliphaven ✓ 42");
-    ClipItem item = ClipItem::makeText(text);
-    item.flavors = Flavors{{"UTF8_STRING", text.toUtf8()}, {"text/html", "<b>Pasted</b>"}};
-    if (holdShift)
-        Programs::run("xdotool", {"keydown", "shift"});
-
-    QVERIFY(m_keys->isTrusted());
-    m_paster->paste(item, target, *m_monitor);
-    QTRY_COMPARE_WITH_TIMEOUT(m_workspace->frontmostApplication()
-                                  .value_or(RunningApplication{})
-                                  .window,
-                              target.window,
-                              20000);
-    // The keystroke follows 0.12 s later; the entry then fetches the text from this process,
-    // which answers from its event loop.
-    QTest::qWait(3000);
-    if (holdShift)
-        Programs::run("xdotool", {"keyup", "shift"});
-    Programs::run("xdotool", {"key", "Return"});
-
-    for (QProcess *process : m_programs.processes()) {
-        if (process->processId() == target.pid)
-            targetProcess = process;
-    }
-    QVERIFY(targetProcess);
-    QTRY_COMPARE_WITH_TIMEOUT(targetProcess->state(), QProcess::NotRunning, 20000);
-    QCOMPARE(QString::fromUtf8(targetProcess->readAllStandardOutput()), text + u'\n');
-    QCOMPARE(m_alerts, 0);
-    QCOMPARE(m_pastePlays, 1);
-    // The paste-back itself never became a new history entry.
-    QCOMPARE(delivered.size(), 0);
-}
-
-void X11PasteTest::withoutXTestThePasteStaysOnTheClipboardAndAlertsOnce()
-{
-    // A second X server without the extension; Xvfb writes its display number to stdout.
-    QProcess *server
-        = m_programs.start("Xvfb", {"-displayfd", "1", "-extension", "XTEST", "-nolisten", "tcp"});
-    QTRY_VERIFY_WITH_TIMEOUT(server->canReadLine(), 20000);
-    const QByteArray display = ':' + server->readLine().trimmed();
-    X11KeyPoster keys(display);
-    QVERIFY(!keys.isTrusted());
-    keys.postPasteKeystroke();
-
-    Paster paster(*m_pasteboard, *m_workspace, keys, *m_sounds, m_prefs->prefs);
-    int alerts = 0;
-    paster.setAlertPresenter([&] { ++alerts; });
-    const ClipItem item = ClipItem::makeText(QStringLiteral("by hand"));
-    paster.paste(item, std::nullopt, *m_monitor);
-    QTRY_COMPARE_WITH_TIMEOUT(alerts, 1, 5000);
-    paster.paste(item, std::nullopt, *m_monitor);
-    QTest::qWait(300);
-    QCOMPARE(alerts, 1);
-    QCOMPARE(QString::fromUtf8(Programs::run("xclip", {"-o", "-selection", "clipboard"})),
-             QStringLiteral("by hand"));
-}
-
-void X11PasteTest::withoutDisplayNothingIsTrustedOrFound()
-{
-    const QByteArray missing(":4093");
-    X11KeyPoster keys(missing);
-    QVERIFY(!keys.isTrusted());
-    keys.postPasteKeystroke();
-    X11Workspace workspace(missing);
-    QVERIFY(!workspace.isConnected());
-    QVERIFY(!workspace.frontmostApplication());
-    workspace.activate(RunningApplication{1, "x", 2});
 }
 
 QTEST_MAIN(X11PasteTest)

@@ -7,155 +7,116 @@ class TestClipItem : public QObject
     Q_OBJECT
 
 private slots:
-    void previewTrimsTextAndNamesImages_data();
-    void previewTrimsTextAndNamesImages();
-    void sameContentIgnoresIdentityDateFlavorsAndOcr();
-    void sameContentComparesKindTextAndBytes();
-    void hexColor_data();
-    void hexColor();
-    void wholeTextLink_data();
-    void wholeTextLink();
-};
+    void previewTrimsTextAndNamesImages_data()
+    {
+        QTest::addColumn<ClipItem>("item");
+        QTest::addColumn<QString>("preview");
 
-void TestClipItem::previewTrimsTextAndNamesImages_data()
-{
-    QTest::addColumn<ClipItem>("item");
-    QTest::addColumn<QString>("preview");
-
-    QTest::newRow("text is trimmed") << ClipItem::makeText(QStringLiteral("  \n hello\tworld \n"))
-                                     << QStringLiteral("hello\tworld");
-    QTest::newRow("white space only is empty")
-        << ClipItem::makeText(QStringLiteral(" \n\t ")) << QString();
-    ClipItem noText = ClipItem::makeText(QString());
-    noText.text.reset();
-    QTest::newRow("absent text is empty") << noText << QString();
-    QTest::newRow("image") << ClipItem::makeImage(QByteArray("png")) << QStringLiteral("Image");
-}
-
-void TestClipItem::previewTrimsTextAndNamesImages()
-{
-    QFETCH(ClipItem, item);
-    QFETCH(QString, preview);
-    QCOMPARE(item.preview(), preview);
-}
-
-void TestClipItem::sameContentIgnoresIdentityDateFlavorsAndOcr()
-{
-    ClipItem a = ClipItem::makeText(QStringLiteral("same"), Timestamp{1});
-    ClipItem b = ClipItem::makeText(QStringLiteral("same"), Timestamp{2});
-    b.flavors = Flavors{{QStringLiteral("text/html"), QByteArray("<b>same</b>")}};
-    b.ocrText = QStringLiteral("other");
-    QVERIFY(a.sameContent(b));
-    QVERIFY(a != b); // equality covers every field
-
-    ClipItem imageA;
-    imageA.kind = ClipKind::Image;
-    ClipItem imageB;
-    imageB.kind = ClipKind::Image;
-    imageB.id = QUuid::createUuid();
-    QVERIFY(imageA.sameContent(imageB)); // both without bytes and text
-}
-
-void TestClipItem::sameContentComparesKindTextAndBytes()
-{
-    const ClipItem text = ClipItem::makeText(QStringLiteral("abc"));
-    QVERIFY(!text.sameContent(ClipItem::makeText(QStringLiteral("abc "))));
-    QVERIFY(!text.sameContent(ClipItem::makeImage(QByteArray("abc"))));
-
-    const QByteArray bytes("\x89PNG\r\n", 6);
-    QByteArray copy(bytes.constData(), bytes.size()); // a separate buffer with equal bytes
-    QVERIFY(ClipItem::makeImage(bytes).sameContent(ClipItem::makeImage(copy)));
-    copy[5] = 'x';
-    QVERIFY(!ClipItem::makeImage(bytes).sameContent(ClipItem::makeImage(copy)));
-
-    ClipItem empty = ClipItem::makeText(QString());
-    ClipItem absent = ClipItem::makeText(QString());
-    absent.text.reset();
-    QVERIFY(!empty.sameContent(absent)); // absent and empty are different texts
-}
-
-void TestClipItem::hexColor_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<bool>("isColor");
-    QTest::addColumn<QRgb>("rgba"); // as QColor::rgba(): AARRGGBB
-
-    QTest::newRow("#FFF with blanks is opaque white")
-        << QStringLiteral("  #FFF \n") << true << qRgba(255, 255, 255, 255);
-    QTest::newRow("3 digits without #") << QStringLiteral("f80") << true << qRgba(255, 136, 0, 255);
-    QTest::newRow("4 digits take alpha from the 4th")
-        << QStringLiteral("#0f08") << true << qRgba(0, 255, 0, 136);
-    QTest::newRow("6 digits, mixed case")
-        << QStringLiteral("#3b82F6") << true << qRgba(0x3b, 0x82, 0xf6, 255);
-    QTest::newRow("8 digits are RRGGBBAA")
-        << QStringLiteral("#FF000080") << true << qRgba(255, 0, 0, 0x80);
-    QTest::newRow("5 digits") << QStringLiteral("#12345") << false << QRgb(0);
-    QTest::newRow("not hex") << QStringLiteral("#ggg") << false << QRgb(0);
-    QTest::newRow("two #") << QStringLiteral("##fff") << false << QRgb(0);
-    QTest::newRow("inner space") << QStringLiteral("#ff ff ff") << false << QRgb(0);
-    QTest::newRow("empty") << QString() << false << QRgb(0);
-    QTest::newRow("just #") << QStringLiteral("#") << false << QRgb(0);
-    QTest::newRow("non-ASCII digits") << QStringLiteral("#\u0661\u0662\u0663") << false << QRgb(0);
-}
-
-void TestClipItem::hexColor()
-{
-    QFETCH(QString, text);
-    QFETCH(bool, isColor);
-    QFETCH(QRgb, rgba);
-    const auto color = ClipItem::makeText(text).detectedHexColor();
-    QCOMPARE(color.has_value(), isColor);
-    if (isColor)
-        QCOMPARE(color->rgba(), rgba);
-    QVERIFY(!ClipItem::makeImage(text.toUtf8()).detectedHexColor());
-}
-
-void TestClipItem::wholeTextLink_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("url"); // empty: no link
-
-    QTest::newRow("https link") << QStringLiteral("https://example.com/a?b=1#c")
-                                << QStringLiteral("https://example.com/a?b=1#c");
-    QTest::newRow("trimmed first")
-        << QStringLiteral("\n  http://example.org  \n") << QStringLiteral("http://example.org");
-    QTest::newRow("bare host") << QStringLiteral("example.com")
-                               << QStringLiteral("http://example.com");
-    QTest::newRow("bare host with path and port")
-        << QStringLiteral("docs.example.co.uk:8080/x")
-        << QStringLiteral("http://docs.example.co.uk:8080/x");
-    QTest::newRow("new top-level domain")
-        << QStringLiteral("my.website") << QStringLiteral("http://my.website");
-    QTest::newRow("upper-case host")
-        << QStringLiteral("WWW.EXAMPLE.COM") << QStringLiteral("http://www.example.com");
-    QTest::newRow("source file") << QStringLiteral("main.cpp") << QString();
-    QTest::newRow("text file") << QStringLiteral("notes.txt") << QString();
-    QTest::newRow("link among words") << QStringLiteral("see https://example.com now") << QString();
-    QTest::newRow("two links") << QStringLiteral("https://a.com https://b.com") << QString();
-    QTest::newRow("e-mail address") << QStringLiteral("someone@example.com") << QString();
-    QTest::newRow("no host") << QStringLiteral("http://") << QString();
-    QTest::newRow("file scheme") << QStringLiteral("file:///etc/hosts") << QString();
-    QTest::newRow("single word") << QStringLiteral("localhost") << QString();
-    QTest::newRow("trailing dot") << QStringLiteral("example.com.") << QString();
-    QTest::newRow("version number") << QStringLiteral("1.2.3") << QString();
-    QTest::newRow("bad label") << QStringLiteral("-bad-.com") << QString();
-    QTest::newRow("bad port") << QStringLiteral("example.com:99999") << QString();
-}
-
-void TestClipItem::wholeTextLink()
-{
-    QFETCH(QString, text);
-    QFETCH(QString, url);
-    const auto detected = ClipItem::makeText(text).detectedURL();
-    if (url.isEmpty()) {
-        QVERIFY2(!detected, qPrintable(detected ? detected->toString() : QString()));
-    } else {
-        QVERIFY(detected);
-        QCOMPARE(detected->toString(), url);
-        QVERIFY(!detected->host().isEmpty());
+        QTest::newRow("text is trimmed")
+            << ClipItem::makeText(QStringLiteral("  \n hello\tworld \n"))
+            << QStringLiteral("hello\tworld");
+        ClipItem noText = ClipItem::makeText(QString());
+        noText.text.reset();
+        QTest::newRow("absent text is empty") << noText << QString();
+        QTest::newRow("image") << ClipItem::makeImage(QByteArray("png")) << QStringLiteral("Image");
     }
-    QVERIFY(!ClipItem::makeImage(text.toUtf8()).detectedURL());
-}
+
+    void previewTrimsTextAndNamesImages()
+    {
+        QFETCH(ClipItem, item);
+        QFETCH(QString, preview);
+        QCOMPARE(item.preview(), preview);
+    }
+
+    void sameContent()
+    {
+        ClipItem a = ClipItem::makeText(QStringLiteral("same"), Timestamp{1});
+        ClipItem b = ClipItem::makeText(QStringLiteral("same"), Timestamp{2});
+        b.flavors = Flavors{{QStringLiteral("text/html"), QByteArray("<b>same</b>")}};
+        b.ocrText = QStringLiteral("other");
+        QVERIFY(a.sameContent(b)); // identity, date, flavors and OCR text do not count
+        QVERIFY(a != b);
+        QVERIFY(!a.sameContent(ClipItem::makeText(QStringLiteral("same "))));
+        QVERIFY(!a.sameContent(ClipItem::makeImage(QByteArray("same"))));
+
+        const QByteArray bytes("\x89PNG\r\n", 6);
+        QByteArray copy(bytes.constData(), bytes.size()); // a separate buffer with equal bytes
+        QVERIFY(ClipItem::makeImage(bytes).sameContent(ClipItem::makeImage(copy)));
+        copy[5] = 'x';
+        QVERIFY(!ClipItem::makeImage(bytes).sameContent(ClipItem::makeImage(copy)));
+
+        ClipItem absent = ClipItem::makeText(QString());
+        absent.text.reset();
+        QVERIFY(!ClipItem::makeText(QString()).sameContent(absent)); // absent is not empty
+    }
+
+    void hexColor_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<bool>("isColor");
+        QTest::addColumn<QRgb>("rgba"); // as QColor::rgba(): AARRGGBB
+
+        QTest::newRow("#FFF with blanks is opaque white")
+            << QStringLiteral("  #FFF \n") << true << qRgba(255, 255, 255, 255);
+        QTest::newRow("4 digits take alpha from the 4th")
+            << QStringLiteral("#0f08") << true << qRgba(0, 255, 0, 136);
+        QTest::newRow("6 digits, mixed case")
+            << QStringLiteral("#3b82F6") << true << qRgba(0x3b, 0x82, 0xf6, 255);
+        QTest::newRow("8 digits are RRGGBBAA")
+            << QStringLiteral("#FF000080") << true << qRgba(255, 0, 0, 0x80);
+        QTest::newRow("not hex") << QStringLiteral("#ggg") << false << QRgb(0);
+        QTest::newRow("non-ASCII digits")
+            << QStringLiteral("#\u0661\u0662\u0663") << false << QRgb(0);
+    }
+
+    void hexColor()
+    {
+        QFETCH(QString, text);
+        QFETCH(bool, isColor);
+        QFETCH(QRgb, rgba);
+        const auto color = ClipItem::makeText(text).detectedHexColor();
+        QCOMPARE(color.has_value(), isColor);
+        if (isColor)
+            QCOMPARE(color->rgba(), rgba);
+        QVERIFY(!ClipItem::makeImage(text.toUtf8()).detectedHexColor());
+    }
+
+    void wholeTextLink_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("url"); // empty: no link
+
+        QTest::newRow("https link") << QStringLiteral("https://example.com/a?b=1#c")
+                                    << QStringLiteral("https://example.com/a?b=1#c");
+        QTest::newRow("bare host")
+            << QStringLiteral("example.com") << QStringLiteral("http://example.com");
+        QTest::newRow("bare host with path and port")
+            << QStringLiteral("docs.example.co.uk:8080/x")
+            << QStringLiteral("http://docs.example.co.uk:8080/x");
+        QTest::newRow("source file") << QStringLiteral("main.cpp") << QString();
+        QTest::newRow("link among words")
+            << QStringLiteral("see https://example.com now") << QString();
+        QTest::newRow("e-mail address") << QStringLiteral("someone@example.com") << QString();
+        QTest::newRow("no host") << QStringLiteral("http://") << QString();
+        QTest::newRow("trailing dot") << QStringLiteral("example.com.") << QString();
+        QTest::newRow("bad port") << QStringLiteral("example.com:99999") << QString();
+    }
+
+    void wholeTextLink()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, url);
+        const auto detected = ClipItem::makeText(text).detectedURL();
+        if (url.isEmpty()) {
+            QVERIFY2(!detected, qPrintable(detected ? detected->toString() : QString()));
+        } else {
+            QVERIFY(detected);
+            QCOMPARE(detected->toString(), url);
+            QVERIFY(!detected->host().isEmpty());
+        }
+        QVERIFY(!ClipItem::makeImage(text.toUtf8()).detectedURL());
+    }
+};
 
 QTEST_GUILESS_MAIN(TestClipItem)
 #include "tst_clipitem.moc"

@@ -1,4 +1,5 @@
-#include "FakeTextRecognizer.h"
+#include "common/Files.h"
+#include "fakes/FakeTextRecognizer.h"
 #include "model/Store.h"
 #include "model/StoreCodec.h"
 
@@ -33,29 +34,311 @@ class TestStore : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
+    void init()
+    {
+        m_dir = std::make_unique<QTemporaryDir>();
+        m_path = m_dir->filePath(QStringLiteral("Cliphaven/store.json"));
+        m_recognizer = FakeTextRecognizer();
+    }
 
-    void captureSkipsTheNewestSameContent();
-    void captureMovesAnOlderEntryToTheFrontKeepingItsIdentity();
-    void captureDropsTheOldestBeyondTheLimit();
-    void categoryAddCopiesWithNewIdAndSkipsDuplicates();
-    void categoryCopySurvivesHistoryDeletion();
-    void deleteItemAndUnknownCategory();
-    void reorder_data();
-    void reorder();
-    void renameAndDelete();
-    void setOcrReachesEveryEntryWithThoseBytes();
-    void findItemSearchesHistoryFirst();
-    void backfillRecognisesEachDistinctImageOnce();
-    void backfillResultAfterStoreIsGoneIsDropped();
+    void captureRule_data()
+    {
+        QTest::addColumn<QStringList>("captures");
+        QTest::addColumn<QStringList>("history");
+        QTest::addColumn<int>("changes");
 
-    void burstOfEditsIsOneWrite();
-    void saveAndLoadRoundTrip();
-    void fileAndFolderArePrivate();
-    void pendingSaveIsFlushedOnDestruction();
-    void corruptFileIsKeptAsideAndStoreStartsEmpty();
-    void missingFileIsNotAnError();
-    void loadingDoesNotSave();
+        QTest::newRow("same as the newest is skipped")
+            << QStringList{"A", "A"} << QStringList{"A"} << 1;
+        QTest::newRow("an older equal entry moves to the front")
+            << QStringList{"A", "B", "C", "A"} << QStringList{"A", "C", "B"} << 4;
+        QTest::newRow("equal only after trimming is new")
+            << QStringList{"A", "A "} << QStringList{"A ", "A"} << 2;
+    }
+
+    void captureRule()
+    {
+        QFETCH(QStringList, captures);
+        QFETCH(QStringList, history);
+        QFETCH(int, changes);
+        auto store = makeStore();
+        QSignalSpy changed(store.get(), &Store::historyChanged);
+        for (const QString &capture : captures)
+            store->captureFromClipboard(text(capture));
+        QStringList stored;
+        for (const ClipItem &item : store->history())
+            stored.append(*item.text);
+        QCOMPARE(stored, history);
+        QCOMPARE(changed.count(), changes);
+    }
+
+    void captureKeepsTheMovedEntrysIdentity()
+    {
+        auto store = makeStore();
+        ClipItem first = text(QStringLiteral("A"));
+        first.createdAt = Timestamp{100};
+        first.ocrText = QStringLiteral("kept");
+        store->captureFromClipboard(first);
+        store->captureFromClipboard(text(QStringLiteral("B")));
+        store->captureFromClipboard(text(QStringLiteral("A")));
+        QCOMPARE(store->history().first(), first); // old id, date and OCR text
+    }
+
+    void captureDropsTheOldestBeyondTheLimit()
+    {
+        auto store = makeStore();
+        for (int i = 0; i < Store::kHistoryLimit; ++i)
+            store->captureFromClipboard(text(QString::number(i)));
+        QCOMPARE(store->history().size(), 200);
+        store->captureFromClipboard(text(QStringLiteral("new")));
+        QCOMPARE(store->history().size(), 200);
+        QCOMPARE(store->history().first().preview(), QStringLiteral("new"));
+        QCOMPARE(store->history().last().preview(), QStringLiteral("1"));
+        // Moving the oldest to the front keeps the count.
+        store->captureFromClipboard(text(QStringLiteral("1")));
+        QCOMPARE(store->history().size(), 200);
+        QCOMPARE(store->history().first().preview(), QStringLiteral("1"));
+    }
+
+    void categoryAddCopiesWithNewIdAndSkipsDuplicates()
+    {
+        auto store = makeStore();
+        const QUuid id = store->addCategory(QStringLiteral("Snippets"));
+        ClipItem item = text(QStringLiteral("hello"));
+        item.createdAt = Timestamp{5};
+        item.flavors = Flavors{{QStringLiteral("text/html"), QByteArray("<i>hello</i>")}};
+        store->captureFromClipboard(item);
+
+        QSignalSpy changed(store.get(), &Store::categoriesChanged);
+        store->add(item, id);
+        store->add(item, id);
+        store->add(item, QUuid::createUuid()); // unknown category: nothing happens
+        QCOMPARE(store->category(id)->items.size(), 1);
+        QCOMPARE(changed.count(), 1);
+        const ClipItem &copy = store->category(id)->items.first();
+        QVERIFY(copy.id != item.id);
+        QVERIFY(copy.createdAt > item.createdAt);
+        QCOMPARE(copy.flavors, item.flavors);
+        QVERIFY(copy.sameContent(item));
+    }
+
+    void categoryEditsAndUnknownIds()
+    {
+        auto store = makeStore();
+        const QUuid a = store->addCategory(QStringLiteral("A"));
+        const QUuid b = store->addCategory(QStringLiteral("B"));
+        const ClipItem item = text(QStringLiteral("x"));
+        store->captureFromClipboard(item);
+        store->add(item, a);
+        store->add(text(QStringLiteral("y")), a);
+        // The category's copy outlives the history entry.
+        store->deleteFromHistory(item.id);
+        store->eraseHistory();
+        QCOMPARE(texts(store->category(a)->items), (QStringList{"y", "x"}));
+
+        const QUuid first = store->category(a)->items.first().id;
+        store->deleteItem(first, b);
+        store->renameCategory(QUuid::createUuid(), QStringLiteral("nobody"));
+        QCOMPARE(store->category(a)->items.size(), 2);
+        QCOMPARE(store->findItem(first)->preview(), QStringLiteral("y"));
+        store->deleteItem(first, a);
+        QCOMPARE(texts(store->category(a)->items), QStringList{"x"});
+        QVERIFY(!store->findItem(first));
+
+        store->renameCategory(a, QStringLiteral("Renamed"));
+        store->deleteCategory(b);
+        QCOMPARE(store->categories().size(), 1);
+        QCOMPARE(store->categories().first().name, QStringLiteral("Renamed"));
+    }
+
+    void reorder_data()
+    {
+        QTest::addColumn<QChar>("moved");
+        QTest::addColumn<QChar>("target");
+        QTest::addColumn<QString>("order");
+
+        QTest::newRow("later before earlier") << QChar('C') << QChar('A') << "CABD";
+        QTest::newRow("earlier before later") << QChar('A') << QChar('C') << "BACD";
+        QTest::newRow("first before last") << QChar('A') << QChar('D') << "BCAD";
+        QTest::newRow("before its successor is no move") << QChar('B') << QChar('C') << "ABCD";
+        QTest::newRow("before its predecessor") << QChar('B') << QChar('A') << "BACD";
+        QTest::newRow("before itself") << QChar('B') << QChar('B') << "ABCD";
+        QTest::newRow("unknown target") << QChar('B') << QChar('?') << "ABCD";
+        QTest::newRow("unknown category") << QChar('?') << QChar('A') << "ABCD";
+    }
+
+    void reorder()
+    {
+        QFETCH(QChar, moved);
+        QFETCH(QChar, target);
+        QFETCH(QString, order);
+
+        auto store = makeStore();
+        QHash<QChar, QUuid> ids;
+        for (const QChar name : QStringLiteral("ABCD"))
+            ids.insert(name, store->addCategory(name));
+        QSignalSpy changed(store.get(), &Store::categoriesChanged);
+        store->reorderCategory(ids.value(moved, QUuid::createUuid()),
+                               ids.value(target, QUuid::createUuid()));
+        QString names;
+        for (const Category &category : store->categories())
+            names += category.name;
+        QCOMPARE(names, order);
+        QCOMPARE(changed.count(), order == u"ABCD" ? 0 : 1);
+    }
+
+    void setOcrReachesEveryEntryWithThoseBytes()
+    {
+        auto store = makeStore();
+        const QByteArray png("png-bytes");
+        const ClipItem image = ClipItem::makeImage(png);
+        store->captureFromClipboard(image);
+        store->captureFromClipboard(ClipItem::makeImage(QByteArray("other")));
+        const QUuid one = store->addCategory(QStringLiteral("One"));
+        const QUuid two = store->addCategory(QStringLiteral("Two"));
+        store->add(image, one);
+        // A separate buffer with the same bytes counts too.
+        store->add(ClipItem::makeImage(QByteArray(png.constData(), png.size())), two);
+
+        QSignalSpy history(store.get(), &Store::historyChanged);
+        QSignalSpy categories(store.get(), &Store::categoriesChanged);
+        store->setOCR(QStringLiteral("Hello World"), png);
+        QCOMPARE(store->history().at(1).ocrText, QStringLiteral("Hello World"));
+        QCOMPARE(store->history().at(1).id, image.id); // position and identity kept
+        QVERIFY(!store->history().at(0).ocrText);
+        QCOMPARE(store->category(one)->items.first().ocrText, QStringLiteral("Hello World"));
+        QCOMPARE(store->category(two)->items.first().ocrText, QStringLiteral("Hello World"));
+        store->setOCR(QStringLiteral("x"), QByteArray("nothing has these"));
+        QCOMPARE(history.count(), 1);
+        QCOMPARE(categories.count(), 1);
+    }
+
+    void backfillRecognisesEachDistinctImageOnce()
+    {
+        auto store = makeStore();
+        const QByteArray a("image-a");
+        const QByteArray b("image-b");
+        ClipItem done = ClipItem::makeImage(QByteArray("already"));
+        done.ocrText = QStringLiteral("old");
+        store->captureFromClipboard(ClipItem::makeImage(a));
+        store->captureFromClipboard(ClipItem::makeImage(b));
+        store->captureFromClipboard(done);
+        store->captureFromClipboard(text(QStringLiteral("text")));
+        const QUuid c = store->addCategory(QStringLiteral("C"));
+        store->add(ClipItem::makeImage(a), c);
+
+        m_recognizer.answers.insert(a, QStringLiteral("Text A"));
+        store->backfillMissingOCR();
+        QCOMPARE(m_recognizer.pending.size(), 2); // a once, b once; not the done one
+        m_recognizer.finishAll();
+
+        QCOMPARE(store->history().at(3).ocrText, QStringLiteral("Text A"));
+        QVERIFY(!store->history().at(2).ocrText); // nothing recognised: retried next start
+        QCOMPARE(store->category(c)->items.first().ocrText, QStringLiteral("Text A"));
+    }
+
+    void backfillResultAfterStoreIsGoneIsDropped()
+    {
+        auto store = makeStore();
+        store->captureFromClipboard(ClipItem::makeImage(QByteArray("a")));
+        m_recognizer.answers.insert(QByteArray("a"), QStringLiteral("late"));
+        store->backfillMissingOCR();
+        store.reset();
+        m_recognizer.finishAll(); // must not touch the destroyed store
+    }
+
+    void burstOfEditsIsOneWrite()
+    {
+        auto store = makeStore();
+        for (int i = 0; i < 50; ++i)
+            store->captureFromClipboard(text(QString::number(i)));
+        store->addCategory(QStringLiteral("C"));
+        QVERIFY(store->hasPendingSave());
+        QCOMPARE(store->savesStarted(), 0);
+        QTRY_VERIFY_WITH_TIMEOUT(!store->hasPendingSave(), 10000);
+        store->waitForWrites();
+        QCOMPARE(store->savesStarted(), 1);
+        QVERIFY(QFile::exists(m_path));
+    }
+
+    void saveAndLoadRoundTripInAPrivateFile()
+    {
+        QList<ClipItem> history;
+        QList<Category> categories;
+        {
+            auto store = makeStore();
+            ClipItem image = ClipItem::makeImage(QByteArray(1000, '\x89'));
+            image.flavors = Flavors{{QStringLiteral("image/png"), *image.imageData},
+                                    {QStringLiteral("image/tiff"), QByteArray(10, 't')}};
+            image.ocrText = QStringLiteral("ocr");
+            store->captureFromClipboard(image);
+            store->captureFromClipboard(text(QStringLiteral("line1\nline2 \u00fc")));
+            store->add(image, store->addCategory(QStringLiteral("Ünïcode")));
+            store->flushSave();
+            store->waitForWrites();
+            history = store->history();
+            categories = store->categories();
+        }
+        auto loaded = makeStore();
+        QCOMPARE(loaded->history(), history);
+        QCOMPARE(loaded->categories(), categories);
+        QVERIFY(loaded->keptAsidePath().isEmpty());
+
+        // The file and its folder are the user's alone, with no temporary files beside it.
+        const auto others = QFileDevice::ReadGroup | QFileDevice::WriteGroup | QFileDevice::ExeGroup
+                            | QFileDevice::ReadOther | QFileDevice::WriteOther
+                            | QFileDevice::ExeOther;
+        const QFileInfo file(m_path);
+        QVERIFY(file.permissions().testFlags(QFileDevice::ReadOwner | QFileDevice::WriteOwner));
+        QVERIFY(!(file.permissions() & (others | QFileDevice::ExeOwner)));
+        QVERIFY(!(QFileInfo(file.absolutePath()).permissions() & others));
+        QCOMPARE(QDir(file.absolutePath()).entryList(QDir::Files), QStringList{"store.json"});
+    }
+
+    void pendingSaveIsFlushedOnDestruction()
+    {
+        {
+            auto store = makeStore();
+            store->captureFromClipboard(text(QStringLiteral("last words")));
+            QVERIFY(store->hasPendingSave());
+        }
+        QCOMPARE(texts(makeStore()->history()), QStringList{"last words"});
+    }
+
+    void corruptFileIsKeptAsideAndStoreStartsEmpty()
+    {
+        const QByteArray garbage("{\"history\":[{\"id\":\"broken");
+        QVERIFY(writeFile(m_path, garbage));
+        auto store = makeStore();
+        QVERIFY(store->history().isEmpty());
+        QVERIFY(store->categories().isEmpty());
+        QFile kept(store->keptAsidePath());
+        QVERIFY(kept.open(QIODevice::ReadOnly));
+        QCOMPARE(kept.readAll(), garbage);
+
+        store->captureFromClipboard(text(QStringLiteral("fresh")));
+        store->flushSave();
+        store->waitForWrites();
+        QVERIFY(QFile::exists(store->keptAsidePath())); // the first save did not destroy it
+        QFile written(m_path);
+        QVERIFY(written.open(QIODevice::ReadOnly));
+        QVERIFY(StoreCodec::decode(written.readAll()));
+    }
+
+    void missingFileIsEmptyAndLoadingDoesNotSave()
+    {
+        {
+            auto store = makeStore();
+            QVERIFY(store->history().isEmpty());
+            QVERIFY(store->keptAsidePath().isEmpty());
+            QVERIFY(!QFile::exists(m_path));
+            store->captureFromClipboard(text(QStringLiteral("a")));
+        }
+        const QDateTime written = QFileInfo(m_path).lastModified();
+        auto store = makeStore();
+        QVERIFY(!store->hasPendingSave());
+        store.reset();
+        QCOMPARE(QFileInfo(m_path).lastModified(), written);
+    }
 
 private:
     std::unique_ptr<Store> makeStore() { return std::make_unique<Store>(m_path, &m_recognizer); }
@@ -64,370 +347,6 @@ private:
     QString m_path;
     FakeTextRecognizer m_recognizer;
 };
-
-void TestStore::init()
-{
-    m_dir = std::make_unique<QTemporaryDir>();
-    m_path = m_dir->filePath(QStringLiteral("Cliphaven/store.json"));
-    m_recognizer = FakeTextRecognizer();
-}
-
-void TestStore::captureSkipsTheNewestSameContent()
-{
-    auto store = makeStore();
-    QSignalSpy changed(store.get(), &Store::historyChanged);
-    store->captureFromClipboard(text(QStringLiteral("A")));
-    store->captureFromClipboard(text(QStringLiteral("A")));
-    QCOMPARE(store->history().size(), 1);
-    QCOMPARE(changed.count(), 1);
-}
-
-void TestStore::captureMovesAnOlderEntryToTheFrontKeepingItsIdentity()
-{
-    auto store = makeStore();
-    ClipItem first = text(QStringLiteral("A"));
-    first.createdAt = Timestamp{100};
-    first.ocrText = QStringLiteral("kept");
-    store->captureFromClipboard(first);
-    store->captureFromClipboard(text(QStringLiteral("B")));
-    store->captureFromClipboard(text(QStringLiteral("C")));
-
-    ClipItem again = text(QStringLiteral("A"));
-    store->captureFromClipboard(again);
-    QCOMPARE(texts(store->history()), (QStringList{"A", "C", "B"}));
-    QCOMPARE(store->history().first(), first); // old id, date and OCR text
-}
-
-void TestStore::captureDropsTheOldestBeyondTheLimit()
-{
-    auto store = makeStore();
-    for (int i = 0; i < Store::kHistoryLimit; ++i)
-        store->captureFromClipboard(text(QString::number(i)));
-    QCOMPARE(store->history().size(), 200);
-    QCOMPARE(store->history().last().preview(), QStringLiteral("0"));
-
-    store->captureFromClipboard(text(QStringLiteral("new")));
-    QCOMPARE(store->history().size(), 200);
-    QCOMPARE(store->history().first().preview(), QStringLiteral("new"));
-    QCOMPARE(store->history().last().preview(), QStringLiteral("1"));
-
-    // Moving the oldest to the front keeps the count.
-    store->captureFromClipboard(text(QStringLiteral("1")));
-    QCOMPARE(store->history().size(), 200);
-    QCOMPARE(store->history().first().preview(), QStringLiteral("1"));
-}
-
-void TestStore::categoryAddCopiesWithNewIdAndSkipsDuplicates()
-{
-    auto store = makeStore();
-    const QUuid id = store->addCategory(QStringLiteral("Snippets"));
-    ClipItem item = text(QStringLiteral("hello"));
-    item.createdAt = Timestamp{5};
-    item.flavors = Flavors{{QStringLiteral("text/html"), QByteArray("<i>hello</i>")}};
-    store->captureFromClipboard(item);
-
-    QSignalSpy changed(store.get(), &Store::categoriesChanged);
-    store->add(item, id);
-    store->add(item, id);
-    const Category *category = store->category(id);
-    QCOMPARE(category->items.size(), 1);
-    QCOMPARE(changed.count(), 1);
-    const ClipItem &copy = category->items.first();
-    QVERIFY(copy.id != item.id);
-    QVERIFY(copy.createdAt > item.createdAt);
-    QCOMPARE(copy.flavors, item.flavors);
-    QVERIFY(copy.sameContent(item));
-
-    store->add(item, QUuid::createUuid()); // unknown category: nothing happens
-    QCOMPARE(changed.count(), 1);
-}
-
-void TestStore::categoryCopySurvivesHistoryDeletion()
-{
-    auto store = makeStore();
-    const QUuid id = store->addCategory(QStringLiteral("Keep"));
-    const ClipItem item = text(QStringLiteral("x"));
-    store->captureFromClipboard(item);
-    store->add(item, id);
-    store->deleteFromHistory(item.id);
-    QVERIFY(store->history().isEmpty());
-    store->captureFromClipboard(text(QStringLiteral("y")));
-    store->eraseHistory();
-    QVERIFY(store->history().isEmpty());
-    QCOMPARE(store->category(id)->items.size(), 1);
-}
-
-void TestStore::deleteItemAndUnknownCategory()
-{
-    auto store = makeStore();
-    const QUuid id = store->addCategory(QStringLiteral("C"));
-    store->add(text(QStringLiteral("a")), id);
-    store->add(text(QStringLiteral("b")), id);
-    const QUuid first = store->category(id)->items.first().id;
-    store->deleteItem(first, QUuid::createUuid());
-    QCOMPARE(store->category(id)->items.size(), 2);
-    store->deleteItem(first, id);
-    QCOMPARE(texts(store->category(id)->items), QStringList{"a"});
-}
-
-void TestStore::reorder_data()
-{
-    QTest::addColumn<QString>("moved");
-    QTest::addColumn<QString>("target");
-    QTest::addColumn<QStringList>("order");
-
-    const QStringList unchanged{"A", "B", "C", "D"};
-    QTest::newRow("later before earlier") << "C"
-                                          << "A" << QStringList{"C", "A", "B", "D"};
-    QTest::newRow("earlier before later") << "A"
-                                          << "C" << QStringList{"B", "A", "C", "D"};
-    QTest::newRow("first before last") << "A"
-                                       << "D" << QStringList{"B", "C", "A", "D"};
-    QTest::newRow("before its successor is no move") << "B"
-                                                     << "C" << unchanged;
-    QTest::newRow("before its predecessor") << "B"
-                                            << "A" << QStringList{"B", "A", "C", "D"};
-    QTest::newRow("before itself") << "B"
-                                   << "B" << unchanged;
-    QTest::newRow("unknown target") << "B"
-                                    << "?" << unchanged;
-    QTest::newRow("unknown category") << "?"
-                                      << "A" << unchanged;
-}
-
-void TestStore::reorder()
-{
-    QFETCH(QString, moved);
-    QFETCH(QString, target);
-    QFETCH(QStringList, order);
-
-    auto store = makeStore();
-    QHash<QString, QUuid> ids;
-    for (const char *name : {"A", "B", "C", "D"})
-        ids.insert(QString::fromUtf8(name), store->addCategory(QString::fromUtf8(name)));
-    auto idOf = [&](const QString &name) { return ids.value(name, QUuid::createUuid()); };
-
-    QSignalSpy changed(store.get(), &Store::categoriesChanged);
-    store->reorderCategory(idOf(moved), idOf(target));
-    QStringList names;
-    for (const Category &category : store->categories())
-        names.append(category.name);
-    QCOMPARE(names, order);
-    const bool reordered = names != QStringList{"A", "B", "C", "D"};
-    QCOMPARE(changed.count(), reordered ? 1 : 0);
-}
-
-void TestStore::renameAndDelete()
-{
-    auto store = makeStore();
-    const QUuid a = store->addCategory(QStringLiteral("A"));
-    const QUuid b = store->addCategory(QStringLiteral("B"));
-    store->renameCategory(a, QStringLiteral("  spaced  ")); // the store keeps names as given
-    QCOMPARE(store->category(a)->name, QStringLiteral("  spaced  "));
-    store->renameCategory(QUuid::createUuid(), QStringLiteral("nobody"));
-    store->deleteCategory(a);
-    QCOMPARE(store->categories().size(), 1);
-    QCOMPARE(store->categories().first().id, b);
-}
-
-void TestStore::setOcrReachesEveryEntryWithThoseBytes()
-{
-    auto store = makeStore();
-    const QByteArray png("png-bytes");
-    const ClipItem image = ClipItem::makeImage(png);
-    const ClipItem other = ClipItem::makeImage(QByteArray("other"));
-    store->captureFromClipboard(image);
-    store->captureFromClipboard(other);
-    const QUuid one = store->addCategory(QStringLiteral("One"));
-    const QUuid two = store->addCategory(QStringLiteral("Two"));
-    store->add(image, one);
-    // A separate buffer with the same bytes counts too.
-    store->add(ClipItem::makeImage(QByteArray(png.constData(), png.size())), two);
-
-    QSignalSpy history(store.get(), &Store::historyChanged);
-    QSignalSpy categories(store.get(), &Store::categoriesChanged);
-    store->setOCR(QStringLiteral("Hello World"), png);
-    QCOMPARE(store->history().at(1).ocrText, QStringLiteral("Hello World"));
-    QCOMPARE(store->history().at(1).id, image.id); // position and identity kept
-    QVERIFY(!store->history().at(0).ocrText);
-    QCOMPARE(store->category(one)->items.first().ocrText, QStringLiteral("Hello World"));
-    QCOMPARE(store->category(two)->items.first().ocrText, QStringLiteral("Hello World"));
-    QCOMPARE(history.count(), 1);
-    QCOMPARE(categories.count(), 1);
-
-    store->setOCR(QStringLiteral("x"), QByteArray("nothing has these"));
-    QCOMPARE(history.count(), 1);
-    QCOMPARE(categories.count(), 1);
-}
-
-void TestStore::findItemSearchesHistoryFirst()
-{
-    auto store = makeStore();
-    const ClipItem item = text(QStringLiteral("a"));
-    store->captureFromClipboard(item);
-    const QUuid c = store->addCategory(QStringLiteral("C"));
-    store->add(text(QStringLiteral("b")), c);
-    QCOMPARE(store->findItem(item.id), item);
-    const QUuid inCategory = store->category(c)->items.first().id;
-    QCOMPARE(store->findItem(inCategory)->preview(), QStringLiteral("b"));
-    QVERIFY(!store->findItem(QUuid::createUuid()));
-}
-
-void TestStore::backfillRecognisesEachDistinctImageOnce()
-{
-    auto store = makeStore();
-    const QByteArray a("image-a");
-    const QByteArray b("image-b");
-    ClipItem done = ClipItem::makeImage(QByteArray("already"));
-    done.ocrText = QStringLiteral("old");
-    store->captureFromClipboard(ClipItem::makeImage(a));
-    store->captureFromClipboard(ClipItem::makeImage(b));
-    store->captureFromClipboard(done);
-    store->captureFromClipboard(text(QStringLiteral("text")));
-    const QUuid c = store->addCategory(QStringLiteral("C"));
-    store->add(ClipItem::makeImage(a), c);
-
-    m_recognizer.answers.insert(a, QStringLiteral("Text A"));
-    store->backfillMissingOCR();
-    QCOMPARE(m_recognizer.pending.size(), 2); // a once, b once; not the done one
-    m_recognizer.finishAll();
-
-    for (const ClipItem &item : store->history()) {
-        if (item.imageData == a)
-            QCOMPARE(item.ocrText, QStringLiteral("Text A"));
-        if (item.imageData == b)
-            QVERIFY(!item.ocrText); // nothing recognised: stays absent, retried next start
-    }
-    QCOMPARE(store->category(c)->items.first().ocrText, QStringLiteral("Text A"));
-}
-
-void TestStore::backfillResultAfterStoreIsGoneIsDropped()
-{
-    auto store = makeStore();
-    store->captureFromClipboard(ClipItem::makeImage(QByteArray("a")));
-    m_recognizer.answers.insert(QByteArray("a"), QStringLiteral("late"));
-    store->backfillMissingOCR();
-    store.reset();
-    m_recognizer.finishAll(); // must not touch the destroyed store
-}
-
-void TestStore::burstOfEditsIsOneWrite()
-{
-    auto store = makeStore();
-    for (int i = 0; i < 50; ++i)
-        store->captureFromClipboard(text(QString::number(i)));
-    store->addCategory(QStringLiteral("C"));
-    QVERIFY(store->hasPendingSave());
-    QCOMPARE(store->savesStarted(), 0);
-    QTRY_VERIFY_WITH_TIMEOUT(!store->hasPendingSave(), 10000);
-    store->waitForWrites();
-    QCOMPARE(store->savesStarted(), 1);
-    QVERIFY(QFile::exists(m_path));
-}
-
-void TestStore::saveAndLoadRoundTrip()
-{
-    QList<ClipItem> history;
-    QList<Category> categories;
-    {
-        auto store = makeStore();
-        ClipItem image = ClipItem::makeImage(QByteArray(1000, '\x89'));
-        image.flavors = Flavors{{QStringLiteral("image/png"), *image.imageData},
-                                {QStringLiteral("image/tiff"), QByteArray(10, 't')}};
-        image.ocrText = QStringLiteral("ocr");
-        store->captureFromClipboard(image);
-        store->captureFromClipboard(text(QStringLiteral("line1\nline2 \u00fc")));
-        const QUuid c = store->addCategory(QStringLiteral("Ünïcode"));
-        store->add(image, c);
-        store->flushSave();
-        store->waitForWrites();
-        history = store->history();
-        categories = store->categories();
-    }
-    auto loaded = makeStore();
-    QCOMPARE(loaded->history(), history);
-    QCOMPARE(loaded->categories(), categories);
-    QVERIFY(loaded->keptAsidePath().isEmpty());
-}
-
-void TestStore::fileAndFolderArePrivate()
-{
-    auto store = makeStore();
-    store->captureFromClipboard(text(QStringLiteral("secret")));
-    store->flushSave();
-    store->waitForWrites();
-    const QFileDevice::Permissions others = QFileDevice::ReadGroup | QFileDevice::WriteGroup
-                                            | QFileDevice::ExeGroup | QFileDevice::ReadOther
-                                            | QFileDevice::WriteOther | QFileDevice::ExeOther;
-    const QFileDevice::Permissions file = QFileInfo(m_path).permissions();
-    QVERIFY(file.testFlags(QFileDevice::ReadOwner | QFileDevice::WriteOwner));
-    QVERIFY(!(file & (others | QFileDevice::ExeOwner)));
-    QVERIFY(!(QFileInfo(QFileInfo(m_path).absolutePath()).permissions() & others));
-    // No temporary files are left beside it.
-    QCOMPARE(QDir(QFileInfo(m_path).absolutePath()).entryList(QDir::Files),
-             QStringList{"store.json"});
-}
-
-void TestStore::pendingSaveIsFlushedOnDestruction()
-{
-    {
-        auto store = makeStore();
-        store->captureFromClipboard(text(QStringLiteral("last words")));
-        QVERIFY(store->hasPendingSave());
-    }
-    auto loaded = makeStore();
-    QCOMPARE(texts(loaded->history()), QStringList{"last words"});
-}
-
-void TestStore::corruptFileIsKeptAsideAndStoreStartsEmpty()
-{
-    QDir().mkpath(QFileInfo(m_path).absolutePath());
-    const QByteArray garbage("{\"history\":[{\"id\":\"broken");
-    {
-        QFile file(m_path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(garbage);
-    }
-    auto store = makeStore();
-    QVERIFY(store->history().isEmpty());
-    QVERIFY(store->categories().isEmpty());
-    QVERIFY(!store->keptAsidePath().isEmpty());
-    QFile kept(store->keptAsidePath());
-    QVERIFY(kept.open(QIODevice::ReadOnly));
-    QCOMPARE(kept.readAll(), garbage);
-
-    store->captureFromClipboard(text(QStringLiteral("fresh")));
-    store->flushSave();
-    store->waitForWrites();
-    QVERIFY(QFile::exists(store->keptAsidePath())); // the first save did not destroy it
-    QVERIFY(StoreCodec::decode([&] {
-        QFile f(m_path);
-        f.open(QIODevice::ReadOnly);
-        return f.readAll();
-    }()));
-}
-
-void TestStore::missingFileIsNotAnError()
-{
-    auto store = makeStore();
-    QVERIFY(store->history().isEmpty());
-    QVERIFY(store->keptAsidePath().isEmpty());
-    QVERIFY(!QFile::exists(m_path));
-}
-
-void TestStore::loadingDoesNotSave()
-{
-    {
-        auto store = makeStore();
-        store->captureFromClipboard(text(QStringLiteral("a")));
-    }
-    const QDateTime written = QFileInfo(m_path).lastModified();
-    auto store = makeStore();
-    QVERIFY(!store->hasPendingSave());
-    QCOMPARE(store->savesStarted(), 0);
-    store.reset();
-    QCOMPARE(QFileInfo(m_path).lastModified(), written);
-}
 
 QTEST_GUILESS_MAIN(TestStore)
 #include "tst_store.moc"

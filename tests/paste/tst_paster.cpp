@@ -1,9 +1,7 @@
-#include "capture/ClipboardMonitor.h"
+#include "common/CaptureRig.h"
 #include "fakes/FakeKeyPoster.h"
 #include "fakes/FakePasteboard.h"
 #include "fakes/FakeWorkspace.h"
-#include "fakes/TestSounds.h"
-#include "paste/Paster.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -28,6 +26,8 @@ ClipItem imageItem(std::optional<QByteArray> png, std::optional<Flavors> flavors
     return item;
 }
 
+using Rig = CaptureRig<FakePasteboard, FakeWorkspace, FakeKeyPoster>;
+
 } // namespace
 
 class PasterTest : public QObject
@@ -35,199 +35,141 @@ class PasterTest : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    void init() { r = std::make_unique<Rig>(); }
+    void cleanup() { r.reset(); }
 
-    void writesTheItem_data();
-    void writesTheItem();
-    void ownWriteIsNotCapturedButTheNextCopyIs();
-    void soundAndActivationFollowTheWrite();
-    void keystrokeFollowsActivationAfterADelay();
-    void withoutApplicationNothingIsActivated();
-    void untrustedPasteLeavesItemAndAlertsOnce();
-    void alertIsNeverShownAgainAfterRelaunch();
-    void trustedPasteNeverAlerts();
+    void writesTheItem_data()
+    {
+        QTest::addColumn<ClipItem>("item");
+        QTest::addColumn<bool>("asString");
+        QTest::addColumn<Flavors>("flavors");
+        QTest::addColumn<QString>("text");
+
+        const Flavors rich{{"text/html", "<b>hi</b>"},
+                           {"UTF8_STRING", "hi"},
+                           {"application/x-odd", QByteArray("\0\1", 2)}};
+        QTest::newRow("every flavor of a rich copy")
+            << textItem("hi", rich) << false << rich << QString();
+        QTest::newRow("image flavors win over image data")
+            << imageItem("png bytes", Flavors{{"image/tiff", "tiff"}, {"image/png", "png bytes"}})
+            << false << Flavors{{"image/tiff", "tiff"}, {"image/png", "png bytes"}} << QString();
+        QTest::newRow("text without flavors") << textItem("plain") << true << Flavors() << "plain";
+        QTest::newRow("text with an empty flavor map")
+            << textItem("plain", Flavors()) << true << Flavors() << "plain";
+        QTest::newRow("text without text or flavors")
+            << textItem(std::nullopt) << true << Flavors() << "";
+        QTest::newRow("image without flavors")
+            << imageItem("png bytes") << false << Flavors{{"image/png", "png bytes"}} << QString();
+        QTest::newRow("image without data leaves the clipboard empty")
+            << imageItem(std::nullopt) << false << Flavors() << QString();
+    }
+
+    void writesTheItem()
+    {
+        QFETCH(ClipItem, item);
+        QFETCH(bool, asString);
+        QFETCH(Flavors, flavors);
+        QFETCH(QString, text);
+
+        r->paster.paste(item, kEditor, r->monitor);
+        QCOMPARE(r->pasteboard.writes().size(), 1);
+        const FakePasteboard::Write &write = r->pasteboard.writes().first();
+        QCOMPARE(write.kind == FakePasteboard::Write::String, asString);
+        if (asString)
+            QCOMPARE(write.text, text);
+        else
+            QCOMPARE(write.flavors, flavors);
+        // The paste sound and activation happen whatever was written.
+        QCOMPARE(r->pastePlays, 1);
+        QCOMPARE(r->workspace.activated, QList<RunningApplication>{kEditor});
+    }
+
+    void ownWriteIsNotCapturedButTheNextCopyIs()
+    {
+        r->paster.paste(textItem("again"), kEditor, r->monitor);
+        QVERIFY(r->monitor.suppressNextChange());
+        r->monitor.poll();
+        QCOMPARE(r->pasteboard.readCount(), 0);
+        QCOMPARE(r->monitor.lastChange(), r->pasteboard.changeCount());
+
+        r->pasteboard.copy({{"UTF8_STRING", "user copy"}});
+        r->monitor.poll();
+        QCOMPARE(r->pasteboard.readCount(), 1);
+    }
+
+    void soundAndActivationFollowTheWrite()
+    {
+        struct Probe : FakeWorkspace
+        {
+            const FakePasteboard *pasteboard = nullptr;
+            const int *pastePlays = nullptr;
+            qsizetype writesAtActivation = -1;
+            int playsAtActivation = -1;
+            void activate(const RunningApplication &app) override
+            {
+                writesAtActivation = pasteboard->writes().size();
+                playsAtActivation = *pastePlays;
+                FakeWorkspace::activate(app);
+            }
+        } probe;
+        probe.pasteboard = &r->pasteboard;
+        probe.pastePlays = &r->pastePlays;
+        Paster paster(r->pasteboard, probe, r->keys, r->sounds, r->prefs);
+        paster.paste(textItem("x"), kEditor, r->monitor);
+        QCOMPARE(probe.writesAtActivation, 1);
+        QCOMPARE(probe.playsAtActivation, 1);
+    }
+
+    void keystrokeFollowsActivationAfterADelay_data()
+    {
+        QTest::addColumn<std::optional<RunningApplication>>("target");
+        QTest::newRow("into the remembered application") << std::optional(kEditor);
+        QTest::newRow("without one, nothing is activated") << std::optional<RunningApplication>();
+    }
+
+    void keystrokeFollowsActivationAfterADelay()
+    {
+        QFETCH(std::optional<RunningApplication>, target);
+        r->paster.paste(textItem("x"), target, r->monitor);
+        QCOMPARE(r->workspace.activated.size(), target ? 1 : 0);
+        // Not at once: the reactivated window gets time to take the focus.
+        QCOMPARE(r->keys.keystrokes, 0);
+        QTRY_COMPARE_WITH_TIMEOUT(r->keys.keystrokes, 1, 5000);
+        QCOMPARE(r->keys.trustChecks, 1);
+        // Trusted: never an alert, and nothing is marked.
+        QCOMPARE(r->alerts, 0);
+        QVERIFY(!r->prefs.settings().contains(AppPrefs::kAccessibilityPromptedKey));
+    }
+
+    void untrustedPasteLeavesItemAndAlertsOnceEver()
+    {
+        r->keys.trusted = false;
+        r->paster.paste(textItem("first"), kEditor, r->monitor);
+        // Marked before the alert is even shown.
+        QVERIFY(r->prefs.settings().value(AppPrefs::kAccessibilityPromptedKey).toBool());
+        QTRY_COMPARE_WITH_TIMEOUT(r->alerts, 1, 5000);
+        r->paster.paste(textItem("second"), kEditor, r->monitor);
+        QTest::qWait(3 * Paster::kKeystrokeDelayMs);
+        QCOMPARE(r->alerts, 1);
+        QCOMPARE(r->keys.keystrokes, 0);
+        QCOMPARE(r->pasteboard.writes().size(), 2);
+        QCOMPARE(r->pasteboard.writes().last().text, QStringLiteral("second"));
+        QCOMPARE(r->workspace.activated.size(), 2);
+
+        // Nor after a relaunch.
+        r->prefs.settings().sync();
+        AppPrefs relaunched(
+            std::make_unique<QSettings>(r->prefs.settings().fileName(), QSettings::IniFormat));
+        Paster paster(r->pasteboard, r->workspace, r->keys, r->sounds, relaunched);
+        paster.setAlertPresenter([&] { ++r->alerts; });
+        paster.paste(textItem("x"), kEditor, r->monitor);
+        QTest::qWait(3 * Paster::kKeystrokeDelayMs);
+        QCOMPARE(r->alerts, 1);
+    }
 
 private:
-    std::unique_ptr<TestPrefs> m_prefs;
-    std::unique_ptr<FakePasteboard> m_pasteboard;
-    std::unique_ptr<FakeWorkspace> m_workspace;
-    std::unique_ptr<FakeKeyPoster> m_keys;
-    std::unique_ptr<Sounds> m_sounds;
-    std::unique_ptr<ClipboardMonitor> m_monitor;
-    std::unique_ptr<Paster> m_paster;
-    int m_copyPlays = 0;
-    int m_pastePlays = 0;
-    int m_alerts = 0;
+    std::unique_ptr<Rig> r;
 };
-
-void PasterTest::init()
-{
-    m_prefs = std::make_unique<TestPrefs>();
-    m_pasteboard = std::make_unique<FakePasteboard>();
-    m_workspace = std::make_unique<FakeWorkspace>();
-    m_keys = std::make_unique<FakeKeyPoster>();
-    m_copyPlays = m_pastePlays = m_alerts = 0;
-    m_sounds = std::make_unique<Sounds>(m_prefs->prefs, countingVoices(&m_copyPlays, &m_pastePlays));
-    m_monitor = std::make_unique<ClipboardMonitor>(*m_pasteboard,
-                                                   *m_workspace,
-                                                   m_prefs->prefs,
-                                                   *m_sounds);
-    m_paster = std::make_unique<Paster>(*m_pasteboard,
-                                        *m_workspace,
-                                        *m_keys,
-                                        *m_sounds,
-                                        m_prefs->prefs);
-    m_paster->setAlertPresenter([this] { ++m_alerts; });
-}
-
-void PasterTest::cleanup()
-{
-    m_paster.reset();
-    m_monitor.reset();
-    m_sounds.reset();
-    m_keys.reset();
-    m_workspace.reset();
-    m_pasteboard.reset();
-    m_prefs.reset();
-}
-
-void PasterTest::writesTheItem_data()
-{
-    QTest::addColumn<ClipItem>("item");
-    QTest::addColumn<bool>("asString");
-    QTest::addColumn<Flavors>("flavors");
-    QTest::addColumn<QString>("text");
-
-    const Flavors rich{{"text/html", "<b>hi</b>"},
-                       {"UTF8_STRING", "hi"},
-                       {"application/x-odd", QByteArray("\0\1", 2)}};
-    QTest::newRow("every flavor of a rich copy")
-        << textItem("hi", rich) << false << rich << QString();
-    QTest::newRow("image flavors win over image data")
-        << imageItem("png bytes", Flavors{{"image/tiff", "tiff"}, {"image/png", "png bytes"}})
-        << false << Flavors{{"image/tiff", "tiff"}, {"image/png", "png bytes"}} << QString();
-    QTest::newRow("text without flavors") << textItem("plain") << true << Flavors() << "plain";
-    QTest::newRow("text with an empty flavor map")
-        << textItem("plain", Flavors()) << true << Flavors() << "plain";
-    QTest::newRow("text without text or flavors")
-        << textItem(std::nullopt) << true << Flavors() << "";
-    QTest::newRow("image without flavors")
-        << imageItem("png bytes") << false << Flavors{{"image/png", "png bytes"}} << QString();
-    QTest::newRow("image without data leaves the clipboard empty")
-        << imageItem(std::nullopt) << false << Flavors() << QString();
-}
-
-void PasterTest::writesTheItem()
-{
-    QFETCH(ClipItem, item);
-    QFETCH(bool, asString);
-    QFETCH(Flavors, flavors);
-    QFETCH(QString, text);
-
-    m_paster->paste(item, kEditor, *m_monitor);
-    QCOMPARE(m_pasteboard->writes().size(), 1);
-    const FakePasteboard::Write &write = m_pasteboard->writes().first();
-    QCOMPARE(write.kind == FakePasteboard::Write::String, asString);
-    if (asString)
-        QCOMPARE(write.text, text);
-    else
-        QCOMPARE(write.flavors, flavors);
-    // The paste sound and activation happen whatever was written.
-    QCOMPARE(m_pastePlays, 1);
-    QCOMPARE(m_workspace->activated, QList<RunningApplication>{kEditor});
-}
-
-void PasterTest::ownWriteIsNotCapturedButTheNextCopyIs()
-{
-    m_paster->paste(textItem("again"), kEditor, *m_monitor);
-    QVERIFY(m_monitor->suppressNextChange());
-    m_monitor->poll();
-    QCOMPARE(m_pasteboard->readCount(), 0);
-    QCOMPARE(m_monitor->lastChange(), m_pasteboard->changeCount());
-
-    m_pasteboard->copy({{"UTF8_STRING", "user copy"}});
-    m_monitor->poll();
-    QCOMPARE(m_pasteboard->readCount(), 1);
-}
-
-void PasterTest::soundAndActivationFollowTheWrite()
-{
-    struct Probe : FakeWorkspace
-    {
-        const FakePasteboard *pasteboard = nullptr;
-        const int *pastePlays = nullptr;
-        qsizetype writesAtActivation = -1;
-        int playsAtActivation = -1;
-        void activate(const RunningApplication &app) override
-        {
-            writesAtActivation = pasteboard->writes().size();
-            playsAtActivation = *pastePlays;
-            FakeWorkspace::activate(app);
-        }
-    } probe;
-    probe.pasteboard = m_pasteboard.get();
-    probe.pastePlays = &m_pastePlays;
-    Paster paster(*m_pasteboard, probe, *m_keys, *m_sounds, m_prefs->prefs);
-    paster.paste(textItem("x"), kEditor, *m_monitor);
-    QCOMPARE(probe.writesAtActivation, 1);
-    QCOMPARE(probe.playsAtActivation, 1);
-}
-
-void PasterTest::keystrokeFollowsActivationAfterADelay()
-{
-    m_paster->paste(textItem("x"), kEditor, *m_monitor);
-    // Not at once: the reactivated window gets time to take the focus.
-    QCOMPARE(m_keys->keystrokes, 0);
-    QTRY_COMPARE_WITH_TIMEOUT(m_keys->keystrokes, 1, 5000);
-    QCOMPARE(m_keys->trustChecks, 1);
-}
-
-void PasterTest::withoutApplicationNothingIsActivated()
-{
-    m_paster->paste(textItem("x"), std::nullopt, *m_monitor);
-    QVERIFY(m_workspace->activated.isEmpty());
-    QTRY_COMPARE_WITH_TIMEOUT(m_keys->keystrokes, 1, 5000);
-}
-
-void PasterTest::untrustedPasteLeavesItemAndAlertsOnce()
-{
-    m_keys->trusted = false;
-    m_paster->paste(textItem("first"), kEditor, *m_monitor);
-    // Marked before the alert is even shown.
-    QVERIFY(m_prefs->prefs.settings().value(AppPrefs::kAccessibilityPromptedKey).toBool());
-    QTRY_COMPARE_WITH_TIMEOUT(m_alerts, 1, 5000);
-    m_paster->paste(textItem("second"), kEditor, *m_monitor);
-    QTest::qWait(3 * Paster::kKeystrokeDelayMs);
-    QCOMPARE(m_alerts, 1);
-    QCOMPARE(m_keys->keystrokes, 0);
-    QCOMPARE(m_pasteboard->writes().size(), 2);
-    QCOMPARE(m_pasteboard->writes().last().text, QStringLiteral("second"));
-    QCOMPARE(m_workspace->activated.size(), 2);
-}
-
-void PasterTest::alertIsNeverShownAgainAfterRelaunch()
-{
-    m_keys->trusted = false;
-    m_prefs->prefs.settings().setValue(AppPrefs::kAccessibilityPromptedKey, true);
-    m_prefs->prefs.settings().sync();
-    AppPrefs relaunched(
-        std::make_unique<QSettings>(m_prefs->prefs.settings().fileName(), QSettings::IniFormat));
-    Paster paster(*m_pasteboard, *m_workspace, *m_keys, *m_sounds, relaunched);
-    int alerts = 0;
-    paster.setAlertPresenter([&] { ++alerts; });
-    paster.paste(textItem("x"), kEditor, *m_monitor);
-    QTest::qWait(50);
-    QCOMPARE(alerts, 0);
-}
-
-void PasterTest::trustedPasteNeverAlerts()
-{
-    m_paster->paste(textItem("x"), kEditor, *m_monitor);
-    QTRY_COMPARE_WITH_TIMEOUT(m_keys->keystrokes, 1, 5000);
-    QCOMPARE(m_alerts, 0);
-    QVERIFY(!m_prefs->prefs.settings().contains(AppPrefs::kAccessibilityPromptedKey));
-}
 
 QTEST_GUILESS_MAIN(PasterTest)
 #include "tst_paster.moc"

@@ -10,20 +10,18 @@ class SoundsWithoutServerTest : public QObject
     Q_OBJECT
 
 private slots:
-    void playsSilently();
-};
-
-void SoundsWithoutServerTest::playsSilently()
-{
-    QVERIFY(qEnvironmentVariable("PULSE_SERVER").startsWith(u"unix:/nonexistent"));
-    TestPrefs prefs;
-    Sounds sounds(prefs.prefs);
-    for (int i = 0; i < 3; ++i) {
-        sounds.copy();
-        sounds.paste();
-        QTest::qWait(20);
+    void playsSilently()
+    {
+        QVERIFY(qEnvironmentVariable("PULSE_SERVER").startsWith(u"unix:/nonexistent"));
+        TestPrefs prefs;
+        Sounds sounds(prefs.prefs);
+        for (int i = 0; i < 3; ++i) {
+            sounds.copy();
+            sounds.paste();
+            QTest::qWait(20);
+        }
     }
-}
+};
 
 QTEST_GUILESS_MAIN(SoundsWithoutServerTest)
 #include "tst_soundsnoserver.moc"

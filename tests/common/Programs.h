@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDebug>
 #include <QProcess>
 #include <QTest>
 
@@ -35,7 +36,7 @@ public:
 
     // Runs a program to its end and returns its standard output. The event loop keeps
     // running meanwhile, so this process can answer the program (as a clipboard owner).
-    static QByteArray run(const QString &program, const QStringList &arguments)
+    static QByteArray run(const QString &program, const QStringList &arguments, bool *ok = nullptr)
     {
         QProcess process;
         process.start(program, arguments);
@@ -43,7 +44,22 @@ public:
             process.kill();
             process.waitForFinished(5000);
         }
+        const bool succeeded = process.exitStatus() == QProcess::NormalExit
+                               && process.exitCode() == 0
+                               && process.error() != QProcess::FailedToStart;
+        if (!succeeded)
+            qWarning() << program << arguments << "failed:" << process.readAllStandardError();
+        if (ok)
+            *ok = succeeded;
         return process.readAllStandardOutput();
+    }
+
+    // Runs a program to its end; whether it succeeded.
+    static bool succeeds(const QString &program, const QStringList &arguments)
+    {
+        bool ok = false;
+        run(program, arguments, &ok);
+        return ok;
     }
 
     QList<QProcess *> processes() const

@@ -9,7 +9,8 @@
 
 // A small HTTP/1.1 server on the loopback interface with canned answers per path, including
 // the misbehaving kinds: one that never answers, one that trickles a byte at a time forever,
-// and bodies far larger than anyone should read. Every connection is closed after its answer.
+// and bodies far larger than anyone should read. Every connection is closed after its answer;
+// a path without an answer gets a 404.
 class TestHttpServer : public QObject
 {
 public:

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+// Writes a whole file, creating its folder first.
+inline bool writeFile(const QString &path, const QByteArray &content)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
+}
+
+// An application's desktop entry in applications/ under a data folder.
+inline bool writeApplication(const QString &dataDir, const QString &id, const QByteArray &keys)
+{
+    return writeFile(dataDir + QStringLiteral("/applications/") + id + QStringLiteral(".desktop"),
+                     "[Desktop Entry]\nType=Application\n" + keys);
+}
