@@ -131,6 +131,25 @@ private slots:
                  *item.text);
     }
 
+    void sharesEqualPayloadsAfterLoading()
+    {
+        const QByteArray png(300000, 'p');
+        ClipItem image = ClipItem::makeImage(png);
+        image.flavors = Flavors{{QStringLiteral("image/png"), png}};
+        Category category = Category::make(QStringLiteral("Saved"));
+        ClipItem copy = image;
+        copy.id = QUuid::createUuid();
+        category.items.append(copy);
+
+        const QByteArray written = StoreCodec::encode({{image}, {category}});
+        const auto disk = StoreCodec::decode(written);
+        QVERIFY(disk);
+        const char *data = disk->history.at(0).imageData->constData();
+        QCOMPARE(disk->history.at(0).flavors->value(QStringLiteral("image/png")).constData(), data);
+        QCOMPARE(disk->categories.at(0).items.at(0).imageData->constData(), data);
+        QCOMPARE(*disk->history.at(0).imageData, png);
+    }
+
     void parserRejectsMalformedJson_data()
     {
         QTest::addColumn<QByteArray>("json");
