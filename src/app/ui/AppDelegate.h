@@ -1,0 +1,72 @@
+#pragma once
+
+#include "KeyboardShortcuts/SystemKeyboard.h"
+#include "capture/OCR.h"
+#include "model/Store.h"
+#include "overlay/OverlayState.h"
+#include "paste/Sounds.h"
+#include "platform/Workspace.h"
+#include "platform/x11/X11KeyPoster.h"
+#include "platform/x11/X11Pasteboard.h"
+#include "platform/x11/X11Workspace.h"
+
+#include <QObject>
+
+#include <memory>
+#include <optional>
+
+class ClipboardMonitor;
+class OverlayWindow;
+class Paster;
+class PreferencesWindow;
+class TrayIcon;
+class X11OpenWindows;
+
+namespace KeyboardShortcuts {
+class Registry;
+}
+
+// Owns every long-lived object and wires them at launch: copies go into the store, the global
+// shortcut, the tray and a second launch toggle the overlay, and a pick is pasted into the
+// window that was active when the overlay opened.
+class AppDelegate : public QObject
+{
+    Q_OBJECT
+
+public:
+    // Delay between hiding the overlay and pasting, so focus is back where it was.
+    static constexpr int kPasteDelayMs = 160;
+    static constexpr int kBackfillDelayMs = 1000;
+
+    explicit AppDelegate(QObject *parent = nullptr);
+    ~AppDelegate() override;
+
+    // The launch sequence, in order.
+    void applicationDidFinishLaunching();
+
+    void toggleOverlay();
+    void handlePick(const ClipItem &item);
+    void showPreferences();
+
+    Store &store() { return m_store; }
+
+private:
+    // Recognition outlives the store that queues work on it.
+    OCR m_ocr;
+    Store m_store;
+    Sounds m_sounds;
+    X11Pasteboard m_pasteboard;
+    X11Workspace m_workspace;
+    X11KeyPoster m_keyPoster;
+    std::unique_ptr<ClipboardMonitor> m_monitor;
+    std::unique_ptr<Paster> m_paster;
+    OverlayState m_overlayState;
+    std::unique_ptr<OverlayWindow> m_overlay;
+    KeyboardShortcuts::SystemKeyboard m_keyboard;
+    std::unique_ptr<KeyboardShortcuts::Registry> m_shortcuts;
+    std::unique_ptr<X11OpenWindows> m_openWindows;
+    std::unique_ptr<PreferencesWindow> m_preferences;
+    std::unique_ptr<TrayIcon> m_tray;
+    // The paste target: the application that was in front when the overlay last opened.
+    std::optional<RunningApplication> m_previousApp;
+};

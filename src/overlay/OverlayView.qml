@@ -1,0 +1,122 @@
+import QtQuick
+import Cliphaven.Overlay
+
+// The panel's content: the card, inset by the margin where its shadows fall, zooming and
+// fading with the state's appearance.
+Item {
+    id: root
+
+    required property OverlayState overlayState
+    required property GridController controller
+
+    readonly property real margin: 100
+
+    Item {
+        id: card
+        objectName: "card"
+        anchors.fill: parent
+        anchors.margins: root.margin
+        scale: 0.85 + 0.15 * root.overlayState.appearance
+        opacity: root.overlayState.appearance
+        visible: opacity > 0
+
+        SoftShadow {
+            anchors.fill: parent
+            style: SoftShadow.Card
+        }
+
+        Item {
+            id: face
+            anchors.fill: parent
+            // While the card zooms it is drawn once at full size and scaled as one picture:
+            // text and images are not rasterised again at every step, and the fade covers
+            // the card as a whole.
+            layer.enabled: root.overlayState.appearance < 1
+            layer.smooth: true
+
+            // The sidebar's band and the rest side by side, each rounded on its outer corners.
+            RoundedBox {
+                width: Theme.sidebarWidth
+                height: parent.height
+                radius: Theme.cardRadius
+                corners: 1 | 8
+                edges: 1 | 4 | 8
+                color: Theme.sidebarFill
+                borderColor: Theme.cardOutline
+                borderWidth: 1
+            }
+            RoundedBox {
+                x: Theme.sidebarWidth
+                width: parent.width - x
+                height: parent.height
+                radius: Theme.cardRadius
+                corners: 2 | 4
+                edges: 1 | 2 | 4
+                color: Theme.material
+                borderColor: Theme.cardOutline
+                borderWidth: 1
+            }
+
+            // The sidebar's place until it has views of its own.
+            Item {
+                id: sidebar
+                objectName: "sidebar"
+                width: Theme.sidebarWidth
+                height: parent.height
+            }
+
+            Rectangle {
+                x: Theme.sidebarWidth
+                y: 1
+                width: 1
+                height: parent.height - 2
+                color: Qt.rgba(1, 1, 1, 0.05)
+            }
+
+            Item {
+                id: content
+                x: Theme.sidebarWidth + 1
+                width: parent.width - x
+                height: parent.height
+
+                Item {
+                    id: topRow
+                    width: parent.width
+                    height: search.height + 28
+
+                    SearchField {
+                        id: search
+                        overlayState: root.overlayState
+                        anchors {
+                            left: parent.left
+                            right: parent.right
+                            verticalCenter: parent.verticalCenter
+                            leftMargin: 14
+                            rightMargin: 14
+                        }
+                    }
+                }
+
+                Rectangle {
+                    id: divider
+                    anchors.top: topRow.bottom
+                    width: parent.width - 1
+                    height: 1
+                    color: Theme.hairline
+                }
+
+                ItemGrid {
+                    controller: root.controller
+                    anchors {
+                        top: divider.bottom
+                        left: parent.left
+                        right: parent.right
+                        bottom: parent.bottom
+                        // Keeps scrolled tiles clear of the card's rounded bottom corner.
+                        bottomMargin: 5
+                    }
+                }
+            }
+        }
+    }
+}

@@ -1,0 +1,283 @@
+#include "OverlayWindow.h"
+
+#include "ClipListModel.h"
+#include "GridController.h"
+#include "KeyboardShortcuts/KeyTable.h"
+#include "OverlayState.h"
+#include "ShapeImageProvider.h"
+#include "SoftShadow.h"
+#include "TileImageProvider.h"
+
+#include <QEasingCurve>
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QPropertyAnimation>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QScreen>
+#include <QTimer>
+
+#include <cmath>
+
+void qml_register_types_Cliphaven_Overlay();
+
+namespace {
+
+QEasingCurve bezier(QPointF c1, QPointF c2)
+{
+    QEasingCurve curve(QEasingCurve::BezierSpline);
+    curve.addCubicBezierSegment(c1, c2, QPointF(1, 1));
+    return curve;
+}
+
+// The digit row answers Ctrl+digit by position, whatever the layout puts on those keys.
+QString digitOfKey(KeyboardShortcuts::Key key)
+{
+    using KeyboardShortcuts::Key;
+    static const Key digits[] = {Key::zero,
+                                 Key::one,
+                                 Key::two,
+                                 Key::three,
+                                 Key::four,
+                                 Key::five,
+                                 Key::six,
+                                 Key::seven,
+                                 Key::eight,
+                                 Key::nine};
+    for (int i = 0; i < 10; ++i) {
+        if (digits[i] == key)
+            return QString::number(i);
+    }
+    return {};
+}
+
+} // namespace
+
+OverlayWindow::OverlayWindow(Store &store,
+                             OverlayState &state,
+                             LinkPreviewCache *links,
+                             QObject *parent)
+    : QObject(parent)
+    , m_store(store)
+    , m_state(state)
+    , m_images(std::make_shared<TileImageSource>())
+    , m_model(new ClipListModel(store, state, m_images, links, this))
+    , m_grid(new GridController(store, state, *m_model, this))
+    , m_keys(state, store)
+    , m_appearance(new QPropertyAnimation(&state, "appearance", this))
+{
+    const auto pick = [this](const ClipItem &item) {
+        if (onPick)
+            onPick(item);
+    };
+    m_grid->onPick = pick;
+    m_keys.onPick = pick;
+    m_keys.onClose = [this] { hide(); };
+    m_keys.onQuickLook = [this](const ClipItem &item) {
+        if (onQuickLook)
+            onQuickLook(item);
+    };
+    m_keys.onBeep = [this] {
+        if (onBeep)
+            onBeep();
+    };
+    m_keys.onClearFocus = [this] { clearFocus(); };
+}
+
+OverlayWindow::~OverlayWindow()
+{
+    // The views refer to the model and the controller: they go first.
+    delete m_view;
+}
+
+QRect OverlayWindow::panelGeometry(const QRect &available)
+{
+    const int width = int(std::floor(available.width() * 0.85)) + 2 * kMargin;
+    const int height = int(std::floor(available.height() * 0.85)) + 2 * kMargin;
+    const int x = available.x() + int(std::floor((available.width() - width) * 0.5));
+    const int y = available.y() + int(std::floor((available.height() - height) * 0.5));
+    return QRect(x, y, width, height);
+}
+
+KeyControl::KeyPress OverlayWindow::keyPress(const QKeyEvent &event)
+{
+    KeyControl::KeyPress press;
+    const std::optional<KeyboardShortcuts::Key> key = KeyboardShortcuts::keyFromEvent(event);
+    if (key)
+        press.keyCode = int(key->rawValue);
+    press.command = event.modifiers().testFlag(Qt::ControlModifier);
+    press.option = event.modifiers().testFlag(Qt::AltModifier);
+    press.characters = event.text();
+
+    // With Ctrl held the event's text is a control character; the rules want the key's own.
+    const int qtKey = event.key();
+    if (const QString digit = key ? digitOfKey(*key) : QString();
+        !digit.isEmpty() && !event.modifiers().testFlag(Qt::KeypadModifier)) {
+        press.charactersIgnoringModifiers = digit;
+    } else if (qtKey >= Qt::Key_A && qtKey <= Qt::Key_Z) {
+        const QChar letter{char16_t(qtKey)};
+        press.charactersIgnoringModifiers = event.modifiers().testFlag(Qt::ShiftModifier)
+                                                ? QString(letter)
+                                                : QString(letter.toLower());
+    } else if (qtKey >= 0x20 && qtKey <= 0x7e) {
+        press.charactersIgnoringModifiers = QString(QChar(char16_t(qtKey)));
+    } else {
+        press.charactersIgnoringModifiers = event.text();
+    }
+    return press;
+}
+
+QQuickWindow *OverlayWindow::window() const
+{
+    return m_view;
+}
+
+void OverlayWindow::build()
+{
+    if (m_view)
+        return;
+    static const bool registered = [] {
+        qml_register_types_Cliphaven_Overlay();
+        return true;
+    }();
+    Q_UNUSED(registered);
+
+    auto *view = new QQuickView;
+    view->setTitle(QStringLiteral("Cliphaven"));
+    view->setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
+    QSurfaceFormat format = view->format();
+    format.setAlphaBufferSize(8);
+    view->setFormat(format);
+    view->setColor(Qt::transparent);
+    view->setResizeMode(QQuickView::SizeRootObjectToView);
+    // Laid out at its likely size from the start, so tiles are made and their thumbnails
+    // decoded at the size they will be shown.
+    if (QScreen *screen = QGuiApplication::primaryScreen())
+        view->setGeometry(panelGeometry(screen->availableGeometry()));
+    view->engine()->addImportPath(QStringLiteral("qrc:/"));
+    view->engine()->addImageProvider(QStringLiteral("tiles"), new TileImageProvider(m_images));
+    view->engine()->addImageProvider(QStringLiteral("shapes"), new ShapeImageProvider);
+    view->setInitialProperties({{QStringLiteral("overlayState"), QVariant::fromValue(&m_state)},
+                                {QStringLiteral("controller"), QVariant::fromValue(m_grid)}});
+    view->setSource(QUrl(QStringLiteral("qrc:/Cliphaven/Overlay/OverlayView.qml")));
+    if (view->status() != QQuickView::Ready) {
+        QStringList errors;
+        for (const QQmlError &error : view->errors())
+            errors.append(error.toString());
+        qFatal("The overlay's views failed to load: %s", qPrintable(errors.join(u'\n')));
+    }
+    view->installEventFilter(this);
+    connect(view, &QWindow::activeChanged, this, &OverlayWindow::activeChanged);
+    // The native window and the shadow images now, so the first show only has to map it.
+    view->create();
+    SoftShadow::image(SoftShadow::Card);
+    SoftShadow::image(SoftShadow::TileGlow);
+    m_view = view;
+}
+
+bool OverlayWindow::isVisible() const
+{
+    return m_view && m_view->isVisible();
+}
+
+void OverlayWindow::show()
+{
+    build();
+    QScreen *screen = screenForShow ? screenForShow() : nullptr;
+    if (!screen)
+        screen = QGuiApplication::primaryScreen();
+    if (!screen)
+        return;
+    m_view->setScreen(screen);
+    m_view->setGeometry(panelGeometry(screen->availableGeometry()));
+
+    m_appearance->stop();
+    m_state.resetForShow();
+
+    if (!m_view->isVisible() && beforeMap)
+        beforeMap(*m_view);
+    m_view->show();
+    m_view->raise();
+    m_view->requestActivate();
+    clearFocus();
+
+    // The zoom starts once the panel is on screen: its first frame, still empty, costs next to
+    // nothing and shows at once; started earlier, the first frame would wait for the whole
+    // card. A panel that shows no frame in time zooms in anyway.
+    const int generation = ++m_generation;
+    const auto zoomIn = [this, generation] {
+        QObject::disconnect(m_firstFrame);
+        // A hide() or another show() since then has its own animation.
+        if (generation == m_generation && !m_isHiding
+            && m_appearance->state() != QAbstractAnimation::Running && m_state.appearance() == 0.0)
+            animateAppearance(1.0, kShowAnimationMs, true);
+    };
+    QObject::disconnect(m_firstFrame);
+    m_firstFrame = connect(m_view, &QQuickWindow::frameSwapped, this, zoomIn, Qt::QueuedConnection);
+    QTimer::singleShot(kFirstFrameWaitMs, this, zoomIn);
+}
+
+void OverlayWindow::hide()
+{
+    if (!m_view || !m_view->isVisible() || m_isHiding)
+        return;
+    clearFocus();
+    m_isHiding = true;
+    ++m_generation;
+    animateAppearance(0.0, kHideAnimationMs, false);
+    QTimer::singleShot(kOrderOutDelayMs, this, [this] {
+        if (m_view)
+            m_view->hide();
+        m_isHiding = false;
+    });
+}
+
+void OverlayWindow::animateAppearance(double target, int durationMs, bool easeOut)
+{
+    m_appearance->stop();
+    m_appearance->setStartValue(m_state.appearance());
+    m_appearance->setEndValue(target);
+    m_appearance->setDuration(durationMs);
+    m_appearance->setEasingCurve(easeOut ? bezier(QPointF(0, 0), QPointF(0.58, 1))
+                                         : bezier(QPointF(0.42, 0), QPointF(1, 1)));
+    m_appearance->start();
+}
+
+void OverlayWindow::clearFocus()
+{
+    if (!m_view)
+        return;
+    if (QQuickItem *root = m_view->rootObject())
+        root->forceActiveFocus();
+}
+
+bool OverlayWindow::isEditingText() const
+{
+    const QQuickItem *item = m_view ? m_view->activeFocusItem() : nullptr;
+    return item && (item->inherits("QQuickTextInput") || item->inherits("QQuickTextEdit"));
+}
+
+void OverlayWindow::activeChanged()
+{
+    if (!m_view || m_view->isActive() || !m_view->isVisible())
+        return;
+    QTimer::singleShot(kResignDelayMs, this, [this] {
+        if (!m_view || !m_view->isVisible() || m_view->isActive())
+            return;
+        // The preview took the focus: the overlay stays behind it.
+        if (isPreviewVisible && isPreviewVisible())
+            return;
+        hide();
+    });
+}
+
+bool OverlayWindow::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched != m_view || event->type() != QEvent::KeyPress || m_grid->menuOpen())
+        return QObject::eventFilter(watched, event);
+    KeyControl::Context context;
+    context.editingText = isEditingText();
+    context.previewVisible = isPreviewVisible && isPreviewVisible();
+    return m_keys.handle(keyPress(*static_cast<QKeyEvent *>(event)), context);
+}

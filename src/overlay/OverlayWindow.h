@@ -1,0 +1,107 @@
+#pragma once
+
+#include "KeyControl.h"
+#include "model/ClipItem.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QQuickView>
+#include <QRect>
+
+#include <functional>
+#include <memory>
+
+class ClipListModel;
+class GridController;
+class LinkPreviewCache;
+class OverlayState;
+class QKeyEvent;
+class QPropertyAnimation;
+class QQuickWindow;
+class QScreen;
+class QWindow;
+class Store;
+class TileImageSource;
+
+// The overlay panel: a frameless, translucent, always-on-top tool window that stays out of the
+// taskbar. Built once (hidden) and reused. show() places it over most of a screen, resets the
+// state and zooms the card in; hide() fades it out and takes it away; losing keyboard focus
+// hides it too. Every key press reaches the keyboard rules before any control sees it.
+class OverlayWindow : public QObject
+{
+    Q_OBJECT
+
+public:
+    static constexpr int kShowAnimationMs = 220;
+    static constexpr int kHideAnimationMs = 120;
+    static constexpr int kOrderOutDelayMs = 130;
+    static constexpr int kResignDelayMs = 50;
+    // How long the zoom-in waits for the panel's first frame before it starts regardless.
+    static constexpr int kFirstFrameWaitMs = 60;
+    // The transparent margin around the card, where its shadows and glow are drawn.
+    static constexpr int kMargin = 100;
+
+    OverlayWindow(Store &store,
+                  OverlayState &state,
+                  LinkPreviewCache *links = nullptr,
+                  QObject *parent = nullptr);
+    ~OverlayWindow() override;
+
+    // Called with the item to paste on Return or a plain click; the owner decides when to hide.
+    std::function<void(const ClipItem &)> onPick;
+    // The screen to open on (the owner passes the one of the window that was active); the
+    // primary screen when unset or when it returns none.
+    std::function<QScreen *()> screenForShow;
+    // Space on an item. The preview window answers this.
+    std::function<void(const ClipItem &)> onQuickLook;
+    // Whether the preview window is showing: it takes the keys then, and taking focus from
+    // the overlay does not hide it.
+    std::function<bool()> isPreviewVisible;
+    // Ctrl+digit for a category that does not exist.
+    std::function<void()> onBeep;
+    // Called with the native window each time before it is mapped: window manager hints that
+    // Qt has no API for.
+    std::function<void(QWindow &)> beforeMap;
+
+    // Makes the window, its views and its native window, hidden. show() builds on first use.
+    void build();
+    bool isBuilt() const { return m_view != nullptr; }
+    void show();
+    void hide();
+    // The panel exists and is on screen (during the hide animation too).
+    bool isVisible() const;
+    bool isHiding() const { return m_isHiding; }
+
+    // The panel's frame on a screen with this available area: 85 % of it plus the margin on
+    // every side, centred.
+    static QRect panelGeometry(const QRect &availableGeometry);
+    // A key event as the keyboard rules read it: the physical key, Ctrl as command, Alt as
+    // option.
+    static KeyControl::KeyPress keyPress(const QKeyEvent &event);
+
+    QQuickWindow *window() const;
+    ClipListModel *model() const { return m_model; }
+    GridController *grid() const { return m_grid; }
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    void animateAppearance(double target, int durationMs, bool easeOut);
+    void clearFocus();
+    bool isEditingText() const;
+    void activeChanged();
+
+    Store &m_store;
+    OverlayState &m_state;
+    std::shared_ptr<TileImageSource> m_images;
+    ClipListModel *m_model;
+    GridController *m_grid;
+    KeyControl m_keys;
+    QPropertyAnimation *m_appearance;
+    QPointer<QQuickView> m_view;
+    bool m_isHiding = false;
+    // Counts shows and hides, so a show's delayed zoom-in knows whether it is still wanted.
+    int m_generation = 0;
+    QMetaObject::Connection m_firstFrame;
+};

@@ -1,0 +1,40 @@
+pragma Singleton
+import QtQuick
+
+// Colours and measures shared by the overlay's views.
+QtObject {
+    // The selection accent; SoftShadow draws the selected tile's glow in the same colour.
+    readonly property color accent: "#3d8bff"
+    // A dark, nearly opaque stand-in for a blurred material (no shader): opaque enough that
+    // the window behind never competes with the tiles.
+    readonly property color material: Qt.rgba(0.102, 0.108, 0.128, 0.96)
+    // The material under the sidebar's black at 18 %.
+    readonly property color sidebarFill: over(Qt.rgba(0, 0, 0, 0.18), material)
+    readonly property color textPrimary: Qt.rgba(1, 1, 1, 0.92)
+    readonly property color textSecondary: Qt.rgba(1, 1, 1, 0.56)
+    readonly property color textTertiary: Qt.rgba(1, 1, 1, 0.36)
+    readonly property color hairline: Qt.rgba(1, 1, 1, 0.08)
+    readonly property color cardOutline: Qt.rgba(1, 1, 1, 0.10)
+    readonly property color destructive: "#ff6961"
+
+    readonly property real cardRadius: 22
+    readonly property real tileRadius: 12
+    readonly property real sidebarWidth: 240
+    readonly property real tileHeight: 150
+
+    function withAlpha(c, alpha) {
+        return Qt.rgba(c.r, c.g, c.b, alpha)
+    }
+
+    // Source-over of two translucent colours.
+    function over(top, bottom) {
+        const a = top.a + bottom.a * (1 - top.a)
+        if (a <= 0)
+            return Qt.rgba(0, 0, 0, 0)
+        const mix = (t, b) => (t * top.a + b * bottom.a * (1 - top.a)) / a
+        return Qt.rgba(mix(top.r, bottom.r), mix(top.g, bottom.g), mix(top.b, bottom.b), a)
+    }
+
+    // The same easing curves as the window's own animations.
+    readonly property var easeOut: [0, 0, 0.58, 1, 1, 1]
+}

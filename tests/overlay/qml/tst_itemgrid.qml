@@ -1,0 +1,165 @@
+import QtQuick
+import QtTest
+import Cliphaven.Overlay
+
+Item {
+    id: root
+    width: 1000
+    height: 600
+
+    ItemGrid {
+        id: grid
+        anchors.fill: parent
+        controller: fixture.controller
+    }
+
+    TestCase {
+        name: "ItemGrid"
+        when: windowShown
+
+        // Five columns 182.4 wide, 14 apart, inside 16 of padding; rows 164 apart.
+        readonly property real tileWidth: (root.width - 32 - 4 * 14) / 5
+
+        function tileCentre(index) {
+            const column = index % 5
+            const row = Math.floor(index / 5)
+            return Qt.point(16 + column * (tileWidth + 14) + tileWidth / 2,
+                            16 + row * 164 + 75)
+        }
+
+        function init() {
+            fixture.reset(12)
+            waitForRendering(grid)
+        }
+
+        function test_columnsComeFromTheWidth() {
+            compare(fixture.gridColumns(), 5)
+        }
+
+        function test_plainClickPicksWithoutSelecting() {
+            const p = tileCentre(3)
+            mouseClick(grid, p.x, p.y)
+            compare(fixture.picked(), ["3"])
+            compare(fixture.selectedIndexes(), [])
+        }
+
+        function test_ctrlClickToggles() {
+            const p = tileCentre(7)
+            mouseClick(grid, p.x, p.y, Qt.LeftButton, Qt.ControlModifier)
+            compare(fixture.selectedIndexes(), [7])
+            compare(fixture.anchor(), 7)
+            const q = tileCentre(2)
+            mouseClick(grid, q.x, q.y, Qt.LeftButton, Qt.ControlModifier)
+            compare(fixture.selectedIndexes(), [2, 7])
+            mouseClick(grid, p.x, p.y, Qt.LeftButton, Qt.ControlModifier)
+            compare(fixture.selectedIndexes(), [2])
+            compare(fixture.anchor(), 7)
+            compare(fixture.picked(), [])
+        }
+
+        function test_shiftClickExtendsFromTheAnchor() {
+            const a = tileCentre(5)
+            mouseClick(grid, a.x, a.y, Qt.LeftButton, Qt.ControlModifier)
+            const b = tileCentre(2)
+            mouseClick(grid, b.x, b.y, Qt.LeftButton, Qt.ShiftModifier)
+            compare(fixture.selectedIndexes(), [2, 3, 4, 5])
+            const c = tileCentre(7)
+            mouseClick(grid, c.x, c.y, Qt.LeftButton, Qt.ShiftModifier)
+            compare(fixture.selectedIndexes(), [2, 3, 4, 5, 6, 7])
+        }
+
+        function test_selectedTilesGrow() {
+            const p = tileCentre(1)
+            mouseClick(grid, p.x, p.y, Qt.LeftButton, Qt.ControlModifier)
+            const face = grid.view.itemAtIndex(1).children[0]
+            compare(face.objectName, "tileFace")
+            tryCompare(face, "scale", 1.03, 2000)
+            mouseClick(grid, p.x, p.y, Qt.LeftButton, Qt.ControlModifier)
+            tryCompare(face, "scale", 1.0, 2000)
+        }
+
+        function test_rubberBandSelectsTheTilesItCrosses() {
+            // From the gap left of the second column, in the top padding, to the middle of
+            // tile 6: only the second column's first two tiles are touched.
+            const startX = 16 + tileWidth + 7
+            const end = tileCentre(6)
+            const marquee = findChild(grid, "marquee")
+            mousePress(grid, startX, 8)
+            mouseMove(grid, startX + 20, 60)
+            mouseMove(grid, end.x, end.y)
+            verify(marquee.visible)
+            compare(fixture.selectedIndexes(), [1, 6])
+            mouseRelease(grid, end.x, end.y)
+            verify(!marquee.visible)
+            compare(fixture.selectedIndexes(), [1, 6])
+            compare(fixture.picked(), [])
+        }
+
+        function test_rubberBandReplacesTheSelection() {
+            const p = tileCentre(11)
+            mouseClick(grid, p.x, p.y, Qt.LeftButton, Qt.ControlModifier)
+            const startX = 16 + 2 * (tileWidth + 14) - 7
+            mousePress(grid, startX, 8)
+            mouseMove(grid, startX + 30, 30)
+            mouseMove(grid, startX + 30, 30 + 164)
+            mouseRelease(grid, startX + 30, 30 + 164)
+            compare(fixture.selectedIndexes(), [2, 7])
+        }
+
+        function test_rubberBandOverNoTileClears() {
+            const p = tileCentre(0)
+            mouseClick(grid, p.x, p.y, Qt.LeftButton, Qt.ControlModifier)
+            // Down the gap between the first two columns.
+            const x = 16 + tileWidth + 4
+            mousePress(grid, x, 4)
+            mouseMove(grid, x + 3, 60)
+            mouseMove(grid, x + 6, 400)
+            mouseRelease(grid, x + 6, 400)
+            compare(fixture.selectedIndexes(), [])
+        }
+
+        function test_rightClickOpensTheTilesMenu() {
+            const p = tileCentre(2)
+            mouseClick(grid, p.x, p.y, Qt.RightButton)
+            const menu = findChild(grid, "tileMenu")
+            verify(menu)
+            tryCompare(menu, "opened", true)
+            verify(fixture.controller.menuOpen)
+            compare(menu.tileIndex, 2)
+            // No categories: the delete entry alone.
+            compare(menu.count, 1)
+            compare(menu.itemAt(0).text, "Delete")
+            menu.itemAt(0).triggered()
+            tryCompare(menu, "opened", false)
+            verify(!fixture.controller.menuOpen)
+            compare(grid.view.count, 11)
+            compare(fixture.picked(), [])
+        }
+
+        function test_theMenuOffersCategoriesOnceThereAreSome() {
+            fixture.addCategory("Work")
+            const a = tileCentre(1)
+            const b = tileCentre(3)
+            mouseClick(grid, a.x, a.y, Qt.LeftButton, Qt.ControlModifier)
+            mouseClick(grid, b.x, b.y, Qt.LeftButton, Qt.ControlModifier)
+            mouseClick(grid, b.x, b.y, Qt.RightButton)
+            const menu = findChild(grid, "tileMenu")
+            tryCompare(menu, "opened", true)
+            compare(menu.count, 3)
+            compare(menu.itemAt(0).text, "Add Selection to Category")
+            compare(menu.itemAt(2).text, "Delete Selection")
+            const categories = menu.itemAt(0).subMenu
+            compare(categories.count, 1)
+            compare(categories.itemAt(0).text, "Work")
+            menu.close()
+            tryCompare(menu, "opened", false)
+        }
+
+        function test_aPressWithoutMovementIsNoRubberBand() {
+            const p = tileCentre(4)
+            mouseClick(grid, p.x, p.y, Qt.LeftButton, Qt.ControlModifier)
+            mouseClick(grid, 16 + tileWidth + 7, 8)
+            compare(fixture.selectedIndexes(), [4])
+        }
+    }
+}
