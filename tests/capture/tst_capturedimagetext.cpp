@@ -1,9 +1,7 @@
 #include "TestImages.h"
 #include "capture/CapturedImageText.h"
-#include "capture/OCR.h"
 #include "fakes/FakeTextRecognizer.h"
 #include "model/Store.h"
-#include "overlay/OverlayState.h"
 
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -95,30 +93,6 @@ private slots:
         recognizeCapturedImage(ClipItem::makeImage(blank), recognizer, store());
         m_store.reset();
         recognizer.finishAll();
-    }
-
-    // The whole way with the real recogniser: older images without text are recognised by the
-    // backfill, and the overlay's search then finds them by the words they show.
-    void backfilledImagesAreFoundBySearch()
-    {
-        const QByteArray invoice = imageOf({"Invoice overdue", "Pay today"});
-        const QByteArray blank = encodeImage(renderLines({}, 32, QSize(480, 200)));
-        store().captureFromClipboard(ClipItem::makeImage(invoice));
-        store().captureFromClipboard(ClipItem::makeImage(blank));
-        store().captureFromClipboard(ClipItem::makeText(QStringLiteral("unrelated note")));
-
-        OCR ocr;
-        store().setTextRecognizer(&ocr);
-        store().backfillMissingOCR();
-        QTRY_COMPARE_WITH_TIMEOUT(ocr.pendingCount(), 0, 60'000);
-
-        QCOMPARE(ocrTextOf(store().history(), invoice), QStringLiteral("Invoice overdue Pay today"));
-        QCOMPARE(ocrTextOf(store().history(), blank), std::nullopt);
-        OverlayState state;
-        state.setQuery(QStringLiteral("overdue"));
-        const QList<ClipItem> found = itemsForCurrentTab(state, store());
-        QCOMPARE(found.size(), 1);
-        QCOMPARE(found.constFirst().imageData, invoice);
     }
 };
 
