@@ -117,13 +117,6 @@ void OverlayState::clearSelection()
     setSelectionAnchor(std::nullopt);
 }
 
-QList<QUuid> OverlayState::targetsOfAction(const QUuid &itemId) const
-{
-    if (m_selection.size() >= 2 && m_selection.contains(itemId))
-        return m_selection.values();
-    return {itemId};
-}
-
 void OverlayState::resetForShow()
 {
     setTab(Tab::history());

@@ -54,9 +54,6 @@ public:
     // A plain selection of one item, anchored there.
     void selectOnly(const QList<ClipItem> &items, int index);
     void clearSelection();
-    // The ids an action on this item applies to: the whole selection when it holds two or more
-    // ids including this one, else the item alone.
-    QList<QUuid> targetsOfAction(const QUuid &itemId) const;
 
     // Each time the overlay opens: tab, query, renaming, pending rename, selection, anchor and
     // appearance go back to their initial values, in that order.

@@ -1,7 +1,6 @@
 #include "model/Store.h"
 #include "overlay/OverlayState.h"
 
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -23,14 +22,6 @@ QList<ClipItem> numbered(int count)
     return items;
 }
 
-QSet<QUuid> idsAt(const QList<ClipItem> &items, std::initializer_list<int> indexes)
-{
-    QSet<QUuid> ids;
-    for (int i : indexes)
-        ids.insert(items.at(i).id);
-    return ids;
-}
-
 } // namespace
 
 class TestOverlayState : public QObject
@@ -41,9 +32,6 @@ private slots:
     void filter_data();
     void filter();
     void categoryTabShowsItsItemsOrNothing();
-    void shiftClickExtendsFromAMovingAnchor();
-    void ctrlClickTogglesAndMovesTheAnchor();
-    void actionTargets();
     void resetForShowKeepsFocusAndColumns();
 
 private:
@@ -104,54 +92,6 @@ void TestOverlayState::categoryTabShowsItsItemsOrNothing()
     QCOMPARE(previews(itemsForCurrentTab(state, store)), (QStringList{"newer", "older"}));
     store.deleteCategory(id);
     QVERIFY(itemsForCurrentTab(state, store).isEmpty());
-}
-
-void TestOverlayState::shiftClickExtendsFromAMovingAnchor()
-{
-    const QList<ClipItem> items = numbered(10);
-    OverlayState state;
-    state.extendSelection(items, 4); // no anchor: only the clicked tile
-    QCOMPARE(state.selection(), idsAt(items, {4}));
-    QCOMPARE(state.selectionAnchor(), 4);
-
-    state.selectOnly(items, 5);
-    state.setSelection(state.selection() + idsAt(items, {9}));
-    state.extendSelection(items, 2);
-    QCOMPARE(state.selection(), idsAt(items, {2, 3, 4, 5})); // 9 is dropped
-    QCOMPARE(state.selectionAnchor(), 2);
-    state.extendSelection(items, 7);
-    QCOMPARE(state.selection(), idsAt(items, {2, 3, 4, 5, 6, 7}));
-    QCOMPARE(state.selectionAnchor(), 7);
-}
-
-void TestOverlayState::ctrlClickTogglesAndMovesTheAnchor()
-{
-    const QList<ClipItem> items = numbered(5);
-    OverlayState state;
-    QSignalSpy selection(&state, &OverlayState::selectionChanged);
-    state.toggleSelection(items, 1);
-    state.toggleSelection(items, 3);
-    QCOMPARE(state.selection(), idsAt(items, {1, 3}));
-    state.toggleSelection(items, 1);
-    QCOMPARE(state.selection(), idsAt(items, {3}));
-    QCOMPARE(state.selectionAnchor(), 1); // moved to the removed tile
-    QCOMPARE(selection.count(), 3);
-    state.clearSelection();
-    QVERIFY(state.selection().isEmpty());
-    QVERIFY(!state.selectionAnchor());
-}
-
-void TestOverlayState::actionTargets()
-{
-    const QList<ClipItem> items = numbered(5);
-    OverlayState state;
-    state.selectOnly(items, 0);
-    QCOMPARE(state.targetsOfAction(items.at(0).id), QList<QUuid>{items.at(0).id});
-    state.toggleSelection(items, 2);
-    const QList<QUuid> targets = state.targetsOfAction(items.at(2).id);
-    QCOMPARE(QSet<QUuid>(targets.cbegin(), targets.cend()), idsAt(items, {0, 2}));
-    // An unselected tile acts alone even while others are selected.
-    QCOMPARE(state.targetsOfAction(items.at(4).id), QList<QUuid>{items.at(4).id});
 }
 
 void TestOverlayState::resetForShowKeepsFocusAndColumns()
