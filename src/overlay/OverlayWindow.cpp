@@ -100,6 +100,34 @@ QRect OverlayWindow::panelGeometry(const QRect &available)
     return QRect(x, y, width, height);
 }
 
+int OverlayWindow::indexOfScreenHolding(const QList<QRect> &nativeScreens, const QRect &nativeFrame)
+{
+    int best = -1;
+    qint64 bestArea = 0;
+    for (int i = 0; i < nativeScreens.size(); ++i) {
+        const QRect shared = nativeScreens.at(i) & nativeFrame;
+        const qint64 area = qint64(shared.width()) * shared.height();
+        if (area > bestArea) {
+            best = i;
+            bestArea = area;
+        }
+    }
+    return best;
+}
+
+QScreen *OverlayWindow::screenOfWindow(const QRect &nativeFrame)
+{
+    const QList<QScreen *> screens = QGuiApplication::screens();
+    QList<QRect> frames;
+    for (const QScreen *screen : screens) {
+        // Scaled screens keep their native top-left; only their size is divided.
+        const QRect logical = screen->geometry();
+        frames.append(QRect(logical.topLeft(), logical.size() * screen->devicePixelRatio()));
+    }
+    const int index = indexOfScreenHolding(frames, nativeFrame);
+    return index < 0 ? nullptr : screens.at(index);
+}
+
 KeyControl::KeyPress OverlayWindow::keyPress(const QKeyEvent &event)
 {
     KeyControl::KeyPress press;

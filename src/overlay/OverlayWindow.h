@@ -75,6 +75,11 @@ public:
     // The panel's frame on a screen with this available area: 85 % of it plus the margin on
     // every side, centred.
     static QRect panelGeometry(const QRect &availableGeometry);
+    // The screen holding most of a window whose frame is given in native pixels; none when
+    // the window is on no screen.
+    static QScreen *screenOfWindow(const QRect &nativeFrame);
+    // The same choice among screens given by their native frames: an index, or -1.
+    static int indexOfScreenHolding(const QList<QRect> &nativeScreens, const QRect &nativeFrame);
     // A key event as the keyboard rules read it: the physical key, Ctrl as command, Alt as
     // option.
     static KeyControl::KeyPress keyPress(const QKeyEvent &event);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QRect>
 #include <QString>
 
 #include <optional>
@@ -26,4 +27,6 @@ public:
     virtual std::optional<RunningApplication> frontmostApplication() = 0;
     // Brings the application's window to the front, ahead of every other application.
     virtual void activate(const RunningApplication &app) = 0;
+    // The window's frame on the desktop, in the platform's own pixels; none when it is gone.
+    virtual std::optional<QRect> windowFrame(const RunningApplication &app) = 0;
 };

@@ -72,6 +72,11 @@ private slots:
 
         const RunningApplication target = startZenity("Target");
         QVERIFY(target.window != 0);
+        // The overlay opens on the screen of this window: its frame is on the desktop.
+        const std::optional<QRect> frame = r->workspace.windowFrame(target);
+        QVERIFY(frame && !frame->isEmpty());
+        QVERIFY(QRect(0, 0, 1920, 1080).contains(frame->center()));
+        QVERIFY(!r->workspace.windowFrame(RunningApplication{0x7ffffff, {}, 0}));
         QProcess *targetProcess = nullptr;
         // The target is no longer in front when the item is picked.
         QVERIFY(startZenity("Elsewhere").window != 0);
@@ -140,6 +145,7 @@ private slots:
         QVERIFY(!workspace.isConnected());
         QVERIFY(!workspace.frontmostApplication());
         workspace.activate(RunningApplication{1, "x", 2});
+        QVERIFY(!workspace.windowFrame(RunningApplication{1, "x", 2}));
     }
 
 private:

@@ -70,6 +70,24 @@ private slots:
         QCOMPARE(panel.center().x() - available.center().x(), 0);
     }
 
+    void opensOnTheScreenHoldingMostOfTheWindow_data()
+    {
+        QTest::addColumn<QRect>("window");
+        QTest::addColumn<int>("screen");
+        QTest::newRow("left") << QRect(100, 100, 800, 600) << 0;
+        QTest::newRow("straddling, mostly right") << QRect(1800, 100, 800, 600) << 1;
+        QTest::newRow("maximised on the right") << QRect(1920, 0, 2560, 1440) << 1;
+        QTest::newRow("off every screen") << QRect(-900, -900, 100, 100) << -1;
+        QTest::newRow("empty frame") << QRect() << -1;
+    }
+    void opensOnTheScreenHoldingMostOfTheWindow()
+    {
+        QFETCH(QRect, window);
+        QFETCH(int, screen);
+        const QList<QRect> screens{QRect(0, 0, 1920, 1080), QRect(1920, 0, 2560, 1440)};
+        QCOMPARE(OverlayWindow::indexOfScreenHolding(screens, window), screen);
+    }
+
     void keyEventsBecomePhysicalKeysWithCtrlAsCommand_data()
     {
         QTest::addColumn<int>("qtKey");

@@ -16,7 +16,6 @@
 #include "platform/x11/X11WindowHints.h"
 
 #include <QApplication>
-#include <QCursor>
 #include <QPointer>
 #include <QScreen>
 #include <QTimer>
@@ -72,7 +71,11 @@ void AppDelegate::applicationDidFinishLaunching()
     m_overlay->onBeep = [] { QApplication::beep(); };
     m_overlay->beforeMap = [](QWindow &window) { X11WindowHints::skipTaskbar(window); };
     // The screen the user is working on: where the pointer is, else the primary one.
-    m_overlay->screenForShow = [] { return QGuiApplication::screenAt(QCursor::pos()); };
+    m_overlay->screenForShow = [this]() -> QScreen * {
+        const std::optional<QRect> frame = m_previousApp ? m_workspace.windowFrame(*m_previousApp)
+                                                         : std::nullopt;
+        return frame ? OverlayWindow::screenOfWindow(*frame) : nullptr;
+    };
     QTimer::singleShot(0, this, [this] {
         if (!m_overlay->isBuilt())
             m_overlay->build();

@@ -116,3 +116,22 @@ void X11Workspace::activate(const RunningApplication &app)
                    reinterpret_cast<const char *>(&message));
     xcb_flush(m_connection);
 }
+
+std::optional<QRect> X11Workspace::windowFrame(const RunningApplication &app)
+{
+    if (!m_connection || app.window == 0)
+        return std::nullopt;
+    const auto window = xcb_window_t(app.window);
+    const auto geometryCookie = xcb_get_geometry(m_connection, window);
+    const auto originCookie = xcb_translate_coordinates(m_connection, window, m_root, 0, 0);
+    // A window that is gone answers with errors, taken here so they do not queue up as events.
+    xcb_generic_error_t *geometryError = nullptr;
+    xcb_generic_error_t *originError = nullptr;
+    auto geometry = reply(xcb_get_geometry_reply(m_connection, geometryCookie, &geometryError));
+    auto origin = reply(xcb_translate_coordinates_reply(m_connection, originCookie, &originError));
+    free(geometryError);
+    free(originError);
+    if (!geometry || !origin)
+        return std::nullopt;
+    return QRect(origin->dst_x, origin->dst_y, geometry->width, geometry->height);
+}

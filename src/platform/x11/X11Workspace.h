@@ -21,6 +21,7 @@ public:
     // Asks the window manager to activate the window, as a pager would (so it is not refused
     // as focus stealing).
     void activate(const RunningApplication &app) override;
+    std::optional<QRect> windowFrame(const RunningApplication &app) override;
 
 private:
     quint32 atom(const char *name);
