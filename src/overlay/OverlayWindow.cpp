@@ -237,9 +237,14 @@ void OverlayWindow::show()
     const auto zoomIn = [this, generation] {
         QObject::disconnect(m_firstFrame);
         // A hide() or another show() since then has its own animation.
-        if (generation == m_generation && !m_isHiding
-            && m_appearance->state() != QAbstractAnimation::Running && m_state.appearance() == 0.0)
-            animateAppearance(1.0, kShowAnimationMs, true);
+        if (generation != m_generation || m_isHiding
+            || m_appearance->state() == QAbstractAnimation::Running || m_state.appearance() != 0.0)
+            return;
+        animateAppearance(1.0, kShowAnimationMs, true);
+        // The next frame is drawn for the moment it reaches the screen, a frame from now, so it
+        // carries the zoom's first step rather than waiting a timer tick to show nothing new.
+        const qreal hz = m_view->screen() ? m_view->screen()->refreshRate() : 60.0;
+        m_appearance->setCurrentTime(int(1000.0 / (hz > 1.0 ? hz : 60.0)));
     };
     QObject::disconnect(m_firstFrame);
     m_firstFrame = connect(m_view, &QQuickWindow::frameSwapped, this, zoomIn, Qt::QueuedConnection);
