@@ -153,6 +153,36 @@ Item {
         }
     }
 
+    // A slim scroll indicator, as the grid's, while the list moves.
+    Rectangle {
+        id: indicator
+        readonly property real ratio: list.visibleArea.heightRatio
+        x: sidebar.width - 5
+        width: 3
+        radius: 1.5
+        y: list.y + list.visibleArea.yPosition * list.height
+        height: Math.max(20, ratio * list.height)
+        color: Qt.rgba(1, 1, 1, 0.28)
+        opacity: 0
+        visible: ratio < 1
+
+        Connections {
+            target: list
+            function onContentYChanged() {
+                indicator.opacity = 1
+                fade.restart()
+            }
+        }
+        Timer {
+            id: fade
+            interval: 900
+            onTriggered: indicator.opacity = 0
+        }
+        Behavior on opacity {
+            NumberAnimation { duration: 200 }
+        }
+    }
+
     // A row about to be renamed is brought into view first.
     Connections {
         target: sidebar.controller
