@@ -4,6 +4,9 @@
 #include "model/Store.h"
 
 #include <QHash>
+#include <QSet>
+
+#include <algorithm>
 
 namespace {
 

@@ -9,6 +9,8 @@ TextInput {
     objectName: "renameField"
 
     required property string initialText
+    // Set once the field has taken the focus; losing it afterwards ends the editing.
+    property bool started: false
     property bool ended: false
 
     signal committed(string text)
@@ -37,7 +39,7 @@ TextInput {
     Keys.onEnterPressed: end(true)
     Keys.onEscapePressed: end(false)
     onActiveFocusChanged: {
-        if (!activeFocus && outside.target)
+        if (!activeFocus && started)
             end(true)
     }
 
@@ -50,6 +52,7 @@ TextInput {
                 return
             forceActiveFocus()
             selectAll()
+            started = true
             outside.target = field
         })
     }
