@@ -8,6 +8,7 @@ Item {
 
     required property OverlayState overlayState
     required property GridController controller
+    required property SidebarController sidebarController
 
     readonly property real margin: 100
 
@@ -57,10 +58,9 @@ Item {
                 borderWidth: 1
             }
 
-            // The sidebar's place until it has views of its own.
-            Item {
+            Sidebar {
                 id: sidebar
-                objectName: "sidebar"
+                controller: root.sidebarController
                 width: Theme.sidebarWidth
                 height: parent.height
             }

@@ -5,6 +5,7 @@
 #include "KeyboardShortcuts/KeyTable.h"
 #include "OverlayState.h"
 #include "ShapeImageProvider.h"
+#include "SidebarController.h"
 #include "SoftShadow.h"
 #include "TileImageProvider.h"
 
@@ -64,6 +65,7 @@ OverlayWindow::OverlayWindow(Store &store,
     , m_images(std::make_shared<TileImageSource>())
     , m_model(new ClipListModel(store, state, m_images, links, this))
     , m_grid(new GridController(store, state, *m_model, this))
+    , m_sidebar(new SidebarController(store, state, this))
     , m_keys(state, store)
     , m_appearance(new QPropertyAnimation(&state, "appearance", this))
 {
@@ -186,8 +188,10 @@ void OverlayWindow::build()
     view->engine()->addImportPath(QStringLiteral("qrc:/"));
     view->engine()->addImageProvider(QStringLiteral("tiles"), new TileImageProvider(m_images));
     view->engine()->addImageProvider(QStringLiteral("shapes"), new ShapeImageProvider);
-    view->setInitialProperties({{QStringLiteral("overlayState"), QVariant::fromValue(&m_state)},
-                                {QStringLiteral("controller"), QVariant::fromValue(m_grid)}});
+    view->setInitialProperties(
+        {{QStringLiteral("overlayState"), QVariant::fromValue(&m_state)},
+         {QStringLiteral("controller"), QVariant::fromValue(m_grid)},
+         {QStringLiteral("sidebarController"), QVariant::fromValue(m_sidebar)}});
     view->setSource(QUrl(QStringLiteral("qrc:/Cliphaven/Overlay/OverlayView.qml")));
     if (view->status() != QQuickView::Ready) {
         QStringList errors;
@@ -307,7 +311,8 @@ void OverlayWindow::activeChanged()
 
 bool OverlayWindow::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched != m_view || event->type() != QEvent::KeyPress || m_grid->menuOpen())
+    if (watched != m_view || event->type() != QEvent::KeyPress || m_grid->menuOpen()
+        || m_sidebar->menuOpen())
         return QObject::eventFilter(watched, event);
     KeyControl::Context context;
     context.editingText = isEditingText();

@@ -20,6 +20,7 @@ class QPropertyAnimation;
 class QQuickWindow;
 class QScreen;
 class QWindow;
+class SidebarController;
 class Store;
 class TileImageSource;
 
@@ -87,6 +88,7 @@ public:
     QQuickWindow *window() const;
     ClipListModel *model() const { return m_model; }
     GridController *grid() const { return m_grid; }
+    SidebarController *sidebar() const { return m_sidebar; }
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
@@ -102,6 +104,7 @@ private:
     std::shared_ptr<TileImageSource> m_images;
     ClipListModel *m_model;
     GridController *m_grid;
+    SidebarController *m_sidebar;
     KeyControl m_keys;
     QPropertyAnimation *m_appearance;
     QPointer<QQuickView> m_view;

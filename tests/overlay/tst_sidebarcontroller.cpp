@@ -1,0 +1,256 @@
+#include "model/Store.h"
+#include "overlay/CategoryListModel.h"
+#include "overlay/OverlayState.h"
+#include "overlay/SidebarController.h"
+
+#include <QAbstractItemModelTester>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+QString idString(const QUuid &id)
+{
+    return id.toString(QUuid::WithoutBraces).toUpper();
+}
+
+} // namespace
+
+// Three history items "a", "b", "c" and the categories named, behind a sidebar controller.
+class Fixture
+{
+public:
+    explicit Fixture(const QStringList &names = {QStringLiteral("Work"), QStringLiteral("Home")})
+        : store(dir.path() + QStringLiteral("/store.json"))
+        , sidebar(store, state)
+        , tester(sidebar.categories(), QAbstractItemModelTester::FailureReportingMode::QtTest)
+    {
+        for (const char *text : {"c", "b", "a"})
+            store.captureFromClipboard(ClipItem::makeText(QString::fromLatin1(text)));
+        for (const QString &name : names)
+            ids.append(store.addCategory(name));
+    }
+
+    QStringList names() const
+    {
+        QStringList list;
+        for (const Category &category : store.categories())
+            list.append(category.name);
+        return list;
+    }
+    QStringList texts(const QUuid &category) const
+    {
+        QStringList list;
+        for (const ClipItem &item : store.category(category)->items)
+            list.append(*item.text);
+        return list;
+    }
+    QUuid item(int index) const { return store.history().at(index).id; }
+    QVariant row(int index, int role) const
+    {
+        return sidebar.categories()->data(sidebar.categories()->index(index), role);
+    }
+
+    QTemporaryDir dir;
+    Store store;
+    OverlayState state;
+    SidebarController sidebar;
+    QAbstractItemModelTester tester;
+    QList<QUuid> ids;
+};
+
+class SidebarControllerTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void slotsAndHints_data()
+    {
+        QTest::addColumn<int>("categories");
+        QTest::addColumn<int>("lastSlot");
+        QTest::addColumn<QString>("lastHint");
+        QTest::newRow("eight: the last is Ctrl+9") << 8 << 9 << "Ctrl+9";
+        QTest::newRow("nine: slot 10 has no key") << 9 << 10 << "";
+    }
+    void slotsAndHints()
+    {
+        QFETCH(int, categories);
+        QFETCH(int, lastSlot);
+        QFETCH(QString, lastHint);
+        QStringList names;
+        for (int i = 0; i < categories; ++i)
+            names.append(QString::number(i));
+        Fixture f(names);
+        QCOMPARE(f.sidebar.historyHint(), "Ctrl+1");
+        QCOMPARE(f.row(0, CategoryListModel::SlotRole), 2);
+        QCOMPARE(f.row(0, CategoryListModel::HintRole), "Ctrl+2");
+        QCOMPARE(f.row(categories - 1, CategoryListModel::SlotRole), lastSlot);
+        QCOMPARE(f.row(categories - 1, CategoryListModel::HintRole), lastHint);
+    }
+
+    void rowsFollowTheStoreWithoutRebuilding()
+    {
+        Fixture f({"A", "B", "C"});
+        CategoryListModel *model = f.sidebar.categories();
+        QSignalSpy resets(model, &QAbstractItemModel::modelReset);
+        QSignalSpy moves(model, &QAbstractItemModel::rowsMoved);
+        QSignalSpy changes(model, &QAbstractItemModel::dataChanged);
+
+        // Filing an item touches the categories but no row.
+        f.store.add(f.store.history().first(), f.ids[1]);
+        QCOMPARE(changes.count(), 0);
+
+        f.store.reorderCategory(f.ids[2], f.ids[0]);
+        QCOMPARE(moves.count(), 1);
+        QCOMPARE(f.row(0, CategoryListModel::NameRole), "C");
+        QCOMPARE(f.row(2, CategoryListModel::HintRole), "Ctrl+4");
+        changes.clear();
+        f.store.renameCategory(f.ids[0], QStringLiteral("Renamed"));
+        QCOMPARE(changes.count(), 1);
+        QCOMPARE(changes.first().at(0).toModelIndex().row(), 1);
+        QCOMPARE(resets.count(), 0);
+    }
+
+    void newCategoryIsShownAndNamed()
+    {
+        Fixture f;
+        QSignalSpy renaming(&f.sidebar, &SidebarController::renamingIdChanged);
+        f.sidebar.newCategory();
+        QCOMPARE(f.names(), QStringList({"Work", "Home", "New Category"}));
+        const QUuid created = f.store.categories().last().id;
+        QCOMPARE(f.state.tab(), Tab::category(created));
+        QCOMPARE(f.sidebar.shownCategoryId(), idString(created));
+        QCOMPARE(f.sidebar.renamingId(), idString(created));
+        QVERIFY(f.state.isRenaming());
+        QCOMPARE(f.state.pendingRenameID(), std::nullopt);
+        QCOMPARE(renaming.count(), 1);
+        // Reopening the overlay leaves no row editing.
+        f.state.resetForShow();
+        QCOMPARE(f.sidebar.renamingId(), QString());
+    }
+
+    void rename_data()
+    {
+        QTest::addColumn<bool>("commit");
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QString>("name");
+        QTest::newRow("commit") << true << "Projects"
+                                << "Projects";
+        QTest::newRow("trimmed") << true << "  Projects \n"
+                                 << "Projects";
+        QTest::newRow("empty keeps the name") << true << ""
+                                              << "Work";
+        QTest::newRow("blank keeps the name") << true << " \t "
+                                              << "Work";
+        QTest::newRow("cancel") << false << "Projects"
+                                << "Work";
+    }
+    void rename()
+    {
+        QFETCH(bool, commit);
+        QFETCH(QString, typed);
+        QFETCH(QString, name);
+        Fixture f;
+        const QString id = idString(f.ids[0]);
+        f.sidebar.beginRename(id);
+        QVERIFY(f.state.isRenaming());
+        if (commit)
+            f.sidebar.commitRename(id, typed);
+        else
+            f.sidebar.cancelRename();
+        QCOMPARE(f.names().first(), name);
+        QVERIFY(!f.state.isRenaming());
+        QCOMPARE(f.sidebar.renamingId(), QString());
+    }
+
+    void deleteCategory_data()
+    {
+        QTest::addColumn<bool>("shown");
+        QTest::newRow("the shown one: back to History") << true;
+        QTest::newRow("another: the tab stays") << false;
+    }
+    void deleteCategory()
+    {
+        QFETCH(bool, shown);
+        Fixture f;
+        f.store.add(f.store.history().first(), f.ids[0]);
+        const Tab before = Tab::category(shown ? f.ids[0] : f.ids[1]);
+        f.state.setTab(before);
+        f.sidebar.deleteCategory(idString(f.ids[0]));
+        QCOMPARE(f.names(), QStringList({"Home"}));
+        QCOMPARE(f.state.tab(), shown ? Tab::history() : before);
+        QCOMPARE(f.store.history().size(), 3);
+    }
+
+    void clearHistoryKeepsCategories()
+    {
+        Fixture f;
+        f.store.add(f.store.history().first(), f.ids[0]);
+        f.sidebar.clearHistory();
+        QVERIFY(f.store.history().isEmpty());
+        QCOMPARE(f.texts(f.ids[0]), QStringList({"a"}));
+    }
+
+    void parseItemIDs_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QStringList>("ids");
+        const QString a = QStringLiteral("0F6B1C1E-2D39-4F5A-9C44-3B1A2E5D7C80");
+        const QString b = QStringLiteral("6c1f0a57-8d3e-4b0e-a1f2-9e7d6c5b4a30");
+        QTest::newRow("items") << "items:" + a + "," + b << QStringList{a, b.toUpper()};
+        QTest::newRow("empty pieces left out") << "items:," + a + ",," << QStringList{a};
+        QTest::newRow("a space spoils its piece") << "items:" + a + ", " + b << QStringList{a};
+        QTest::newRow("braces are no standard form") << "item:{" + a + "}" << QStringList{};
+        QTest::newRow("item") << "item:" + a << QStringList{a};
+        QTest::newRow("item with two ids") << "item:" + a + "," + b << QStringList{};
+        QTest::newRow("other text") << "cat:" + a << QStringList{};
+    }
+    void parseItemIDs()
+    {
+        QFETCH(QString, text);
+        QFETCH(QStringList, ids);
+        QStringList parsed;
+        for (const QUuid &id : SidebarController::parseItemIDs(text))
+            parsed.append(idString(id));
+        QCOMPARE(parsed, ids);
+    }
+
+    void drops_data()
+    {
+        QTest::addColumn<QString>("payload");
+        QTest::addColumn<QStringList>("target");
+        QTest::addColumn<QStringList>("order");
+        // Placeholders: @0..@2 history items, #0..#2 categories, ? an unknown id.
+        QTest::newRow("items, one unknown")
+            << "items:@0,?,@2" << QStringList{"c", "a"} << QStringList{"A", "B", "C"};
+        QTest::newRow("item") << "item:@1" << QStringList{"b"} << QStringList{"A", "B", "C"};
+        QTest::newRow("cat: before the target")
+            << "cat:#2" << QStringList{} << QStringList{"C", "A", "B"};
+        QTest::newRow("cat: onto itself")
+            << "cat:#0" << QStringList{} << QStringList{"A", "B", "C"};
+        QTest::newRow("cat: malformed falls through")
+            << "cat:#2x" << QStringList{} << QStringList{"A", "B", "C"};
+        QTest::newRow("plain text") << "hello" << QStringList{} << QStringList{"A", "B", "C"};
+    }
+    void drops()
+    {
+        QFETCH(QString, payload);
+        QFETCH(QStringList, target);
+        QFETCH(QStringList, order);
+        Fixture f({"A", "B", "C"});
+        for (int i = 0; i < 3; ++i) {
+            payload.replace(QStringLiteral("@%1").arg(i), idString(f.item(i)));
+            payload.replace(QStringLiteral("#%1").arg(i), idString(f.ids[i]));
+        }
+        payload.replace(u'?', idString(QUuid::createUuid()));
+        f.sidebar.applyDrop(f.ids[0], payload);
+        QCOMPARE(f.names(), order);
+        QCOMPARE(f.texts(f.ids[0]), target);
+        // Filed, not moved: the history keeps everything.
+        QCOMPARE(f.store.history().size(), 3);
+    }
+};
+
+QTEST_GUILESS_MAIN(SidebarControllerTest)
+#include "tst_sidebarcontroller.moc"
