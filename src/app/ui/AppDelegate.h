@@ -10,6 +10,7 @@
 #include "platform/x11/X11Pasteboard.h"
 #include "platform/x11/X11Workspace.h"
 
+#include <QElapsedTimer>
 #include <QObject>
 
 #include <memory>
@@ -19,6 +20,7 @@ class ClipboardMonitor;
 class OverlayWindow;
 class Paster;
 class PreferencesWindow;
+class SingleInstance;
 class TrayIcon;
 class X11OpenWindows;
 
@@ -41,8 +43,8 @@ public:
     explicit AppDelegate(QObject *parent = nullptr);
     ~AppDelegate() override;
 
-    // The launch sequence, in order.
-    void applicationDidFinishLaunching();
+    // The launch sequence, in order; a later launch reaches this one through instance.
+    void applicationDidFinishLaunching(SingleInstance &instance);
 
     void toggleOverlay();
     void handlePick(const ClipItem &item);
@@ -69,4 +71,5 @@ private:
     std::unique_ptr<TrayIcon> m_tray;
     // The paste target: the application that was in front when the overlay last opened.
     std::optional<RunningApplication> m_previousApp;
+    QElapsedTimer m_launchClock;
 };
