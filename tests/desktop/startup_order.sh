@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Start-up as the program logs it (category cliphaven.startup): every step in its order,
-# capturing before the overlay is built, the backfill last. Then on an X server without XTest:
+# capturing before the overlay is built, the backfill last (sample data waits for the history). Then on an X server without XTest:
 # the pasting alert at launch, once, and an unknown CLIPHAVEN_SEED value adds nothing.
 # Run inside scripts/with-virtual-desktop.sh.
 set -euo pipefail
@@ -28,6 +28,7 @@ wait_for 'steps "$work/first.log" | grep -q "recognition backfill"'
 stop "${pids[-1]}"
 expected="background utility
 updater
+history loaded: 0 entries
 sample data
 capturing
 tray icon: on

@@ -31,7 +31,8 @@ Q_LOGGING_CATEGORY(lcStartup, "cliphaven.startup", QtInfoMsg)
 
 AppDelegate::AppDelegate(QObject *parent)
     : QObject(parent)
-    , m_store(Store::defaultStoreFilePath(), &m_ocr)
+    // Read on a worker thread: capturing starts without waiting for a large history.
+    , m_store(Store::defaultStoreFilePath(), Store::Loading::inBackground, &m_ocr)
     , m_sounds(AppPrefs::shared())
     , m_keyboard(KeyboardShortcuts::SystemKeyboard::create())
 {}
@@ -43,10 +44,12 @@ AppDelegate::~AppDelegate()
 
 void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
 {
-    m_launchClock.start();
     const auto done = [this](const QString &step) {
         qCDebug(lcStartup).noquote() << step << "+" << m_launchClock.elapsed() << "ms";
     };
+    connect(&m_store, &Store::loaded, this, [this, done] {
+        done(QStringLiteral("history loaded: %1 entries").arg(m_store.history().size()));
+    });
 
     // A background utility: closing a window (preferences, alerts) never ends it, and the
     // overlay is a tool window kept off the taskbar (its hint is set before it is mapped).
@@ -59,6 +62,8 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
     done(QStringLiteral("updater"));
 
     if (qEnvironmentVariable("CLIPHAVEN_SEED") == u"1") {
+        // Only an empty history gets samples, so this one waits for the history.
+        m_store.waitUntilLoaded();
         SeedData::populateIfEmpty(m_store);
         done(QStringLiteral("sample data"));
     }

@@ -53,6 +53,16 @@ public:
     Store &store() { return m_store; }
 
 private:
+    static QElapsedTimer startedClock()
+    {
+        QElapsedTimer clock;
+        clock.start();
+        return clock;
+    }
+
+private:
+    // Start-up times are logged from here: the delegate's own creation is part of them.
+    QElapsedTimer m_launchClock = startedClock();
     // Recognition outlives the store that queues work on it.
     OCR m_ocr;
     Store m_store;
@@ -71,5 +81,4 @@ private:
     std::unique_ptr<TrayIcon> m_tray;
     // The paste target: the application that was in front when the overlay last opened.
     std::optional<RunningApplication> m_previousApp;
-    QElapsedTimer m_launchClock;
 };
