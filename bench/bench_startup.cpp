@@ -1,4 +1,5 @@
-// Start-up of the real program on a private X server (Xvfb with openbox):
+// Start-up of the real program on a private X server (Xvfb with openbox) with a private sound
+// server (PulseAudio with a null sink), as on a desktop:
 //   - time from starting the process to capturing (the monitor running, as the program logs
 //     it under cliphaven.startup), with an empty history and with the large store of
 //     bench_store; the baseline is `cliphaven --version`, which loads the same libraries and
@@ -70,9 +71,11 @@ Memory memoryOf(qint64 pid)
 class Bench
 {
 public:
-    Bench(QString executable, QByteArray display)
+    // soundServer: the socket of a PulseAudio server, as a desktop has; empty for none.
+    Bench(QString executable, QByteArray display, QString soundServer)
         : m_executable(std::move(executable))
         , m_display(std::move(display))
+        , m_soundServer(std::move(soundServer))
     {}
 
     // One start of the program on its own settings and data folders; the data folder gets a
@@ -96,9 +99,11 @@ public:
                            QStringLiteral("cliphaven.startup.debug=true"));
         environment.insert(QStringLiteral("QT_MESSAGE_PATTERN"),
                            QStringLiteral("%{category}: %{message}"));
-        // No sound server here: libpulse must not start one of its own.
+        // Without a server of ours, libpulse must not start one of its own.
         environment.insert(QStringLiteral("PULSE_SERVER"),
-                           QStringLiteral("unix:") + home.filePath(QStringLiteral("none")));
+                           QStringLiteral("unix:")
+                               + (m_soundServer.isEmpty() ? home.filePath(QStringLiteral("none"))
+                                                          : m_soundServer));
 
         QProcess cliphaven;
         cliphaven.setProcessEnvironment(environment);
@@ -146,7 +151,33 @@ public:
 private:
     QString m_executable;
     QByteArray m_display;
+    QString m_soundServer;
 };
+
+// A private PulseAudio server with a null sink; returns its socket, empty when it cannot run.
+QString startSoundServer(QProcess &server, const QTemporaryDir &runtime)
+{
+    const QString socket = runtime.filePath(QStringLiteral("native"));
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime.path());
+    environment.insert(QStringLiteral("HOME"), runtime.path());
+    server.setProcessEnvironment(environment);
+    server.start(QStringLiteral("pulseaudio"),
+                 {QStringLiteral("--daemonize=no"),
+                  QStringLiteral("--exit-idle-time=-1"),
+                  QStringLiteral("-n"),
+                  QStringLiteral("--use-pid-file=no"),
+                  QStringLiteral("--load=module-null-sink"),
+                  QStringLiteral("--load=module-native-protocol-unix auth-anonymous=1 socket=")
+                      + socket});
+    if (!server.waitForStarted(10000))
+        return {};
+    QElapsedTimer clock;
+    clock.start();
+    while (!QFile::exists(socket) && clock.elapsed() < 20000)
+        QThread::msleep(50);
+    return QFile::exists(socket) ? socket : QString();
+}
 
 struct CaseResult
 {
@@ -273,7 +304,12 @@ int main(int argc, char *argv[])
                 runs,
                 settleSeconds);
 
-    Bench bench(executable, display);
+    QTemporaryDir soundRuntime;
+    QProcess soundServer;
+    const QString soundSocket = startSoundServer(soundServer, soundRuntime);
+    std::printf("sound server: %s\n",
+                soundSocket.isEmpty() ? "none (pulseaudio did not start)" : "PulseAudio, null sink");
+    Bench bench(executable, display, soundSocket);
     QList<double> baselines;
     for (int i = 0; i < runs; ++i)
         baselines.append(bench.baselineMs());
@@ -287,6 +323,8 @@ int main(int argc, char *argv[])
     print("empty history", empty, baselineMs, 85, 48, settleSeconds);
     print("large store", large, baselineMs, 199, 180, settleSeconds);
 
+    soundServer.terminate();
+    soundServer.waitForFinished(5000);
     openbox.terminate();
     openbox.waitForFinished(5000);
     xvfb.terminate();

@@ -24,7 +24,6 @@ int main(int argc, char *argv[])
     QApplication::setOrganizationName(QStringLiteral("Cliphaven"));
     QApplication::setApplicationVersion(QStringLiteral(CLIPHAVEN_VERSION));
     QGuiApplication::setDesktopFileName(QStringLiteral("cliphaven"));
-    QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/cliphaven/icons/cliphaven.svg")));
 
     QCommandLineParser arguments;
     arguments.setApplicationDescription(QStringLiteral("Clipboard history for the desktop."));
@@ -55,6 +54,8 @@ int main(int argc, char *argv[])
 
     AppDelegate delegate;
     delegate.applicationDidFinishLaunching(instance);
+    // Before any window is shown, but after capturing has begun: the SVG icon loads a plugin.
+    QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/cliphaven/icons/cliphaven.svg")));
 
     // Started with --toggle: the overlay opens as it would for a later launch.
     if (arguments.isSet(toggleOption))

@@ -24,6 +24,43 @@
 #include <QTimer>
 #include <QWindow>
 
+namespace {
+
+// A voice on the sound server, opened on the first turn of the event loop (or at its first
+// play, if sooner): connecting to the server would otherwise hold up capturing at start-up.
+class VoiceOpenedAfterLaunch : public Sounds::Voice
+{
+public:
+    explicit VoiceOpenedAfterLaunch(const QList<float> &samples)
+        : m_samples(samples)
+    {
+        QTimer::singleShot(0, &m_context, [this] { open(); });
+    }
+
+    void play() override
+    {
+        open();
+        if (m_voice)
+            m_voice->play();
+    }
+
+private:
+    void open()
+    {
+        if (m_opened)
+            return;
+        m_opened = true;
+        m_voice = Sounds::audioSinkVoices()(std::exchange(m_samples, {}));
+    }
+
+    QObject m_context;
+    QList<float> m_samples;
+    bool m_opened = false;
+    std::unique_ptr<Sounds::Voice> m_voice;
+};
+
+} // namespace
+
 // Each launch step as it completes, with the time since the launch began: where start-up time
 // goes, and the moment capturing begins. QT_LOGGING_RULES="cliphaven.startup.debug=true"
 // shows it.
@@ -33,7 +70,10 @@ AppDelegate::AppDelegate(QObject *parent)
     : QObject(parent)
     // Read on a worker thread: capturing starts without waiting for a large history.
     , m_store(Store::defaultStoreFilePath(), Store::Loading::inBackground, &m_ocr)
-    , m_sounds(AppPrefs::shared())
+    , m_sounds(AppPrefs::shared(),
+               [](const QList<float> &samples) {
+                   return std::make_unique<VoiceOpenedAfterLaunch>(samples);
+               })
     , m_keyboard(KeyboardShortcuts::SystemKeyboard::create())
 {}
 
