@@ -61,8 +61,8 @@ private:
 
 } // namespace
 
-// Each launch step as it completes, with the time since the launch began: where start-up time
-// goes, and the moment capturing begins. QT_LOGGING_RULES="cliphaven.startup.debug=true"
+// Each launch step as it completes, with the time since the delegate was made: where start-up
+// time goes, and the moment capturing begins. QT_LOGGING_RULES="cliphaven.startup.debug=true"
 // shows it.
 Q_LOGGING_CATEGORY(lcStartup, "cliphaven.startup", QtInfoMsg)
 
