@@ -80,6 +80,9 @@ AppDelegate::AppDelegate(QObject *parent)
 AppDelegate::~AppDelegate()
 {
     KeyboardShortcuts::setCurrentKeyboardLayout(nullptr);
+    // Quitting during a background load finishes it in the store's destructor, when this
+    // delegate is half gone.
+    m_store.disconnect(this);
 }
 
 void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
