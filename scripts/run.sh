@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Starts Cliphaven on the user's desktop; without a display, on a virtual one.
+# Starts Cliphaven on the user's desktop. Without a display (a server, a fresh container) it
+# runs the guided demo on a virtual one instead.
 set -euo pipefail
 exe=$1
 if [ -n "${DISPLAY:-}" ]; then
     exec "$exe"
 fi
 here=$(cd "$(dirname "$0")" && pwd)
-echo "No display found: starting Cliphaven on a virtual desktop (Xvfb with openbox)."
-exec "$here/with-virtual-desktop.sh" "$exe"
+exec "$here/with-virtual-desktop.sh" "$here/demo.sh" "$exe"

@@ -194,8 +194,12 @@ bool ShortcutRecorder::handleKeyPress(const QKeyEvent &event)
         setProblem(QStringLiteral("This key cannot be used in a shortcut."));
         return true;
     }
-    if (!(modifiers & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier))) {
-        setProblem(QStringLiteral("Add Ctrl, Alt or Super to the key."));
+    // Shift is modifier enough only for keys that type nothing (Shift+F5): with a letter, digit
+    // or sign the grab would take that character away from every application.
+    const bool typesCharacter = key >= Qt::Key_Space && key <= Qt::Key_ydiaeresis;
+    if (!modifiers || (modifiers == Qt::ShiftModifier && typesCharacter)) {
+        setProblem(typesCharacter ? QStringLiteral("Add Ctrl, Alt or Super to the key.")
+                                  : QStringLiteral("Add Ctrl, Alt, Shift or Super to the key."));
         return true;
     }
     m_registry.setShortcut(shortcut, m_name);

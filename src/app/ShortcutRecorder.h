@@ -13,8 +13,8 @@ class Registry;
 
 // The logic of the shortcut recorder control for one name: shows the stored shortcut and,
 // once started, turns the next key combination into the name's new shortcut, applied at once
-// through the registry. Escape cancels, Backspace or Delete clears, and a key without Ctrl,
-// Alt or Super is refused (Shift alone would take over typing capitals).
+// through the registry. Escape cancels, Backspace or Delete clears, and a key without a
+// modifier is refused, as is Shift alone on a key that types a character.
 class ShortcutRecorder : public QObject
 {
     Q_OBJECT

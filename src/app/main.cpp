@@ -12,21 +12,18 @@
 
 int main(int argc, char *argv[])
 {
-    // Qt Quick's renderer, chosen before any window exists: software on a software-only GPU.
-    SceneGraphBackend::choose();
     // Images are decoded a few megabytes at a time on worker threads and dropped once scaled
     // down; a fixed mmap threshold hands that memory straight back instead of letting it
     // collect in per-thread heaps (measured: about 45 MB kept otherwise).
     mallopt(M_MMAP_THRESHOLD, 256 * 1024);
 
     QApplication app(argc, argv);
+    // Qt Quick's renderer, chosen before any window exists: software on a software-only GPU.
+    SceneGraphBackend::choose();
     QApplication::setApplicationName(QStringLiteral("Cliphaven"));
     QApplication::setOrganizationName(QStringLiteral("Cliphaven"));
     QApplication::setApplicationVersion(QStringLiteral(CLIPHAVEN_VERSION));
     QGuiApplication::setDesktopFileName(QStringLiteral("cliphaven"));
-    QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/cliphaven/icons/cliphaven.svg")));
-    // Closing a window (preferences, alerts) never ends a background utility.
-    QApplication::setQuitOnLastWindowClosed(false);
 
     QCommandLineParser arguments;
     arguments.setApplicationDescription(QStringLiteral("Clipboard history for the desktop."));
@@ -56,13 +53,11 @@ int main(int argc, char *argv[])
     quitApplicationOnTerminationSignals();
 
     AppDelegate delegate;
-    delegate.applicationDidFinishLaunching();
+    delegate.applicationDidFinishLaunching(instance);
+    // Before any window is shown, but after capturing has begun: the SVG icon loads a plugin.
+    QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/cliphaven/icons/cliphaven.svg")));
 
-    // The reopen event: a later launch toggles the overlay, and so does this one with --toggle.
-    QObject::connect(&instance,
-                     &SingleInstance::reopenRequested,
-                     &delegate,
-                     &AppDelegate::toggleOverlay);
+    // Started with --toggle: the overlay opens as it would for a later launch.
     if (arguments.isSet(toggleOption))
         QTimer::singleShot(0, &delegate, &AppDelegate::toggleOverlay);
 

@@ -8,10 +8,12 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QFutureWatcher>
 #include <QLoggingCategory>
 #include <QPointer>
 #include <QSet>
 #include <QStandardPaths>
+#include <QtConcurrentRun>
 
 Q_LOGGING_CATEGORY(lcStore, "cliphaven.store")
 
@@ -38,22 +40,104 @@ QString keepAside(const QString &path)
 
 } // namespace
 
+// What reading the file found: nothing, the decoded lists, or a file that cannot be used.
+struct Store::FileContents
+{
+    bool exists = false;
+    std::optional<StoreCodec::Disk> disk;
+
+    // Any thread: reads and decodes, and changes nothing.
+    static FileContents read(const QString &path)
+    {
+        FileContents contents;
+        QFile file(path);
+        contents.exists = file.exists();
+        if (!contents.exists || !file.open(QIODevice::ReadOnly))
+            return contents;
+        // Mapped, not read: the file's Base64 is decoded straight from the page cache.
+        const qint64 size = file.size();
+        if (uchar *mapped = size > 0 ? file.map(0, size) : nullptr) {
+            contents.disk = StoreCodec::decode(
+                QByteArrayView(reinterpret_cast<const char *>(mapped), qsizetype(size)));
+            file.unmap(mapped);
+        } else {
+            const QByteArray bytes = file.readAll();
+            if (file.error() == QFileDevice::NoError)
+                contents.disk = StoreCodec::decode(bytes);
+        }
+        return contents;
+    }
+};
+
+struct Store::BackgroundLoad
+{
+    QFutureWatcher<FileContents> watcher;
+};
+
 Store::Store(const QString &storeFilePath, TextRecognizer *recognizer, QObject *parent)
+    : Store(storeFilePath, Loading::now, recognizer, parent)
+{}
+
+Store::Store(const QString &storeFilePath,
+             Loading loading,
+             TextRecognizer *recognizer,
+             QObject *parent)
     : QObject(parent)
     , m_storeFilePath(storeFilePath)
     , m_recognizer(recognizer)
     , m_writer(std::make_unique<StoreWriter>(storeFilePath))
 {
-    load();
     m_saveTimer.setSingleShot(true);
     m_saveTimer.setInterval(kSaveDebounceMs);
     connect(&m_saveTimer, &QTimer::timeout, this, &Store::save);
+    if (loading == Loading::now) {
+        apply(FileContents::read(m_storeFilePath));
+        return;
+    }
+    m_loading = true;
+    m_load = std::make_unique<BackgroundLoad>();
+    connect(&m_load->watcher, &QFutureWatcherBase::finished, this, &Store::waitUntilLoaded);
+    m_load->watcher.setFuture(QtConcurrent::run(&FileContents::read, m_storeFilePath));
 }
 
 Store::~Store()
 {
+    // Whatever was captured while loading is saved with what was loaded.
+    waitUntilLoaded();
     flushSave();
     waitForWrites();
+}
+
+void Store::apply(FileContents contents)
+{
+    if (!contents.exists)
+        return;
+    if (!contents.disk) {
+        m_keptAsidePath = keepAside(m_storeFilePath);
+        qCWarning(lcStore) << "could not load" << m_storeFilePath << "; kept it as"
+                           << m_keptAsidePath;
+        return;
+    }
+    m_history = std::move(contents.disk->history);
+    m_categories = std::move(contents.disk->categories);
+}
+
+void Store::waitUntilLoaded()
+{
+    if (!m_loading)
+        return;
+    m_load->watcher.waitForFinished();
+    m_loading = false;
+    const QList<ClipItem> captured = std::exchange(m_capturedWhileLoading, {});
+    m_history.clear();
+    // Taken, not copied: the future would otherwise keep every loaded image alive.
+    apply(m_load->watcher.future().takeResult());
+    emit historyChanged();
+    emit categoriesChanged();
+    // The captures again, now against the whole history; they are what needs saving.
+    for (const ClipItem &item : captured)
+        captureFromClipboard(item);
+    emit loaded();
 }
 
 QString Store::defaultStoreFilePath()
@@ -70,36 +154,6 @@ QString Store::defaultStoreFilePath()
     return folder + QStringLiteral("/store.json");
 }
 
-void Store::load()
-{
-    QFile file(m_storeFilePath);
-    if (!file.exists())
-        return;
-    std::optional<StoreCodec::Disk> disk;
-    if (file.open(QIODevice::ReadOnly)) {
-        // Mapped, not read: the file's Base64 is decoded straight from the page cache.
-        const qint64 size = file.size();
-        if (uchar *mapped = size > 0 ? file.map(0, size) : nullptr) {
-            disk = StoreCodec::decode(
-                QByteArrayView(reinterpret_cast<const char *>(mapped), qsizetype(size)));
-            file.unmap(mapped);
-        } else {
-            const QByteArray bytes = file.readAll();
-            if (file.error() == QFileDevice::NoError)
-                disk = StoreCodec::decode(bytes);
-        }
-        file.close();
-    }
-    if (!disk) {
-        m_keptAsidePath = keepAside(m_storeFilePath);
-        qCWarning(lcStore) << "could not load" << m_storeFilePath << "; kept it as"
-                           << m_keptAsidePath;
-        return;
-    }
-    m_history = std::move(disk->history);
-    m_categories = std::move(disk->categories);
-}
-
 void Store::historyDidChange()
 {
     emit historyChanged();
@@ -114,7 +168,9 @@ void Store::categoriesDidChange()
 
 void Store::scheduleSave()
 {
-    m_saveTimer.start();
+    // Until loaded, a save would replace the file with only the lists seen so far.
+    if (!m_loading)
+        m_saveTimer.start();
 }
 
 void Store::flushSave()
@@ -139,6 +195,8 @@ void Store::waitForWrites()
 
 void Store::captureFromClipboard(const ClipItem &item)
 {
+    if (m_loading)
+        m_capturedWhileLoading.append(item);
     if (!m_history.isEmpty() && m_history.first().sameContent(item))
         return;
     for (qsizetype i = 1; i < m_history.size(); ++i) {
@@ -156,6 +214,7 @@ void Store::captureFromClipboard(const ClipItem &item)
 
 void Store::setOCR(const QString &text, const QByteArray &imageData)
 {
+    waitUntilLoaded();
     auto apply = [&](QList<ClipItem> &items) {
         bool changed = false;
         for (qsizetype i = 0; i < items.size(); ++i) {
@@ -180,6 +239,10 @@ void Store::backfillMissingOCR()
 {
     if (!m_recognizer)
         return;
+    if (m_loading) {
+        connect(this, &Store::loaded, this, &Store::backfillMissingOCR, Qt::SingleShotConnection);
+        return;
+    }
     QList<QByteArray> pending;
     QSet<QByteArray> seen;
     auto collect = [&](const QList<ClipItem> &items) {
@@ -222,18 +285,21 @@ std::optional<ClipItem> Store::findItem(const QUuid &id) const
 
 void Store::deleteFromHistory(const QUuid &id)
 {
+    waitUntilLoaded();
     if (m_history.removeIf([&](const ClipItem &item) { return item.id == id; }) > 0)
         historyDidChange();
 }
 
 void Store::deleteFromHistory(const QSet<QUuid> &ids)
 {
+    waitUntilLoaded();
     if (m_history.removeIf([&](const ClipItem &item) { return ids.contains(item.id); }) > 0)
         historyDidChange();
 }
 
 void Store::eraseHistory()
 {
+    waitUntilLoaded();
     if (m_history.isEmpty())
         return;
     m_history.clear();
@@ -260,6 +326,7 @@ Category *Store::mutableCategory(const QUuid &id)
 
 void Store::add(const ClipItem &item, const QUuid &categoryId)
 {
+    waitUntilLoaded();
     Category *category = mutableCategory(categoryId);
     if (!category)
         return;
@@ -276,6 +343,7 @@ void Store::add(const ClipItem &item, const QUuid &categoryId)
 
 void Store::deleteItem(const QUuid &itemId, const QUuid &categoryId)
 {
+    waitUntilLoaded();
     Category *category = mutableCategory(categoryId);
     if (!category)
         return;
@@ -285,6 +353,7 @@ void Store::deleteItem(const QUuid &itemId, const QUuid &categoryId)
 
 QUuid Store::addCategory(const QString &name)
 {
+    waitUntilLoaded();
     m_categories.append(Category::make(name));
     categoriesDidChange();
     return m_categories.last().id;
@@ -292,12 +361,14 @@ QUuid Store::addCategory(const QString &name)
 
 void Store::deleteCategory(const QUuid &id)
 {
+    waitUntilLoaded();
     if (m_categories.removeIf([&](const Category &category) { return category.id == id; }) > 0)
         categoriesDidChange();
 }
 
 void Store::renameCategory(const QUuid &id, const QString &name)
 {
+    waitUntilLoaded();
     Category *category = mutableCategory(id);
     if (!category || category->name == name)
         return;
@@ -307,6 +378,7 @@ void Store::renameCategory(const QUuid &id, const QString &name)
 
 void Store::reorderCategory(const QUuid &id, const QUuid &target)
 {
+    waitUntilLoaded();
     if (id == target)
         return;
     qsizetype from = -1;
@@ -328,6 +400,7 @@ void Store::reorderCategory(const QUuid &id, const QUuid &target)
 
 void Store::setCategories(const QList<Category> &categories)
 {
+    waitUntilLoaded();
     if (m_categories == categories)
         return;
     m_categories = categories;

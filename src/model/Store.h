@@ -25,11 +25,18 @@ public:
     static constexpr int kHistoryLimit = 200;
     static constexpr int kSaveDebounceMs = 300;
 
+    // When the file is read: in the constructor, or on a worker thread (see isLoaded()).
+    enum class Loading { now, inBackground };
+
     // Loads the file at storeFilePath. A file that exists but cannot be read or decoded is
     // moved aside (renamed with the time in its name) and the store starts empty.
     explicit Store(const QString &storeFilePath,
                    TextRecognizer *recognizer = nullptr,
                    QObject *parent = nullptr);
+    Store(const QString &storeFilePath,
+          Loading loading,
+          TextRecognizer *recognizer = nullptr,
+          QObject *parent = nullptr);
     // Writes a pending save and waits for the writer, so quitting loses nothing.
     ~Store() override;
 
@@ -41,6 +48,13 @@ public:
     QString storeFilePath() const { return m_storeFilePath; }
     // Where a file that failed to load was moved; empty when none was.
     QString keptAsidePath() const { return m_keptAsidePath; }
+
+    // False while a background load runs. Meanwhile the lists hold only what was captured since;
+    // those captures are put on top of the loaded history in their order, nothing is saved,
+    // the backfill waits for the load, and every other change first waits for it to finish.
+    bool isLoaded() const { return !m_loading; }
+    // Blocks until a background load has finished and its lists are in place.
+    void waitUntilLoaded();
 
     void setTextRecognizer(TextRecognizer *recognizer) { m_recognizer = recognizer; }
 
@@ -81,9 +95,14 @@ public:
 signals:
     void historyChanged();
     void categoriesChanged();
+    // A background load has finished; the lists changed with it.
+    void loaded();
 
 private:
-    void load();
+    struct BackgroundLoad;
+    struct FileContents;
+
+    void apply(FileContents contents);
     void historyDidChange();
     void categoriesDidChange();
     void scheduleSave();
@@ -98,4 +117,7 @@ private:
     QTimer m_saveTimer;
     std::unique_ptr<StoreWriter> m_writer;
     int m_savesStarted = 0;
+    bool m_loading = false;
+    std::unique_ptr<BackgroundLoad> m_load;
+    QList<ClipItem> m_capturedWhileLoading;
 };

@@ -14,6 +14,7 @@ namespace {
 void showAlert()
 {
     QMessageBox box;
+    box.setWindowTitle(QStringLiteral("Cliphaven"));
     box.setIcon(QMessageBox::Information);
     box.setText(Paster::alertMessage());
     box.setInformativeText(Paster::alertInformativeText());
@@ -32,9 +33,10 @@ QString Paster::alertInformativeText()
 {
     return QStringLiteral(
         "Cliphaven pastes by typing Ctrl+V into the app you were using, which needs an X11 "
-        "session whose X server offers the XTest extension; this session has none. The chosen "
-        "item is on your clipboard now — press Ctrl+V to paste manually. To paste "
-        "automatically, log in to an X11 session (not Wayland), then re-launch Cliphaven.");
+        "session whose X server offers the XTest extension; this session has none. Until then, "
+        "the item you pick is put on your clipboard — press Ctrl+V to paste it manually. To "
+        "paste automatically, log in to an X11 session (not Wayland), then re-launch "
+        "Cliphaven.");
 }
 
 Paster::Paster(Pasteboard &pasteboard,
@@ -67,6 +69,14 @@ void Paster::paste(const ClipItem &item,
         return;
     }
     QTimer::singleShot(kKeystrokeDelayMs, this, [this] { m_keys.postPasteKeystroke(); });
+}
+
+bool Paster::promptIfUntrusted()
+{
+    if (m_keys.isTrusted())
+        return true;
+    promptForAccessibilityOnce();
+    return false;
 }
 
 void Paster::write(const ClipItem &item)

@@ -40,6 +40,10 @@ public:
                const std::optional<RunningApplication> &app,
                ClipboardMonitor &monitor);
 
+    // At launch: whether keystrokes can be posted here; when not, the same one-time
+    // explanation a failed paste would give. Returns whether they can.
+    bool promptIfUntrusted();
+
     // Shows the one-time explanation; by default a modal message box. Tests replace it.
     void setAlertPresenter(std::function<void()> present) { m_presentAlert = std::move(present); }
 

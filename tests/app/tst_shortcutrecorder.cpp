@@ -67,8 +67,10 @@ private slots:
         QTest::newRow("a plain letter") << int(Qt::Key_B) << none << QString() << needsModifier;
         QTest::newRow("Shift alone would eat capitals")
             << int(Qt::Key_B) << (none | Qt::ShiftModifier) << QString() << needsModifier;
-        QTest::newRow("a plain function key")
-            << int(Qt::Key_F5) << none << QString() << needsModifier;
+        QTest::newRow("a plain function key") << int(Qt::Key_F5) << none << QString()
+                                              << u"Add Ctrl, Alt, Shift or Super to the key."_s;
+        QTest::newRow("Shift is enough on a key that types nothing")
+            << int(Qt::Key_F5) << (none | Qt::ShiftModifier) << u"Shift+F5"_s << QString();
         QTest::newRow("a key outside the table")
             << int(Qt::Key_LaunchMail) << (none | Qt::ControlModifier) << QString()
             << u"This key cannot be used in a shortcut."_s;

@@ -75,6 +75,7 @@ private slots:
     void iconInTheTrayFollowsTheSetting()
     {
         TrayIcon tray(*m_prefs);
+        tray.followPreferences();
         QTRY_VERIFY_WITH_TIMEOUT(embeddedIcon() != 0, kTimeout);
         m_prefs->setShowInMenuBar(false);
         QTRY_VERIFY_WITH_TIMEOUT(embeddedIcon() == 0, kTimeout);

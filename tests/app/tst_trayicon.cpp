@@ -24,6 +24,7 @@ private slots:
     void pausingSwitchesTheIcon()
     {
         TrayIcon tray(*m_prefs);
+        tray.followPreferences();
         QCOMPARE(tray.statusItem()->toolTip(), QStringLiteral("Cliphaven"));
         QCOMPARE(tray.statusItem()->contextMenu(), tray.menu());
         const QImage normal = tray.statusItem()->icon().pixmap(22, 22).toImage();

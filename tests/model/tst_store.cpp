@@ -335,8 +335,66 @@ private slots:
         QCOMPARE(QFileInfo(m_path).lastModified(), written);
     }
 
+    // Loading on a worker thread: captures meanwhile are shown at once and land on top of the
+    // loaded history; the backfill waits for the loaded images.
+    void capturesWhileLoadingGoOnTopOfTheLoadedHistory()
+    {
+        writeLoadedStore();
+        Store store(m_path, Store::Loading::inBackground, &m_recognizer);
+        QSignalSpy loaded(&store, &Store::loaded);
+        QVERIFY(!store.isLoaded());
+        store.captureFromClipboard(text(QStringLiteral("C")));
+        store.captureFromClipboard(text(QStringLiteral("B")));
+        QCOMPARE(texts(store.history()), (QStringList{"B", "C"}));
+        QVERIFY(!store.hasPendingSave()); // it would replace the file with these two
+        store.backfillMissingOCR();
+        QCOMPARE(m_recognizer.pending.size(), 0);
+
+        QVERIFY(loaded.wait(10000));
+        QCOMPARE(texts(store.history()), (QStringList{"B", "C", "Image", "A"}));
+        QCOMPARE(store.categories().size(), 1);
+        QCOMPARE(m_recognizer.pending.size(), 1);
+        store.flushSave();
+        store.waitForWrites();
+        QCOMPARE(texts(makeStore()->history()), texts(store.history()));
+    }
+
+    // Anything but a capture first waits for the load; quitting too, so nothing is lost.
+    void editingOrQuittingWhileLoadingLosesNothing_data()
+    {
+        QTest::addColumn<bool>("quit");
+        QTest::newRow("a new category") << false;
+        QTest::newRow("quitting") << true;
+    }
+
+    void editingOrQuittingWhileLoadingLosesNothing()
+    {
+        QFETCH(bool, quit);
+        writeLoadedStore();
+        auto store = std::make_unique<Store>(m_path, Store::Loading::inBackground);
+        store->captureFromClipboard(text(QStringLiteral("C")));
+        if (quit) {
+            store.reset();
+            store = makeStore();
+        } else {
+            store->addCategory(QStringLiteral("New"));
+            QVERIFY(store->isLoaded());
+        }
+        QCOMPARE(texts(store->history()), (QStringList{"C", "Image", "A"}));
+        QCOMPARE(store->categories().size(), quit ? 1 : 2);
+    }
+
 private:
     std::unique_ptr<Store> makeStore() { return std::make_unique<Store>(m_path, &m_recognizer); }
+
+    // History: an image without recognised text, then "A"; one category.
+    void writeLoadedStore()
+    {
+        Store store(m_path);
+        store.captureFromClipboard(text(QStringLiteral("A")));
+        store.captureFromClipboard(ClipItem::makeImage(QByteArray(100, 'i')));
+        store.addCategory(QStringLiteral("Saved"));
+    }
 
     std::unique_ptr<QTemporaryDir> m_dir;
     QString m_path;

@@ -6,6 +6,7 @@
 #include "TrayIcon.h"
 #include "app/AppPrefs.h"
 #include "app/ShortcutNames.h"
+#include "app/SingleInstance.h"
 #include "app/x11/X11OpenWindows.h"
 #include "capture/CapturedImageText.h"
 #include "capture/ClipboardMonitor.h"
@@ -16,33 +17,98 @@
 #include "platform/x11/X11WindowHints.h"
 
 #include <QApplication>
+#include <QLoggingCategory>
 #include <QPointer>
 #include <QScreen>
 #include <QTimer>
 #include <QWindow>
 
+namespace {
+
+// A voice on the sound server, opened on the first turn of the event loop (or at its first
+// play, if sooner): connecting to the server would otherwise hold up capturing at start-up.
+class VoiceOpenedAfterLaunch : public Sounds::Voice
+{
+public:
+    explicit VoiceOpenedAfterLaunch(const QList<float> &samples)
+        : m_samples(samples)
+    {
+        QTimer::singleShot(0, &m_context, [this] { open(); });
+    }
+
+    void play() override
+    {
+        open();
+        if (m_voice)
+            m_voice->play();
+    }
+
+private:
+    void open()
+    {
+        if (m_opened)
+            return;
+        m_opened = true;
+        m_voice = Sounds::audioSinkVoices()(std::exchange(m_samples, {}));
+    }
+
+    QObject m_context;
+    QList<float> m_samples;
+    bool m_opened = false;
+    std::unique_ptr<Sounds::Voice> m_voice;
+};
+
+} // namespace
+
+// Each launch step as it completes, with the time since the delegate was made: where start-up
+// time goes, and the moment capturing begins. QT_LOGGING_RULES="cliphaven.startup.debug=true"
+// shows it.
+Q_LOGGING_CATEGORY(lcStartup, "cliphaven.startup", QtInfoMsg)
+
 AppDelegate::AppDelegate(QObject *parent)
     : QObject(parent)
-    , m_store(Store::defaultStoreFilePath(), &m_ocr)
-    , m_sounds(AppPrefs::shared())
+    // Read on a worker thread: capturing starts without waiting for a large history.
+    , m_store(Store::defaultStoreFilePath(), Store::Loading::inBackground, &m_ocr)
+    , m_sounds(AppPrefs::shared(),
+               [](const QList<float> &samples) {
+                   return std::make_unique<VoiceOpenedAfterLaunch>(samples);
+               })
     , m_keyboard(KeyboardShortcuts::SystemKeyboard::create())
 {}
 
 AppDelegate::~AppDelegate()
 {
     KeyboardShortcuts::setCurrentKeyboardLayout(nullptr);
+    // Quitting during a background load finishes it in the store's destructor, when this
+    // delegate is half gone.
+    m_store.disconnect(this);
 }
 
-void AppDelegate::applicationDidFinishLaunching()
+void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
 {
-    // No taskbar entry and no main menu on Linux: the overlay is a tool window, and text
-    // fields have their editing shortcuts already.
+    const auto done = [this](const QString &step) {
+        qCDebug(lcStartup).noquote() << step << "+" << m_launchClock.elapsed() << "ms";
+    };
+    connect(&m_store, &Store::loaded, this, [this, done] {
+        done(QStringLiteral("history loaded: %1 entries").arg(m_store.history().size()));
+    });
+
+    // A background utility: closing a window (preferences, alerts) never ends it, and the
+    // overlay is a tool window kept off the taskbar (its hint is set before it is mapped).
+    // No main menu: Qt's text fields have their editing shortcuts already.
+    QApplication::setQuitOnLastWindowClosed(false);
+    done(QStringLiteral("background utility"));
 
     // "Check for Updates…" reads the feed on demand.
     SparkleUpdater::shared();
+    done(QStringLiteral("updater"));
 
-    if (qEnvironmentVariable("CLIPHAVEN_SEED") == u"1")
+    if (qEnvironmentVariable("CLIPHAVEN_SEED") == u"1") {
+        // Only an empty history gets samples, so this one waits for the history.
+        m_store.waitUntilLoaded();
         SeedData::populateIfEmpty(m_store);
+        done(QStringLiteral("sample data"));
+    }
 
     // Capture starts at once; what is on the clipboard now is not taken.
     m_monitor = std::make_unique<ClipboardMonitor>(m_pasteboard,
@@ -54,13 +120,17 @@ void AppDelegate::applicationDidFinishLaunching()
         recognizeCapturedImage(item, m_ocr, m_store);
     });
     m_monitor->start();
+    done(QStringLiteral("capturing"));
     m_paster = std::make_unique<Paster>(m_pasteboard,
                                         m_workspace,
                                         m_keyPoster,
                                         m_sounds,
                                         AppPrefs::shared());
 
-    QTimer::singleShot(kBackfillDelayMs, this, [this] { m_store.backfillMissingOCR(); });
+    QTimer::singleShot(kBackfillDelayMs, this, [this, done] {
+        m_store.backfillMissingOCR();
+        done(QStringLiteral("recognition backfill"));
+    });
 
     // The overlay, built on the next turn so the first shortcut press opens a ready panel
     // without delaying capture.
@@ -70,18 +140,19 @@ void AppDelegate::applicationDidFinishLaunching()
     m_overlay->onPick = [this](const ClipItem &item) { handlePick(item); };
     m_overlay->onBeep = [] { QApplication::beep(); };
     m_overlay->beforeMap = [](QWindow &window) { X11WindowHints::skipTaskbar(window); };
-    // The screen the user is working on: where the pointer is, else the primary one.
+    // The screen of the window the user was in, else the primary one.
     m_overlay->screenForShow = [this]() -> QScreen * {
         const std::optional<QRect> frame = m_previousApp ? m_workspace.windowFrame(*m_previousApp)
                                                          : std::nullopt;
         return frame ? OverlayWindow::screenOfWindow(*frame) : nullptr;
     };
-    QTimer::singleShot(0, this, [this] {
+    QTimer::singleShot(0, this, [this, done] {
         if (!m_overlay->isBuilt())
             m_overlay->build();
+        done(QStringLiteral("overlay built"));
     });
 
-    // The tray icon follows "Show icon in the panel's system tray" live.
+    // The tray icon, present while "Show icon in the panel's system tray" is on.
     m_tray = std::make_unique<TrayIcon>(AppPrefs::shared());
     connect(m_tray.get(), &TrayIcon::toggleOverlayRequested, this, &AppDelegate::toggleOverlay);
     connect(m_tray.get(), &TrayIcon::preferencesRequested, this, &AppDelegate::showPreferences);
@@ -90,6 +161,7 @@ void AppDelegate::applicationDidFinishLaunching()
             &SparkleUpdater::shared(),
             &SparkleUpdater::checkForUpdates);
     connect(m_tray.get(), &TrayIcon::quitRequested, qApp, &QCoreApplication::quit);
+    done(m_tray->statusItem() ? QStringLiteral("tray icon: on") : QStringLiteral("tray icon: off"));
 
     // The global shortcut: Shift+Super+V unless the user chose another.
     KeyboardShortcuts::setCurrentKeyboardLayout(m_keyboard.layout.get());
@@ -99,6 +171,21 @@ void AppDelegate::applicationDidFinishLaunching()
         if (self)
             self->toggleOverlay();
     });
+    const auto shortcut = m_shortcuts->getShortcut(ShortcutNames::toggleOverlay);
+    done(QStringLiteral("global shortcut: ")
+         + (shortcut ? shortcut->description() : QStringLiteral("none")));
+
+    // From here on the tray follows the settings live.
+    m_tray->followPreferences();
+    done(QStringLiteral("settings observed"));
+
+    // Launching Cliphaven again (or with --toggle) while it runs toggles the overlay.
+    connect(&instance, &SingleInstance::reopenRequested, this, &AppDelegate::toggleOverlay);
+    done(QStringLiteral("reopen handled"));
+
+    // Pasting types keys into other applications; where that cannot work the user is told once.
+    done(m_paster->promptIfUntrusted() ? QStringLiteral("paste check: keys can be posted")
+                                       : QStringLiteral("paste check: keys cannot be posted"));
 }
 
 void AppDelegate::toggleOverlay()

@@ -10,6 +10,7 @@
 #include "platform/x11/X11Pasteboard.h"
 #include "platform/x11/X11Workspace.h"
 
+#include <QElapsedTimer>
 #include <QObject>
 
 #include <memory>
@@ -19,6 +20,7 @@ class ClipboardMonitor;
 class OverlayWindow;
 class Paster;
 class PreferencesWindow;
+class SingleInstance;
 class TrayIcon;
 class X11OpenWindows;
 
@@ -41,8 +43,8 @@ public:
     explicit AppDelegate(QObject *parent = nullptr);
     ~AppDelegate() override;
 
-    // The launch sequence, in order.
-    void applicationDidFinishLaunching();
+    // The launch sequence, in order; a later launch reaches this one through instance.
+    void applicationDidFinishLaunching(SingleInstance &instance);
 
     void toggleOverlay();
     void handlePick(const ClipItem &item);
@@ -51,6 +53,16 @@ public:
     Store &store() { return m_store; }
 
 private:
+    static QElapsedTimer startedClock()
+    {
+        QElapsedTimer clock;
+        clock.start();
+        return clock;
+    }
+
+private:
+    // Start-up times are logged from here: the delegate's own creation is part of them.
+    QElapsedTimer m_launchClock = startedClock();
     // Recognition outlives the store that queues work on it.
     OCR m_ocr;
     Store m_store;

@@ -25,10 +25,21 @@ TrayIcon::TrayIcon(AppPrefs &prefs, QObject *parent)
                       this,
                       &TrayIcon::checkForUpdatesRequested);
     m_menu->addAction(QStringLiteral("Quit Cliphaven"), this, &TrayIcon::quitRequested);
-
-    connect(&m_prefs, &AppPrefs::showInMenuBarChanged, this, &TrayIcon::applyMenuBarVisibility);
-    connect(&m_prefs, &AppPrefs::pausedChanged, this, &TrayIcon::refreshStatusItemAppearance);
     applyMenuBarVisibility();
+}
+
+void TrayIcon::followPreferences()
+{
+    connect(&m_prefs,
+            &AppPrefs::showInMenuBarChanged,
+            this,
+            &TrayIcon::applyMenuBarVisibility,
+            Qt::UniqueConnection);
+    connect(&m_prefs,
+            &AppPrefs::pausedChanged,
+            this,
+            &TrayIcon::refreshStatusItemAppearance,
+            Qt::UniqueConnection);
 }
 
 TrayIcon::~TrayIcon()

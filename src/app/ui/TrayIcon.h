@@ -9,7 +9,7 @@
 class AppPrefs;
 class QMenu;
 
-// Cliphaven's icon in the panel's tray: present exactly while showInMenuBar is on, a clipboard
+// Cliphaven's icon in the panel's tray: present while showInMenuBar is on, a clipboard
 // or, while capturing is paused, a pause sign. A left click asks for the overlay; the right
 // click opens the menu.
 class TrayIcon : public QObject
@@ -23,6 +23,8 @@ public:
     // Creates or removes the icon to match the setting; harmless to repeat.
     void applyMenuBarVisibility();
     void refreshStatusItemAppearance();
+    // From now on the icon appears, disappears and changes its look with the settings.
+    void followPreferences();
 
     // Null while the setting is off.
     QSystemTrayIcon *statusItem() const { return m_statusItem.get(); }
