@@ -9,6 +9,8 @@
 #include "model/Store.h"
 #include "overlay/OverlayState.h"
 #include "overlay/OverlayWindow.h"
+#include "overlay/PreviewWindow.h"
+#include "overlay/QuickLookController.h"
 #include "overlay/SceneGraphBackend.h"
 
 #include <QBuffer>
@@ -206,6 +208,75 @@ struct Baseline
     }
 };
 
+// A 1920x1080 picture as a screenshot would be: the photo-like one, scaled up.
+QByteArray fullHDPNG()
+{
+    const QImage image = QImage::fromData(photoPNG(7)).scaled(1920, 1080);
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    return png;
+}
+
+// Space on an image: the preview's first frame, first ever (the window is made then) and
+// afterwards, over the shown overlay as in use; with the parts that have a floor of their own.
+struct PreviewFigures
+{
+    double firstOpen = 0;
+    QList<double> opens, writes, decodes, bareShows;
+    long rssBefore = 0, rssAfter = 0;
+    QSize window;
+};
+
+PreviewFigures measurePreview(OverlayWindow &overlay)
+{
+    PreviewFigures figures;
+    QTemporaryDir dir;
+    QuickLookController controller(dir.filePath(QStringLiteral("Cliphaven-QL")));
+    PreviewWindow preview(controller);
+    overlay.isPreviewVisible = [&preview] { return preview.isVisible(); };
+    const ClipItem clip = ClipItem::makeImage(fullHDPNG());
+    figures.rssBefore = rssKiB();
+    for (int run = 0; run <= kShowRuns; ++run) {
+        QElapsedTimer start;
+        start.start();
+        preview.toggle(clip, overlay.window());
+        const double at = untilFrame(preview.window(), start);
+        if (run == 0)
+            figures.firstOpen = at;
+        else
+            figures.opens.append(at);
+        settle(100);
+        preview.toggle(clip);
+        settle(100);
+    }
+    figures.rssAfter = rssKiB();
+    figures.window = preview.window()->size();
+    overlay.isPreviewVisible = nullptr;
+    for (int run = 0; run < kShowRuns; ++run) {
+        QElapsedTimer start;
+        start.start();
+        controller.makeItem(clip);
+        figures.writes.append(start.nsecsElapsed() / 1e6);
+        start.restart();
+        QImage decoded = QImage::fromData(*clip.imageData);
+        figures.decodes.append(start.nsecsElapsed() / 1e6);
+    }
+    Baseline bare(QRect(QPoint(), figures.window));
+    for (int run = 0; run < kShowRuns; ++run) {
+        bare.view.hide();
+        settle(100);
+        QElapsedTimer start;
+        start.start();
+        bare.view.show();
+        bare.view.raise();
+        bare.view.requestActivate();
+        figures.bareShows.append(untilFrame(&bare.view, start));
+    }
+    return figures;
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -384,6 +455,8 @@ int main(int argc, char *argv[])
     QObject::disconnect(frameBegins);
     const double fps = frames * 1000.0 / scroll.elapsed();
 
+    const PreviewFigures preview = measurePreview(overlay);
+
     overlay.hide();
     waitUntil([&] { return !overlay.isVisible(); });
 
@@ -450,6 +523,20 @@ int main(int argc, char *argv[])
                 median(frameCpu),
                 minimum(cycleCpu),
                 1000.0 / std::max(median(cycleCpu), 0.001));
+    std::printf("preview a 1920x1080 image        %8.1f ms median, %6.1f max to its first frame; "
+                "first ever %.1f ms (bare %dx%d window %.1f ms, x%.1f)\n",
+                median(preview.opens),
+                maximum(preview.opens),
+                preview.firstOpen,
+                preview.window.width(),
+                preview.window.height(),
+                median(preview.bareShows),
+                median(preview.opens) / std::max(median(preview.bareShows), 0.001));
+    std::printf("  of which writing the file %.1f ms; decoding the PNG alone takes %.1f ms; "
+                "the preview window adds %ld MB\n",
+                median(preview.writes),
+                median(preview.decodes),
+                (preview.rssAfter - preview.rssBefore) / 1024);
     std::printf("memory: bare %ld MB, with store %ld MB, overlay built %ld MB, shown %ld MB, "
                 "every tile seen %ld MB\n",
                 rssBare / 1024,

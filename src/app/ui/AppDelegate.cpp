@@ -11,16 +11,43 @@
 #include "capture/ClipboardMonitor.h"
 #include "capture/LinkPreviewCache.h"
 #include "model/SeedData.h"
+#include "overlay/HotkeyCaps.h"
+#include "overlay/MoreMenu.h"
 #include "overlay/OverlayWindow.h"
+#include "overlay/PreviewWindow.h"
+#include "overlay/QuickLookController.h"
 #include "paste/Paster.h"
 #include "platform/x11/X11WindowHints.h"
 
 #include <QApplication>
 #include <QCursor>
+#include <QMessageBox>
 #include <QPointer>
+#include <QPushButton>
+#include <QQuickWindow>
 #include <QScreen>
 #include <QTimer>
 #include <QWindow>
+
+namespace {
+
+// The one-time explainer before the first pause; true when the user chose "Pause".
+bool confirmPause()
+{
+    QMessageBox box(QMessageBox::Information,
+                    QStringLiteral("Cliphaven"),
+                    MoreMenu::kExplainerMessage,
+                    QMessageBox::NoButton);
+    box.setInformativeText(MoreMenu::kExplainerText);
+    box.setWindowIcon(QIcon(QStringLiteral(":/cliphaven/icons/cliphaven.svg")));
+    QPushButton *pause = box.addButton(QStringLiteral("Pause"), QMessageBox::AcceptRole);
+    box.addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
+    box.setDefaultButton(pause);
+    box.exec();
+    return box.clickedButton() == pause;
+}
+
+} // namespace
 
 AppDelegate::AppDelegate(QObject *parent)
     : QObject(parent)
@@ -73,6 +100,36 @@ void AppDelegate::applicationDidFinishLaunching()
     m_overlay->beforeMap = [](QWindow &window) { X11WindowHints::skipTaskbar(window); };
     // The screen the user is working on: where the pointer is, else the primary one.
     m_overlay->screenForShow = [] { return QGuiApplication::screenAt(QCursor::pos()); };
+    // The top row: the shortcut's key caps (read once the shortcuts are set up, below) and
+    // the overflow menu.
+    m_hotkeyCaps = std::make_unique<HotkeyCaps>();
+    m_moreMenu = std::make_unique<MoreMenu>(AppPrefs::shared());
+    m_moreMenu->confirmPause = confirmPause;
+    m_moreMenu->onShowPreferences = [this] {
+        m_overlay->hide();
+        showPreferences();
+    };
+    m_moreMenu->onCheckForUpdates = [] { SparkleUpdater::shared().checkForUpdates(); };
+    m_moreMenu->onQuit = [] { QCoreApplication::quit(); };
+    m_overlay->setTopRow(m_hotkeyCaps.get(), m_moreMenu.get());
+    // Space previews the current item over the overlay, which stays while the preview has the
+    // focus; closing the preview hands the focus back, or, when another window took it, lets
+    // the overlay go too.
+    m_preview = std::make_unique<PreviewWindow>(QuickLookController::shared());
+    m_preview->beforeMap = [](QWindow &window) { X11WindowHints::skipTaskbar(window); };
+    m_preview->onClosed = [this](PreviewWindow::CloseReason reason) {
+        QQuickWindow *overlay = m_overlay->window();
+        if (!overlay || !m_overlay->isVisible() || overlay->isActive())
+            return;
+        if (reason == PreviewWindow::CloseReason::Key)
+            overlay->requestActivate();
+        else
+            m_overlay->hide();
+    };
+    m_overlay->onQuickLook = [this](const ClipItem &item) {
+        m_preview->toggle(item, m_overlay->window());
+    };
+    m_overlay->isPreviewVisible = [this] { return m_preview->isVisible(); };
     QTimer::singleShot(0, this, [this] {
         if (!m_overlay->isBuilt())
             m_overlay->build();
@@ -96,6 +153,8 @@ void AppDelegate::applicationDidFinishLaunching()
         if (self)
             self->toggleOverlay();
     });
+    m_hotkeyCaps->setSource(
+        [this] { return m_shortcuts->getShortcut(ShortcutNames::toggleOverlay); });
 }
 
 void AppDelegate::toggleOverlay()
@@ -103,6 +162,7 @@ void AppDelegate::toggleOverlay()
     if (!m_overlay)
         qFatal("toggleOverlay before launch");
     if (m_overlay->isVisible() && !m_overlay->isHiding()) {
+        m_preview->close();
         m_overlay->hide();
         return;
     }
