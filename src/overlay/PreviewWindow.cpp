@@ -152,6 +152,7 @@ bool PreviewWindow::open(const ClipItem &clip, QWindow *over)
     if (screen)
         m_view->setScreen(screen);
     m_view->setTransientParent(over);
+    m_over = over;
     m_view->setGeometry(geometry);
     if (beforeMap)
         beforeMap(*m_view);
@@ -171,6 +172,10 @@ void PreviewWindow::close()
 
 void PreviewWindow::finish(CloseReason reason)
 {
+    // Asked while the preview still has the focus: the window manager hands it over within the
+    // application, where after the preview is gone it may refuse or pick another window.
+    if (reason == CloseReason::Key && m_over && m_over->isVisible())
+        m_over->requestActivate();
     m_view->hide();
     m_loaded = false;
     m_text.clear();

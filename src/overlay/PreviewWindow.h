@@ -18,7 +18,8 @@ class QWindow;
 // Cliphaven's own preview: a translucent card, stacked over the overlay, showing the file the
 // controller wrote for a clip at full size: text scrollable, an image at its own size or fitted
 // to the screen. Space and Escape close it; every other key reaches the card (arrows scroll).
-// It closes by itself when it loses the focus.
+// It closes by itself when it loses the focus; closed by a key, it hands the focus back to the
+// window it was shown over.
 class PreviewWindow : public QObject
 {
     Q_OBJECT
@@ -81,6 +82,7 @@ private:
 
     QuickLookController &m_controller;
     QPointer<QQuickView> m_view;
+    QPointer<QWindow> m_over;
     // Whether the card holds the controller's item; cleared on close so the image is freed.
     bool m_loaded = false;
     bool m_isImage = false;

@@ -21,6 +21,7 @@
 
 #include <QApplication>
 #include <QCursor>
+#include <QGridLayout>
 #include <QMessageBox>
 #include <QPointer>
 #include <QPushButton>
@@ -43,6 +44,13 @@ bool confirmPause()
     QPushButton *pause = box.addButton(QStringLiteral("Pause"), QMessageBox::AcceptRole);
     box.addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
     box.setDefaultButton(pause);
+    // Wide enough that the explanation reads as a paragraph, not a column.
+    if (auto *grid = qobject_cast<QGridLayout *>(box.layout()))
+        grid->addItem(new QSpacerItem(420, 0, QSizePolicy::Minimum, QSizePolicy::Minimum),
+                      grid->rowCount(),
+                      0,
+                      1,
+                      grid->columnCount());
     box.exec();
     return box.clickedButton() == pause;
 }
@@ -113,17 +121,12 @@ void AppDelegate::applicationDidFinishLaunching()
     m_moreMenu->onQuit = [] { QCoreApplication::quit(); };
     m_overlay->setTopRow(m_hotkeyCaps.get(), m_moreMenu.get());
     // Space previews the current item over the overlay, which stays while the preview has the
-    // focus; closing the preview hands the focus back, or, when another window took it, lets
-    // the overlay go too.
+    // focus. When another application takes the focus from the preview, the overlay goes too.
     m_preview = std::make_unique<PreviewWindow>(QuickLookController::shared());
     m_preview->beforeMap = [](QWindow &window) { X11WindowHints::skipTaskbar(window); };
     m_preview->onClosed = [this](PreviewWindow::CloseReason reason) {
-        QQuickWindow *overlay = m_overlay->window();
-        if (!overlay || !m_overlay->isVisible() || overlay->isActive())
-            return;
-        if (reason == PreviewWindow::CloseReason::Key)
-            overlay->requestActivate();
-        else
+        const QQuickWindow *overlay = m_overlay->window();
+        if (reason == PreviewWindow::CloseReason::FocusLost && overlay && !overlay->isActive())
             m_overlay->hide();
     };
     m_overlay->onQuickLook = [this](const ClipItem &item) {
