@@ -133,13 +133,14 @@ Item {
             Image {
                 objectName: "previewImage"
                 anchors.centerIn: parent
-                // At its own size, or fitted when the card is smaller.
-                width: Math.min(implicitWidth, parent.width - 24)
-                height: Math.min(implicitHeight, parent.height - 24)
+                width: root.preview.imageSize.width
+                height: root.preview.imageSize.height
                 fillMode: Image.PreserveAspectFit
+                // Decoded in the background, at full size: a scaled decode of a large PNG
+                // costs a smooth scaling pass on top, longer than drawing it scaled. Not kept
+                // once the card closes.
                 source: root.preview.source
-                // Shown with the card's first frame, and not kept once the card closes.
-                asynchronous: false
+                asynchronous: true
                 cache: false
                 smooth: true
             }

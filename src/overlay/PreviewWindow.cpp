@@ -83,6 +83,15 @@ void PreviewWindow::build()
             errors.append(error.toString());
         qFatal("The preview's views failed to load: %s", qPrintable(errors.join(u'\n')));
     }
+    // The picture is decoded once the card is on screen: decoding beside the window's first
+    // frame would take the processor from it.
+    connect(view, &QQuickWindow::frameSwapped, this, [this] {
+        if (m_loaded && !m_onScreen) {
+            m_onScreen = true;
+            if (m_isImage)
+                emit contentChanged();
+        }
+    });
     view->installEventFilter(this);
     connect(view, &QWindow::activeChanged, this, &PreviewWindow::activeChanged);
     view->create();
@@ -107,7 +116,8 @@ QString PreviewWindow::title() const
 
 QUrl PreviewWindow::source() const
 {
-    return m_loaded && m_isImage && m_controller.item() ? m_controller.item()->url : QUrl();
+    return m_loaded && m_isImage && m_onScreen && m_controller.item() ? m_controller.item()->url
+                                                                      : QUrl();
 }
 
 void PreviewWindow::toggle(const ClipItem &clip, QWindow *over)
@@ -134,8 +144,7 @@ bool PreviewWindow::open(const ClipItem &clip, QWindow *over)
     m_isImage = clip.kind == ClipKind::Image;
     if (m_isImage) {
         // The header alone tells the size; decoding is left to the view.
-        QImageReader reader(path);
-        content = reader.size();
+        content = QImageReader(path).size();
         if (!content.isValid())
             content = kMinimumCard;
         if (screen)
@@ -144,10 +153,17 @@ bool PreviewWindow::open(const ClipItem &clip, QWindow *over)
     } else {
         m_text = readText(path, kMaxTextBytes);
     }
+    const QSize card = cardSize(content, m_isImage, available);
+    // At its own size, or scaled down to fit the card.
+    const QSize room = card - QSize(2 * kImagePadding, kHeaderHeight + 2 * kImagePadding);
+    m_imageSize = !m_isImage                           ? QSize()
+                  : content.boundedTo(room) == content ? content
+                                                       : content.scaled(room, Qt::KeepAspectRatio);
     m_loaded = true;
+    m_onScreen = false;
     emit contentChanged();
 
-    QRect geometry(QPoint(), cardSize(content, m_isImage, available) + QSize(2, 2) * kMargin);
+    QRect geometry(QPoint(), card + QSize(2, 2) * kMargin);
     geometry.moveCenter(available.center());
     if (screen)
         m_view->setScreen(screen);

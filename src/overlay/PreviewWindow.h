@@ -29,6 +29,8 @@ class PreviewWindow : public QObject
     Q_PROPERTY(bool isImage READ isImage NOTIFY contentChanged)
     Q_PROPERTY(QUrl source READ source NOTIFY contentChanged)
     Q_PROPERTY(QString text READ text NOTIFY contentChanged)
+    // The picture's size on the card, in logical pixels.
+    Q_PROPERTY(QSize imageSize READ imageSize NOTIFY contentChanged)
 
 public:
     enum class CloseReason {
@@ -63,6 +65,7 @@ public:
     bool isImage() const { return m_isImage; }
     QUrl source() const;
     QString text() const { return m_text; }
+    QSize imageSize() const { return m_imageSize; }
 
     QQuickWindow *window() const;
     // The card's size for content of this size on a screen with this available area: the
@@ -85,6 +88,9 @@ private:
     QPointer<QWindow> m_over;
     // Whether the card holds the controller's item; cleared on close so the image is freed.
     bool m_loaded = false;
+    // The card has shown its first frame since it opened.
+    bool m_onScreen = false;
     bool m_isImage = false;
     QString m_text;
+    QSize m_imageSize;
 };

@@ -5,9 +5,11 @@
 #include <QBuffer>
 #include <QDir>
 #include <QFile>
+#include <QGuiApplication>
 #include <QImage>
 #include <QQuickItem>
 #include <QQuickWindow>
+#include <QScreen>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -225,8 +227,10 @@ private slots:
 
         preview.toggle(image);
         QVERIFY(preview.isVisible());
-        QCOMPARE(preview.source(), controller.item()->url);
+        // Decoded once the card is on screen.
+        QTRY_COMPARE(preview.source(), controller.item()->url);
         // Sized to the picture plus the header and padding.
+        QCOMPARE(preview.imageSize(), QSize(640, 360));
         QCOMPARE(preview.window()->size(),
                  QSize(640 + 24, 360 + 44 + 24)
                      + 2 * QSize(PreviewWindow::kMargin, PreviewWindow::kMargin));
@@ -235,6 +239,16 @@ private slots:
         // Kept for the panel's sake, but the closed card lets the picture go.
         QVERIFY(controller.item());
         QCOMPARE(preview.source(), QUrl());
+
+        // Larger than the screen: the card takes 90 % of it and the picture is scaled down
+        // into it, keeping its shape.
+        const QSize card = QGuiApplication::primaryScreen()->availableGeometry().size() * 0.9;
+        QVERIFY(card.width() < 2000);
+        preview.toggle(ClipItem::makeImage(png(2000, 1000)));
+        QCOMPARE(preview.window()->size(),
+                 card + 2 * QSize(PreviewWindow::kMargin, PreviewWindow::kMargin));
+        QCOMPARE(preview.imageSize(), QSize(card.width() - 24, (card.width() - 24) / 2));
+        preview.close();
 
         ClipItem broken = image;
         broken.imageData.reset();
