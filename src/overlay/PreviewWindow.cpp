@@ -6,6 +6,7 @@
 #include "SoftShadow.h"
 
 #include <QFile>
+#include <QFontMetricsF>
 #include <QGuiApplication>
 #include <QImageReader>
 #include <QKeyEvent>
@@ -17,6 +18,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <cmath>
 
 void qml_register_types_Cliphaven_Overlay();
 
@@ -24,6 +26,20 @@ namespace {
 
 constexpr QSize kTextContent(680, 480);
 constexpr QSize kMinimumCard(360, 200);
+
+// The height the view's text takes at this width (14 px, 20 px of padding, as PreviewView.qml
+// draws it), up to the default card's; long texts are not measured, they fill the card anyway.
+int textHeight(const QString &text, int width)
+{
+    if (text.size() > 4000)
+        return kTextContent.height();
+    QFont font = QGuiApplication::font();
+    font.setPixelSize(14);
+    const QRectF bounds = QFontMetricsF(font).boundingRect(QRectF(0, 0, width - 40, 1e6),
+                                                           Qt::TextWordWrap,
+                                                           text);
+    return std::min(int(std::ceil(bounds.height())) + 40, kTextContent.height());
+}
 
 // The first bytes of a text file, without a character cut in half at the end.
 QString readText(const QString &path, qint64 maxBytes)
@@ -152,6 +168,7 @@ bool PreviewWindow::open(const ClipItem &clip, QWindow *over)
         m_text.clear();
     } else {
         m_text = readText(path, kMaxTextBytes);
+        content.setHeight(textHeight(m_text, content.width()));
     }
     const QSize card = cardSize(content, m_isImage, available);
     // At its own size, or scaled down to fit the card.
