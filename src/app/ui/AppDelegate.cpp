@@ -136,6 +136,8 @@ void AppDelegate::applicationDidFinishLaunching()
     QTimer::singleShot(0, this, [this] {
         if (!m_overlay->isBuilt())
             m_overlay->build();
+        // The preview's window too (a megabyte), so the first Space shows it at once.
+        m_preview->build();
     });
 
     // The tray icon follows "Show icon in the panel's system tray" live.
