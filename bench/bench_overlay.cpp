@@ -9,6 +9,8 @@
 #include "model/Store.h"
 #include "overlay/OverlayState.h"
 #include "overlay/OverlayWindow.h"
+#include "overlay/PreviewWindow.h"
+#include "overlay/QuickLookController.h"
 #include "overlay/SceneGraphBackend.h"
 
 #include <QBuffer>
@@ -206,6 +208,94 @@ struct Baseline
     }
 };
 
+// A 1920x1080 picture as a screenshot would be: the photo-like one, scaled up.
+QByteArray fullHDPNG()
+{
+    const QImage image = QImage::fromData(photoPNG(7)).scaled(1920, 1080);
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    return png;
+}
+
+// Space on an image: the preview's first frame, first ever (the window is made then) and
+// afterwards, over the shown overlay as in use; with the parts that have a floor of their own.
+struct PreviewFigures
+{
+    double build = 0, firstOpen = 0;
+    QList<double> opens, pictures, writes, decodes, bareShows;
+    long rssBefore = 0, rssBuilt = 0, rssAfter = 0;
+    QSize window;
+};
+
+PreviewFigures measurePreview(OverlayWindow &overlay)
+{
+    PreviewFigures figures;
+    QTemporaryDir dir;
+    QuickLookController controller(dir.filePath(QStringLiteral("Cliphaven-QL")));
+    PreviewWindow preview(controller);
+    overlay.isPreviewVisible = [&preview] { return preview.isVisible(); };
+    const ClipItem clip = ClipItem::makeImage(fullHDPNG());
+    figures.rssBefore = rssKiB();
+    QElapsedTimer timer;
+    timer.start();
+    preview.build();
+    figures.build = timer.nsecsElapsed() / 1e6;
+    settle(100);
+    figures.rssBuilt = rssKiB();
+    for (int run = 0; run <= kShowRuns; ++run) {
+        // The first frame, and the first frame with the picture in it.
+        QList<double> frames;
+        double picture = -1;
+        QElapsedTimer start;
+        const auto recorder = QObject::connect(preview.window(), &QQuickWindow::frameSwapped, [&] {
+            frames.append(start.nsecsElapsed() / 1e6);
+            auto *image = preview.window()->contentItem()->findChild<QQuickItem *>(
+                QStringLiteral("previewImage"));
+            if (picture < 0 && image && image->property("status").toInt() == 1)
+                picture = frames.last();
+        });
+        start.start();
+        preview.toggle(clip, overlay.window());
+        waitUntil([&] { return picture >= 0; }, 5000);
+        QObject::disconnect(recorder);
+        if (run == 0) {
+            figures.firstOpen = frames.value(0, -1);
+        } else {
+            figures.opens.append(frames.value(0, -1));
+            figures.pictures.append(picture);
+        }
+        settle(100);
+        preview.toggle(clip);
+        settle(100);
+    }
+    figures.rssAfter = rssKiB();
+    figures.window = preview.window()->size();
+    overlay.isPreviewVisible = nullptr;
+    for (int run = 0; run < kShowRuns; ++run) {
+        QElapsedTimer start;
+        start.start();
+        controller.makeItem(clip);
+        figures.writes.append(start.nsecsElapsed() / 1e6);
+        start.restart();
+        QImage decoded = QImage::fromData(*clip.imageData);
+        figures.decodes.append(start.nsecsElapsed() / 1e6);
+    }
+    Baseline bare(QRect(QPoint(), figures.window));
+    for (int run = 0; run < kShowRuns; ++run) {
+        bare.view.hide();
+        settle(100);
+        QElapsedTimer start;
+        start.start();
+        bare.view.show();
+        bare.view.raise();
+        bare.view.requestActivate();
+        figures.bareShows.append(untilFrame(&bare.view, start));
+    }
+    return figures;
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -384,6 +474,8 @@ int main(int argc, char *argv[])
     QObject::disconnect(frameBegins);
     const double fps = frames * 1000.0 / scroll.elapsed();
 
+    const PreviewFigures preview = measurePreview(overlay);
+
     overlay.hide();
     waitUntil([&] { return !overlay.isVisible(); });
 
@@ -450,6 +542,26 @@ int main(int argc, char *argv[])
                 median(frameCpu),
                 minimum(cycleCpu),
                 1000.0 / std::max(median(cycleCpu), 0.001));
+    std::printf("preview a 1920x1080 image        %8.1f ms median, %6.1f max to its first frame; "
+                "first after start-up %.1f ms (bare %dx%d window %.1f ms, x%.1f)\n",
+                median(preview.opens),
+                maximum(preview.opens),
+                preview.firstOpen,
+                preview.window.width(),
+                preview.window.height(),
+                median(preview.bareShows),
+                median(preview.opens) / std::max(median(preview.bareShows), 0.001));
+    std::printf("  the picture in it              %8.1f ms median, %6.1f max (decoding the PNG "
+                "alone %.1f ms; writing the file %.1f ms)\n",
+                median(preview.pictures),
+                maximum(preview.pictures),
+                median(preview.decodes),
+                median(preview.writes));
+    std::printf(
+        "  preview window built hidden    %8.1f ms, %ld MB; %ld MB after showing pictures\n",
+        preview.build,
+        (preview.rssBuilt - preview.rssBefore) / 1024,
+        (preview.rssAfter - preview.rssBefore) / 1024);
     std::printf("memory: bare %ld MB, with store %ld MB, overlay built %ld MB, shown %ld MB, "
                 "every tile seen %ld MB\n",
                 rssBare / 1024,

@@ -9,6 +9,9 @@ Item {
     required property OverlayState overlayState
     required property GridController controller
     required property SidebarController sidebarController
+    // The top row's key caps and overflow menu; left out when not given.
+    property HotkeyCaps hotkeyCaps: null
+    property MoreMenu moreMenu: null
 
     readonly property real margin: 100
 
@@ -89,10 +92,35 @@ Item {
                         overlayState: root.overlayState
                         anchors {
                             left: parent.left
-                            right: parent.right
+                            right: trailing.left
                             verticalCenter: parent.verticalCenter
                             leftMargin: 14
+                            rightMargin: trailing.width > 0 ? 12 : 0
+                        }
+                    }
+
+                    Row {
+                        id: trailing
+                        anchors {
+                            right: parent.right
                             rightMargin: 14
+                            verticalCenter: parent.verticalCenter
+                        }
+                        spacing: 12
+
+                        HotkeyCapsRow {
+                            anchors.verticalCenter: parent.verticalCenter
+                            caps: root.hotkeyCaps
+                            visible: root.hotkeyCaps !== null && root.hotkeyCaps.keys.length > 0
+                        }
+                        Loader {
+                            anchors.verticalCenter: parent.verticalCenter
+                            active: root.moreMenu !== null
+                            visible: active
+                            sourceComponent: MoreMenuButton {
+                                actions: root.moreMenu
+                                controller: root.controller
+                            }
                         }
                     }
                 }
@@ -106,6 +134,7 @@ Item {
                 }
 
                 ItemGrid {
+                    id: grid
                     controller: root.controller
                     anchors {
                         top: divider.bottom
@@ -115,6 +144,12 @@ Item {
                         // Keeps scrolled tiles clear of the card's rounded bottom corner.
                         bottomMargin: 5
                     }
+                }
+
+                EmptyView {
+                    objectName: "emptyView"
+                    anchors.centerIn: grid
+                    visible: root.controller.model.count === 0
                 }
             }
         }

@@ -2,7 +2,9 @@
 
 #include "ClipListModel.h"
 #include "GridController.h"
+#include "HotkeyCaps.h"
 #include "KeyboardShortcuts/KeyTable.h"
+#include "MoreMenu.h"
 #include "OverlayState.h"
 #include "ShapeImageProvider.h"
 #include "SidebarController.h"
@@ -158,6 +160,16 @@ KeyControl::KeyPress OverlayWindow::keyPress(const QKeyEvent &event)
     return press;
 }
 
+void OverlayWindow::setTopRow(HotkeyCaps *caps, MoreMenu *menu)
+{
+    m_hotkeyCaps = caps;
+    m_moreMenu = menu;
+    if (QQuickItem *root = m_view ? m_view->rootObject() : nullptr) {
+        root->setProperty("hotkeyCaps", QVariant::fromValue(caps));
+        root->setProperty("moreMenu", QVariant::fromValue(menu));
+    }
+}
+
 QQuickWindow *OverlayWindow::window() const
 {
     return m_view;
@@ -191,7 +203,9 @@ void OverlayWindow::build()
     view->setInitialProperties(
         {{QStringLiteral("overlayState"), QVariant::fromValue(&m_state)},
          {QStringLiteral("controller"), QVariant::fromValue(m_grid)},
-         {QStringLiteral("sidebarController"), QVariant::fromValue(m_sidebar)}});
+         {QStringLiteral("sidebarController"), QVariant::fromValue(m_sidebar)},
+         {QStringLiteral("hotkeyCaps"), QVariant::fromValue(m_hotkeyCaps.data())},
+         {QStringLiteral("moreMenu"), QVariant::fromValue(m_moreMenu.data())}});
     view->setSource(QUrl(QStringLiteral("qrc:/Cliphaven/Overlay/OverlayView.qml")));
     if (view->status() != QQuickView::Ready) {
         QStringList errors;

@@ -13,7 +13,9 @@
 
 class ClipListModel;
 class GridController;
+class HotkeyCaps;
 class LinkPreviewCache;
+class MoreMenu;
 class OverlayState;
 class QKeyEvent;
 class QPropertyAnimation;
@@ -64,6 +66,10 @@ public:
     // Qt has no API for.
     std::function<void(QWindow &)> beforeMap;
 
+    // The top row's key caps and overflow menu, owned by the caller; without them the row
+    // holds the search field only.
+    void setTopRow(HotkeyCaps *caps, MoreMenu *menu);
+
     // Makes the window, its views and its native window, hidden. show() builds on first use.
     void build();
     bool isBuilt() const { return m_view != nullptr; }
@@ -108,6 +114,8 @@ private:
     KeyControl m_keys;
     QPropertyAnimation *m_appearance;
     QPointer<QQuickView> m_view;
+    QPointer<HotkeyCaps> m_hotkeyCaps;
+    QPointer<MoreMenu> m_moreMenu;
     bool m_isHiding = false;
     // Counts shows and hides, so a show's delayed zoom-in knows whether it is still wanted.
     int m_generation = 0;

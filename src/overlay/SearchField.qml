@@ -57,8 +57,8 @@ Rectangle {
         anchors {
             left: glass.right
             leftMargin: 8
-            right: parent.right
-            rightMargin: 12
+            right: clear.visible ? clear.left : parent.right
+            rightMargin: clear.visible ? 6 : 12
             verticalCenter: parent.verticalCenter
         }
         clip: true
@@ -78,6 +78,42 @@ Rectangle {
             font: input.font
             color: Theme.textTertiary
             visible: input.text.length === 0 && input.preeditText.length === 0
+        }
+    }
+
+    // Empties the query; shown only while there is one.
+    Rectangle {
+        id: clear
+        objectName: "clearButton"
+        anchors {
+            right: parent.right
+            rightMargin: 10
+            verticalCenter: parent.verticalCenter
+        }
+        width: 16
+        height: 16
+        radius: 8
+        visible: field.overlayState.query.length > 0
+        color: clearArea.containsMouse ? Theme.textSecondary : Theme.textTertiary
+
+        Repeater {
+            model: [45, -45]
+            Rectangle {
+                required property int modelData
+                anchors.centerIn: parent
+                width: 8
+                height: 1.6
+                radius: 0.8
+                rotation: modelData
+                color: Theme.material
+            }
+        }
+
+        MouseArea {
+            id: clearArea
+            anchors.fill: parent
+            hoverEnabled: true
+            onClicked: field.overlayState.query = ""
         }
     }
 

@@ -24,6 +24,7 @@ class GridFixture : public QObject
     Q_OBJECT
     Q_PROPERTY(GridController *controller READ controller CONSTANT)
     Q_PROPERTY(SidebarController *sidebar READ sidebar CONSTANT)
+    Q_PROPERTY(OverlayState *state READ state CONSTANT)
 
 public:
     GridFixture()
@@ -37,6 +38,7 @@ public:
 
     GridController *controller() { return &m_grid; }
     SidebarController *sidebar() { return &m_sidebar; }
+    OverlayState *state() { return &m_state; }
 
     // count items, "0" newest; no categories, no selection, nothing picked.
     Q_INVOKABLE void reset(int count)

@@ -12,13 +12,21 @@
 #include "capture/ClipboardMonitor.h"
 #include "capture/LinkPreviewCache.h"
 #include "model/SeedData.h"
+#include "overlay/HotkeyCaps.h"
+#include "overlay/MoreMenu.h"
 #include "overlay/OverlayWindow.h"
+#include "overlay/PreviewWindow.h"
+#include "overlay/QuickLookController.h"
 #include "paste/Paster.h"
 #include "platform/x11/X11WindowHints.h"
 
 #include <QApplication>
+#include <QGridLayout>
 #include <QLoggingCategory>
+#include <QMessageBox>
 #include <QPointer>
+#include <QPushButton>
+#include <QQuickWindow>
 #include <QScreen>
 #include <QTimer>
 #include <QWindow>
@@ -57,6 +65,29 @@ private:
     bool m_opened = false;
     std::unique_ptr<Sounds::Voice> m_voice;
 };
+
+// The one-time explainer before the first pause; true when the user chose "Pause".
+bool confirmPause()
+{
+    QMessageBox box(QMessageBox::Information,
+                    QStringLiteral("Cliphaven"),
+                    MoreMenu::kExplainerMessage,
+                    QMessageBox::NoButton);
+    box.setInformativeText(MoreMenu::kExplainerText);
+    box.setWindowIcon(QIcon(QStringLiteral(":/cliphaven/icons/cliphaven.svg")));
+    QPushButton *pause = box.addButton(QStringLiteral("Pause"), QMessageBox::AcceptRole);
+    box.addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
+    box.setDefaultButton(pause);
+    // Wide enough that the explanation reads as a paragraph, not a column.
+    if (auto *grid = qobject_cast<QGridLayout *>(box.layout()))
+        grid->addItem(new QSpacerItem(420, 0, QSizePolicy::Minimum, QSizePolicy::Minimum),
+                      grid->rowCount(),
+                      0,
+                      1,
+                      grid->columnCount());
+    box.exec();
+    return box.clickedButton() == pause;
+}
 
 } // namespace
 
@@ -146,9 +177,36 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
                                                          : std::nullopt;
         return frame ? OverlayWindow::screenOfWindow(*frame) : nullptr;
     };
+    // The top row: the shortcut's key caps (read once the shortcuts are set up, below) and
+    // the overflow menu.
+    m_hotkeyCaps = std::make_unique<HotkeyCaps>();
+    m_moreMenu = std::make_unique<MoreMenu>(AppPrefs::shared());
+    m_moreMenu->confirmPause = confirmPause;
+    m_moreMenu->onShowPreferences = [this] {
+        m_overlay->hide();
+        showPreferences();
+    };
+    m_moreMenu->onCheckForUpdates = [] { SparkleUpdater::shared().checkForUpdates(); };
+    m_moreMenu->onQuit = [] { QCoreApplication::quit(); };
+    m_overlay->setTopRow(m_hotkeyCaps.get(), m_moreMenu.get());
+    // Space previews the current item over the overlay, which stays while the preview has the
+    // focus. When another application takes the focus from the preview, the overlay goes too.
+    m_preview = std::make_unique<PreviewWindow>(QuickLookController::shared());
+    m_preview->beforeMap = [](QWindow &window) { X11WindowHints::skipTaskbar(window); };
+    m_preview->onClosed = [this](PreviewWindow::CloseReason reason) {
+        const QQuickWindow *overlay = m_overlay->window();
+        if (reason == PreviewWindow::CloseReason::FocusLost && overlay && !overlay->isActive())
+            m_overlay->hide();
+    };
+    m_overlay->onQuickLook = [this](const ClipItem &item) {
+        m_preview->toggle(item, m_overlay->window());
+    };
+    m_overlay->isPreviewVisible = [this] { return m_preview->isVisible(); };
     QTimer::singleShot(0, this, [this, done] {
         if (!m_overlay->isBuilt())
             m_overlay->build();
+        // The preview's window too (a megabyte), so the first Space shows it at once.
+        m_preview->build();
         done(QStringLiteral("overlay built"));
     });
 
@@ -171,6 +229,8 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
         if (self)
             self->toggleOverlay();
     });
+    m_hotkeyCaps->setSource(
+        [this] { return m_shortcuts->getShortcut(ShortcutNames::toggleOverlay); });
     const auto shortcut = m_shortcuts->getShortcut(ShortcutNames::toggleOverlay);
     done(QStringLiteral("global shortcut: ")
          + (shortcut ? shortcut->description() : QStringLiteral("none")));
@@ -193,6 +253,7 @@ void AppDelegate::toggleOverlay()
     if (!m_overlay)
         qFatal("toggleOverlay before launch");
     if (m_overlay->isVisible() && !m_overlay->isHiding()) {
+        m_preview->close();
         m_overlay->hide();
         return;
     }

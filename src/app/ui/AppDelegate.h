@@ -17,8 +17,11 @@
 #include <optional>
 
 class ClipboardMonitor;
+class HotkeyCaps;
+class MoreMenu;
 class OverlayWindow;
 class Paster;
+class PreviewWindow;
 class PreferencesWindow;
 class SingleInstance;
 class TrayIcon;
@@ -73,6 +76,10 @@ private:
     std::unique_ptr<ClipboardMonitor> m_monitor;
     std::unique_ptr<Paster> m_paster;
     OverlayState m_overlayState;
+    // The overlay's top row and preview, kept longer than the views that show them.
+    std::unique_ptr<HotkeyCaps> m_hotkeyCaps;
+    std::unique_ptr<MoreMenu> m_moreMenu;
+    std::unique_ptr<PreviewWindow> m_preview;
     std::unique_ptr<OverlayWindow> m_overlay;
     KeyboardShortcuts::SystemKeyboard m_keyboard;
     std::unique_ptr<KeyboardShortcuts::Registry> m_shortcuts;

@@ -1,0 +1,29 @@
+#include "HotkeyCaps.h"
+
+#include "KeyboardShortcuts/Notifier.h"
+
+HotkeyCaps::HotkeyCaps(QObject *parent)
+    : QObject(parent)
+{
+    connect(&KeyboardShortcuts::Notifier::shared(),
+            &KeyboardShortcuts::Notifier::shortcutByNameDidChange,
+            this,
+            &HotkeyCaps::refresh);
+}
+
+void HotkeyCaps::setSource(Source source)
+{
+    m_source = std::move(source);
+    refresh();
+}
+
+void HotkeyCaps::refresh()
+{
+    const std::optional<KeyboardShortcuts::Shortcut> shortcut = m_source ? m_source()
+                                                                         : std::nullopt;
+    const QStringList keys = shortcut ? shortcut->keyCaps() : QStringList();
+    if (keys == m_keys)
+        return;
+    m_keys = keys;
+    emit keysChanged();
+}

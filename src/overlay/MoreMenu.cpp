@@ -1,0 +1,50 @@
+#include "MoreMenu.h"
+
+#include "app/AppPrefs.h"
+
+#include <QTimer>
+
+MoreMenu::MoreMenu(AppPrefs &prefs, QObject *parent)
+    : QObject(parent)
+    , m_prefs(prefs)
+{
+    connect(&m_prefs, &AppPrefs::pausedChanged, this, &MoreMenu::pausedChanged);
+}
+
+bool MoreMenu::paused() const
+{
+    return m_prefs.paused();
+}
+
+void MoreMenu::togglePause()
+{
+    if (m_prefs.paused() || m_prefs.seenPauseExplainer()) {
+        m_prefs.setPaused(!m_prefs.paused());
+        return;
+    }
+    // Marked first, so the explainer shows once whatever the answer; asked on the next turn,
+    // once the menu that asked has closed.
+    m_prefs.setSeenPauseExplainer(true);
+    QTimer::singleShot(0, this, [this] {
+        if (!confirmPause || confirmPause())
+            m_prefs.setPaused(true);
+    });
+}
+
+void MoreMenu::showPreferences()
+{
+    if (onShowPreferences)
+        onShowPreferences();
+}
+
+void MoreMenu::checkForUpdates()
+{
+    if (onCheckForUpdates)
+        onCheckForUpdates();
+}
+
+void MoreMenu::quit()
+{
+    if (onQuit)
+        onQuit();
+}
