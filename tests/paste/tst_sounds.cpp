@@ -4,11 +4,6 @@
 
 namespace {
 
-double amplitude(const QList<float> &samples, double frequency)
-{
-    return amplitudeAt(samples.constData(), samples.size(), frequency);
-}
-
 float peak(const QList<float> &samples, qsizetype from = 0, qsizetype to = -1)
 {
     float result = 0;
@@ -57,18 +52,6 @@ private slots:
         QVERIFY(peak(samples, attackEnd, attackEnd + window) > 0.5 * bound);
         QVERIFY(peak(samples, frames - window) < bound * endEnvelope * 1.2);
         QVERIFY(peak(samples, frames - window) > bound * endEnvelope * 0.3);
-    }
-
-    void partialsKeepTheirRatio()
-    {
-        // The copy tick's 1320 Hz is heard on a real sound server.
-        const QList<float> copy = Sounds::synthesize(Sounds::copyTone());
-        const double octave = amplitude(copy, 2640) / amplitude(copy, 1320);
-        QVERIFY(octave >= 0.3 && octave <= 0.5);
-        const QList<float> paste = Sounds::synthesize(Sounds::pasteTone());
-        QVERIFY(amplitude(paste, 520) > amplitude(paste, 780));
-        QVERIFY(amplitude(paste, 780) > amplitude(paste, 1040));
-        QVERIFY(amplitude(paste, 520) > 5 * amplitude(paste, 1320));
     }
 
     void voices_data()
