@@ -63,14 +63,14 @@ private slots:
     {
         QSignalSpy delivered(&r->monitor, &ClipboardMonitor::onNew);
 
-        const RunningApplication target = startZenity("Target");
+        QProcess *targetProcess = nullptr;
+        const RunningApplication target = startZenity("Target", &targetProcess);
         QVERIFY(target.window != 0);
         // The overlay opens on the screen of this window: its frame is on the desktop.
         const std::optional<QRect> frame = r->workspace.windowFrame(target);
         QVERIFY(frame && !frame->isEmpty());
         QVERIFY(QRect(0, 0, 1920, 1080).contains(frame->center()));
         QVERIFY(!r->workspace.windowFrame(RunningApplication{0x7ffffff, {}, 0}));
-        QProcess *targetProcess = nullptr;
         // The target is no longer in front when the item is picked.
         QVERIFY(startZenity("Elsewhere").window != 0);
 
@@ -92,11 +92,6 @@ private slots:
         Programs::run("xdotool", {"keyup", "shift"});
         Programs::run("xdotool", {"key", "Return"});
 
-        for (QProcess *process : m_programs.processes()) {
-            if (process->processId() == target.pid)
-                targetProcess = process;
-        }
-        QVERIFY(targetProcess);
         QTRY_COMPARE_WITH_TIMEOUT(targetProcess->state(), QProcess::NotRunning, 20000);
         QCOMPARE(QString::fromUtf8(targetProcess->readAllStandardOutput()), text + u'\n');
         QCOMPARE(r->alerts, 0);
@@ -122,7 +117,8 @@ private slots:
         paster.setAlertPresenter([&] { ++alerts; });
         paster.paste(ClipItem::makeText(QStringLiteral("by hand")), std::nullopt, r->monitor);
         QTRY_COMPARE_WITH_TIMEOUT(alerts, 1, 5000);
-        QCOMPARE(QString::fromUtf8(Programs::run("xclip", {"-o", "-selection", "clipboard"})),
+        QCOMPARE(QString::fromUtf8(
+                     Programs::run("xclip", {"-o", "-selection", "clipboard"}).value_or("")),
                  QStringLiteral("by hand"));
     }
 
@@ -140,16 +136,18 @@ private slots:
     }
 
 private:
-    RunningApplication startZenity(const QString &title);
+    RunningApplication startZenity(const QString &title, QProcess **process = nullptr);
 
     Programs m_programs;
     std::unique_ptr<Rig> r;
 };
 
-RunningApplication X11PasteTest::startZenity(const QString &title)
+RunningApplication X11PasteTest::startZenity(const QString &title, QProcess **process)
 {
     QProcess *zenity = m_programs.start(QStringLiteral("zenity"),
                                         {"--entry", "--title=" + title, "--text=" + title});
+    if (process)
+        *process = zenity;
     std::optional<RunningApplication> app;
     // openbox gives a new window the focus; it is in front once the window manager says so.
     const bool inFront = QTest::qWaitFor(
