@@ -1,13 +1,9 @@
 #include "capture/LinkPreviewCache.h"
 #include "common/Images.h"
-#include "model/Store.h"
-#include "overlay/ClipListModel.h"
-#include "overlay/OverlayState.h"
-#include "overlay/TileImageProvider.h"
+#include "common/OverlayRig.h"
 
 #include <QAbstractItemModelTester>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 
 namespace {
@@ -30,44 +26,33 @@ QStringList column(const ClipListModel &model, int role)
 
 } // namespace
 
-// A store with history "5" (newest) ... "1", one category, and the model over them, checked
-// by QAbstractItemModelTester throughout. Row changes are written down in edits.
-class Fixture
+// A history "0" (newest) ... "4" and one category, the model checked by
+// QAbstractItemModelTester throughout; its row changes are written down in edits.
+struct Fixture : OverlayRig
 {
-public:
     explicit Fixture(LinkPreviewCache *links = nullptr)
-        : store(dir.path() + QStringLiteral("/store.json"))
-        , images(std::make_shared<TileImageSource>())
+        : OverlayRig(links)
     {
-        for (int i = 1; i <= 5; ++i)
-            store.captureFromClipboard(ClipItem::makeText(QString::number(i)));
+        fill(5);
         categoryId = store.addCategory(QStringLiteral("Saved"));
-        model = std::make_unique<ClipListModel>(store, state, images, links);
-        tester = std::make_unique<QAbstractItemModelTester>(
-            model.get(), QAbstractItemModelTester::FailureReportingMode::QtTest);
         const auto span = [this](const char *what) {
             return [this, what](const QModelIndex &, int first, int last) {
                 edits.append(QStringLiteral("%1 %2-%3").arg(what).arg(first).arg(last));
             };
         };
-        QObject::connect(model.get(), &QAbstractItemModel::rowsInserted, span("insert"));
-        QObject::connect(model.get(), &QAbstractItemModel::rowsRemoved, span("remove"));
-        QObject::connect(model.get(), &QAbstractItemModel::rowsMoved, span("move"));
-        QObject::connect(model.get(), &QAbstractItemModel::modelReset, [this] {
+        QObject::connect(&model, &QAbstractItemModel::rowsInserted, span("insert"));
+        QObject::connect(&model, &QAbstractItemModel::rowsRemoved, span("remove"));
+        QObject::connect(&model, &QAbstractItemModel::rowsMoved, span("move"));
+        QObject::connect(&model, &QAbstractItemModel::modelReset, [this] {
             edits.append(QStringLiteral("reset"));
         });
     }
 
-    QStringList texts() const { return column(*model, ClipListModel::ExcerptRole); }
-    QVariant first(int role) const { return model->data(model->index(0), role); }
+    QStringList texts() const { return column(model, ClipListModel::ExcerptRole); }
+    QVariant first(int role) const { return model.data(model.index(0), role); }
 
-    QTemporaryDir dir;
-    Store store;
-    OverlayState state;
-    std::shared_ptr<TileImageSource> images;
+    QAbstractItemModelTester tester{&model, QAbstractItemModelTester::FailureReportingMode::QtTest};
     QUuid categoryId;
-    std::unique_ptr<ClipListModel> model;
-    std::unique_ptr<QAbstractItemModelTester> tester;
     QStringList edits;
 };
 
@@ -155,16 +140,16 @@ private slots:
         QTest::addColumn<QStringList>("edits");
         QTest::addColumn<QStringList>("texts");
         QTest::newRow("a new capture is one insert at the top")
-            << "6" << QList<int>() << QStringList{"insert 0-0"}
-            << QStringList{"6", "5", "4", "3", "2", "1"};
+            << "5" << QList<int>() << QStringList{"insert 0-0"}
+            << QStringList{"5", "0", "1", "2", "3", "4"};
         QTest::newRow("recapturing an older entry is one move")
-            << "2" << QList<int>() << QStringList{"move 3-3"}
-            << QStringList{"2", "5", "4", "3", "1"};
+            << "3" << QList<int>() << QStringList{"move 3-3"}
+            << QStringList{"3", "0", "1", "2", "4"};
         QTest::newRow("separate entries are removed row by row")
             << "" << QList{1, 3} << QStringList{"remove 3-3", "remove 1-1"}
-            << QStringList{"5", "3", "1"};
+            << QStringList{"0", "2", "4"};
         QTest::newRow("neighbours are one removal")
-            << "" << QList{1, 2, 3} << QStringList{"remove 1-3"} << QStringList{"5", "1"};
+            << "" << QList{1, 2, 3} << QStringList{"remove 1-3"} << QStringList{"0", "4"};
     }
     void historyChangesAreRowEdits()
     {
@@ -173,12 +158,12 @@ private slots:
         QFETCH(QStringList, edits);
         QFETCH(QStringList, texts);
         Fixture f;
-        QSignalSpy count(f.model.get(), &ClipListModel::countChanged);
+        QSignalSpy count(&f.model, &ClipListModel::countChanged);
         if (!captured.isEmpty())
             f.store.captureFromClipboard(ClipItem::makeText(captured));
         QSet<QUuid> ids;
         for (int row : deleted)
-            ids.insert(f.model->itemAt(row).id);
+            ids.insert(f.model.itemAt(row).id);
         if (!ids.isEmpty())
             f.store.deleteFromHistory(ids);
         QCOMPARE(f.edits, edits);
@@ -195,7 +180,7 @@ private slots:
         QCOMPARE(f.texts(), QStringList({"12", "1"}));
         QVERIFY(!f.edits.join(' ').contains(u"insert"));
         f.state.setQuery(QString());
-        QCOMPARE(f.texts(), QStringList({"12", "5", "4", "3", "2", "1"}));
+        QCOMPARE(f.texts(), QStringList({"12", "0", "1", "2", "3", "4"}));
         QVERIFY(!f.edits.contains(u"reset"));
     }
 
@@ -207,20 +192,20 @@ private slots:
         QCOMPARE(f.edits, QStringList{"reset"});
         QCOMPARE(f.texts(), QStringList({"kept"}));
         // A history change no longer touches the category's rows.
-        QSignalSpy changed(f.model.get(), &QAbstractItemModel::dataChanged);
+        QSignalSpy changed(&f.model, &QAbstractItemModel::dataChanged);
         f.store.captureFromClipboard(ClipItem::makeText(QStringLiteral("elsewhere")));
         QCOMPARE(f.edits, QStringList{"reset"});
         QCOMPARE(changed.size(), 0);
         // A tab whose category is gone shows nothing.
         f.store.deleteCategory(f.categoryId);
-        QCOMPARE(f.model->rowCount(), 0);
+        QCOMPARE(f.model.rowCount(), 0);
     }
 
     void selectionChangesRepaintOnlyTheRowsThatChanged()
     {
         Fixture f;
-        const QList<ClipItem> items = f.model->items();
-        QSignalSpy changed(f.model.get(), &QAbstractItemModel::dataChanged);
+        const QList<ClipItem> items = f.model.items();
+        QSignalSpy changed(&f.model, &QAbstractItemModel::dataChanged);
         f.state.setSelection({items.at(1).id, items.at(3).id});
         QCOMPARE(changed.size(), 2);
         for (const QList<QVariant> &signal : std::as_const(changed))
@@ -228,7 +213,7 @@ private slots:
         changed.clear();
         f.state.setSelection({items.at(3).id, items.at(4).id});
         QCOMPARE(changed.size(), 2);
-        QCOMPARE(column(*f.model, ClipListModel::SelectedRole),
+        QCOMPARE(column(f.model, ClipListModel::SelectedRole),
                  QStringList({"false", "false", "false", "true", "true"}));
         // A new row comes selected when its id is.
         const ClipItem fresh = ClipItem::makeText(QStringLiteral("fresh"));
@@ -242,13 +227,13 @@ private slots:
         Fixture f;
         const QByteArray png = solidImage(Qt::blue, {40, 20});
         f.store.captureFromClipboard(ClipItem::makeImage(png));
-        QSignalSpy changed(f.model.get(), &QAbstractItemModel::dataChanged);
+        QSignalSpy changed(&f.model, &QAbstractItemModel::dataChanged);
         f.store.setOCR(QStringLiteral("words"), png);
         QCOMPARE(changed.size(), 0);
         // The row still carries the new value for those who read the item, and the query finds it.
-        QCOMPARE(f.model->itemAt(0).ocrText, QStringLiteral("words"));
+        QCOMPARE(f.model.itemAt(0).ocrText, QStringLiteral("words"));
         f.state.setQuery(QStringLiteral("WORDS"));
-        QCOMPARE(f.model->rowCount(), 1);
+        QCOMPARE(f.model.rowCount(), 1);
     }
 
     void linkRowsShowTheCachedPreviewOnceItArrives()
@@ -259,9 +244,9 @@ private slots:
         f.store.captureFromClipboard(ClipItem::makeText(QStringLiteral("http://127.0.0.1:9/page")));
         QCOMPARE(f.first(ClipListModel::LinkFetchedRole).toBool(), false);
         QCOMPARE(f.first(ClipListModel::LinkHostRole).toString(), "127.0.0.1");
-        QSignalSpy changed(f.model.get(), &QAbstractItemModel::dataChanged);
-        f.model->loadLinkPreview(0);
-        f.model->loadLinkPreview(0);
+        QSignalSpy changed(&f.model, &QAbstractItemModel::dataChanged);
+        f.model.loadLinkPreview(0);
+        f.model.loadLinkPreview(0);
         QTRY_VERIFY_WITH_TIMEOUT(f.first(ClipListModel::LinkFetchedRole).toBool(), 10000);
         QCOMPARE(changed.size(), 1);
         QCOMPARE(f.first(ClipListModel::LinkTitleRole).toString(), QString());

@@ -1,12 +1,7 @@
-#include "model/Store.h"
-#include "overlay/ClipListModel.h"
-#include "overlay/GridController.h"
+#include "common/OverlayRig.h"
 #include "overlay/GridGeometry.h"
-#include "overlay/OverlayState.h"
-#include "overlay/TileImageProvider.h"
 
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 
 namespace {
@@ -19,51 +14,24 @@ QString idString(const QUuid &id)
 } // namespace
 
 // Ten history items, "0" newest ... "9", two categories, and a grid 1000 wide (five columns).
-class Fixture
+struct Fixture : OverlayRig
 {
-public:
     Fixture()
-        : store(dir.path() + QStringLiteral("/store.json"))
-        , model(store, state, std::make_shared<TileImageSource>(), nullptr)
-        , grid(store, state, model)
     {
-        for (int i = 9; i >= 0; --i)
-            store.captureFromClipboard(ClipItem::makeText(QString::number(i)));
+        fill(10);
         work = store.addCategory(QStringLiteral("Work"));
         home = store.addCategory(QStringLiteral("Home"));
-        grid.onPick = [this](const ClipItem &item) { picked.append(*item.text); };
     }
 
-    QUuid id(int index) const { return model.itemAt(index).id; }
-    QSet<QUuid> ids(const QList<int> &indexes) const
-    {
-        QSet<QUuid> set;
-        for (int index : indexes)
-            set.insert(id(index));
-        return set;
-    }
-    void select(const QList<int> &indexes) { state.setSelection(ids(indexes)); }
-    QStringList texts(const QList<ClipItem> &items) const
-    {
-        QStringList list;
-        for (const ClipItem &item : items)
-            list.append(*item.text);
-        return list;
-    }
+    void select(const QList<int> &rows) { state.setSelection(ids(rows)); }
     QStringList categoryTexts(const QUuid &category) const
     {
         return texts(store.category(category)->items);
     }
     QPointF centreOf(int index) const { return GridGeometry::tileFrame(index, 1000).center(); }
 
-    QTemporaryDir dir;
-    Store store;
-    OverlayState state;
-    ClipListModel model;
-    GridController grid;
     QUuid work;
     QUuid home;
-    QStringList picked;
 };
 
 class GridControllerTest : public QObject

@@ -185,21 +185,6 @@ private slots:
         QCOMPARE(alphaAt(faint, faint.width() / 2, faint.height() / 2), 20);
     }
 
-    void malformedShapesAreNull_data()
-    {
-        QTest::addColumn<QString>("id");
-        QTest::newRow("too few parts") << "rounded/6/15/15/ffffff/ff0000";
-        QTest::newRow("bad colour") << "rounded/6/15/15/zzzzzz/ff0000/1";
-        QTest::newRow("huge radius") << "rounded/100000/15/15/ffffff/ff0000/1";
-    }
-    void malformedShapesAreNull()
-    {
-        QFETCH(QString, id);
-        QSize size(-1, -1);
-        QVERIFY(ShapeImageProvider().requestImage(id, &size, QSize()).isNull());
-        QVERIFY(size.isEmpty());
-    }
-
     void softwareRenderersAreRecognised_data()
     {
         QTest::addColumn<QByteArray>("renderer");
