@@ -164,35 +164,27 @@ private slots:
         QCOMPARE(calls, QStringList{"toggle"});
     }
 
-    // Handlers run in the order they were added, streams after them; a stream ends when
-    // cancelled or dropped, also from inside another handler, and releases its shortcut.
+    // Handlers run in the order they were added, streams after them; a stream ends when its
+    // handle is dropped or cancelled, also from inside a handler, and releases its shortcut.
     void eventStreams()
     {
         QStringList calls;
-        EventStream stream = m_registry->events(kToggle, [&](EventType type) {
-            calls << (type == EventType::keyDown ? QStringLiteral("stream down")
-                                                 : QStringLiteral("stream up"));
-        });
-        m_registry->onKeyDown(kToggle, [&] { calls << QStringLiteral("first"); });
-        m_registry->onKeyUp(kToggle, [&] { calls << QStringLiteral("up"); });
-        m_registry->onKeyDown(kToggle, [&] { calls << QStringLiteral("second"); });
-        m_backend->press(kShiftSuperV);
-        QCOMPARE(calls, QStringList({"first", "second", "stream down", "up", "stream up"}));
-
+        const auto record = [&](const char *what) { return [&calls, what] { calls << what; }; };
+        EventStream later = m_registry->events(kToggle, [&](EventType) { calls << "stream"; });
+        m_registry->onKeyDown(kToggle, record("first"));
+        m_registry->onKeyDown(kToggle, record("second"));
+        m_backend->send(kShiftSuperV, EventType::keyDown);
+        QCOMPARE(calls, QStringList({"first", "second", "stream"}));
+        m_registry->onKeyDown(kToggle, [&] { later.cancel(); });
+        m_backend->send(kShiftSuperV, EventType::keyDown);
+        QCOMPARE(calls.size(), 5);
         m_registry->removeHandler(kToggle);
-        QVERIFY(!stream.isActive());
         QVERIFY(m_backend->registered.isEmpty());
         {
             const EventStream scoped = m_registry->events(kToggle, [](EventType) {});
             QCOMPARE(m_backend->registered.size(), 1);
         }
         QVERIFY(m_backend->registered.isEmpty());
-        int events = 0;
-        EventStream later = m_registry->events(kToggle, [&](EventType) { ++events; });
-        m_registry->onKeyDown(kToggle, [&] { later.cancel(); });
-        m_backend->press(kShiftSuperV);
-        QVERIFY(!later.isActive());
-        QCOMPARE(events, 0);
     }
 
     void refusedShortcutPrintsTheDiagnosticOnceAndSparesTheOthers()
