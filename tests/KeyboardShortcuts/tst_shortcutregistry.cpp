@@ -90,7 +90,6 @@ private slots:
     {
         QTest::addColumn<QVariant>("stored");
         QTest::newRow("garbage text") << QVariant(QStringLiteral("not json"));
-        QTest::newRow("half a shortcut") << QVariant(QStringLiteral(R"({"carbonKeyCode":9})"));
         QTest::newRow("a number") << QVariant(42);
     }
 
@@ -165,52 +164,27 @@ private slots:
         QCOMPARE(calls, QStringList{"toggle"});
     }
 
-    void eventsReachTheirHandlersInOrder()
+    // Handlers run in the order they were added, streams after them; a stream ends when its
+    // handle is dropped or cancelled, also from inside a handler, and releases its shortcut.
+    void eventStreams()
     {
         QStringList calls;
-        const EventStream stream = m_registry->events(kToggle, [&](EventType type) {
-            calls << (type == EventType::keyDown ? QStringLiteral("stream down")
-                                                 : QStringLiteral("stream up"));
-        });
-        m_registry->onKeyDown(kToggle, [&] { calls << QStringLiteral("first"); });
-        m_registry->onKeyUp(kToggle, [&] { calls << QStringLiteral("up"); });
-        m_registry->onKeyDown(kToggle, [&] { calls << QStringLiteral("second"); });
-        int typedUps = 0;
-        const EventStream typed = m_registry->events(EventType::keyUp, kToggle, [&] { ++typedUps; });
-
+        const auto record = [&](const char *what) { return [&calls, what] { calls << what; }; };
+        EventStream later = m_registry->events(kToggle, [&](EventType) { calls << "stream"; });
+        m_registry->onKeyDown(kToggle, record("first"));
+        m_registry->onKeyDown(kToggle, record("second"));
         m_backend->send(kShiftSuperV, EventType::keyDown);
-        QCOMPARE(calls, QStringList({"first", "second", "stream down"}));
-        QCOMPARE(typedUps, 0);
-        calls.clear();
-        m_backend->send(kShiftSuperV, EventType::keyUp);
-        QCOMPARE(calls, QStringList({"up", "stream up"}));
-        QCOMPARE(typedUps, 1);
-    }
-
-    void cancelledStreamGetsNothingAndReleasesTheShortcut()
-    {
-        int events = 0;
-        EventStream stream = m_registry->events(kToggle, [&](EventType) { ++events; });
-        EventStream moved = std::move(stream);
-        QVERIFY(!stream.isActive());
-        m_backend->press(kShiftSuperV);
-        QCOMPARE(events, 2);
-
-        moved.cancel();
-        QVERIFY(!moved.isActive());
+        QCOMPARE(calls, QStringList({"first", "second", "stream"}));
+        m_registry->onKeyDown(kToggle, [&] { later.cancel(); });
+        m_backend->send(kShiftSuperV, EventType::keyDown);
+        QCOMPARE(calls.size(), 5);
+        m_registry->removeHandler(kToggle);
         QVERIFY(m_backend->registered.isEmpty());
-        // Dropping a stream ends it too.
         {
-            const EventStream scoped = m_registry->events(kToggle, [&](EventType) { ++events; });
+            const EventStream scoped = m_registry->events(kToggle, [](EventType) {});
             QCOMPARE(m_backend->registered.size(), 1);
         }
         QVERIFY(m_backend->registered.isEmpty());
-        // A handler may cancel a stream that would run after it.
-        EventStream later = m_registry->events(kToggle, [&](EventType) { ++events; });
-        m_registry->onKeyDown(kToggle, [&] { later.cancel(); });
-        m_backend->send(kShiftSuperV, EventType::keyDown);
-        QVERIFY(!later.isActive());
-        QCOMPARE(events, 2);
     }
 
     void refusedShortcutPrintsTheDiagnosticOnceAndSparesTheOthers()
@@ -263,21 +237,6 @@ private slots:
         QCOMPARE(other, 2);
     }
 
-    void removeHandlerUnregistersShortcutsNoLongerWanted()
-    {
-        m_registry->setShortcut(kF5, kOther);
-        m_registry->onKeyDown(kToggle, [] {});
-        const EventStream stream = m_registry->events(kOther, [](EventType) {});
-        QCOMPARE(m_backend->registered.size(), 2);
-
-        m_registry->removeHandler(kOther);
-        QCOMPARE(m_backend->registered.values(), QList<Shortcut>{kShiftSuperV});
-        QVERIFY(!stream.isActive());
-        m_registry->removeAllHandlers();
-        QVERIFY(m_backend->registered.isEmpty());
-        QVERIFY(m_registry->registeredShortcuts().isEmpty());
-    }
-
     void unknownIdsAreIgnoredAndDestroyingUnregistersEverything()
     {
         int fired = 0;
@@ -288,6 +247,7 @@ private slots:
         m_backend->handler(99, EventType::keyDown);
         // An event queued before its hot key was unregistered.
         m_registry->removeHandler(kToggle);
+        QCOMPARE(m_backend->registered.values(), QList<Shortcut>{kF5});
         m_backend->handler(1, EventType::keyDown);
         QCOMPARE(fired, 0);
         m_registry.reset();

@@ -1,167 +1,191 @@
 #include "app/ApplicationCatalog.h"
+#include "app/AutostartEntry.h"
 #include "app/DesktopEntry.h"
 #include "common/Files.h"
 
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-QStringList names(const QList<DesktopEntry> &entries)
-{
-    QStringList result;
-    for (const DesktopEntry &entry : entries)
-        result.append(entry.name);
-    return result;
-}
-
-} // namespace
 
 class TestDesktopEntry : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void parsesTheEntryGroup()
-    {
-        const auto entry = DesktopEntry::parse("# A comment\n[Desktop Entry]\nType = Application\n"
-                                               "Name=Text\\sEditor\nIcon=/opt/editor/icon.svg\n"
-                                               "Exec=\"/opt/My Editor/editor\" --new-window %U\n"
-                                               "StartupWMClass=Editor\nNoDisplay=false\n\n"
-                                               "[Desktop Action new]\nName=New Window\n"
-                                               "Exec=editor --other\nIcon=other\n",
-                                               QStringLiteral("editor.desktop"),
-                                               QStringLiteral("C"));
-        QVERIFY(entry);
-        QCOMPARE(entry->type, QStringLiteral("Application"));
-        QCOMPARE(entry->name, QStringLiteral("Text Editor"));
-        QCOMPARE(entry->icon, QStringLiteral("/opt/editor/icon.svg"));
-        QCOMPARE(entry->startupWMClass, QStringLiteral("Editor"));
-        QCOMPARE(entry->program(), QStringLiteral("editor"));
-        QVERIFY(!entry->noDisplay && !entry->hidden);
-    }
-
-    void identifier_data()
-    {
-        QTest::addColumn<QByteArray>("keys");
-        QTest::addColumn<QString>("identifier");
-
-        QTest::newRow("declared window class")
-            << QByteArray("StartupWMClass=KeePassXC\nExec=keepassxc") << "KeePassXC";
-        QTest::newRow("program from a path")
-            << QByteArray("Exec=/usr/lib/firefox-esr/firefox-esr %u") << "firefox-esr";
-        QTest::newRow("quoted program with spaces")
-            << QByteArray("Exec=\"/opt/Some App/some app\" --flag") << "some app";
-        QTest::newRow("program behind env")
-            << QByteArray("Exec=env GDK_BACKEND=x11 -u FOO gimp %U") << "gimp";
-        QTest::newRow("flatpak id") << QByteArray(
-            "Exec=/usr/bin/flatpak run --branch=stable org.example.App\nX-Flatpak=org.example.App")
-                                    << "org.example.App";
-        QTest::newRow("no Exec") << QByteArray() << "";
-    }
-
-    void identifier()
-    {
-        QFETCH(QByteArray, keys);
-        QFETCH(QString, identifier);
-        const auto entry = DesktopEntry::parse("[Desktop Entry]\nName=X\n" + keys + "\n",
-                                               QStringLiteral("x.desktop"),
-                                               QStringLiteral("C"));
-        QVERIFY(entry);
-        QCOMPARE(entry->identifier(), identifier);
-        if (!identifier.isEmpty()) {
-            // The ignore list finds the entry again by what it stored, in any capitalisation.
-            QVERIFY(entry->matches(identifier));
-            QVERIFY(entry->matches(identifier.toUpper()));
-        }
-        QVERIFY(!entry->matches(QString()));
-    }
-
-    void rejectsWhatIsNotAnEntry_data()
+    void parse_data()
     {
         QTest::addColumn<QByteArray>("text");
-        QTest::newRow("empty") << QByteArray();
-        QTest::newRow("binary") << QByteArray("\x7f\x45LF\x02\x01\x01\0\0\0", 10);
-        QTest::newRow("no entry group") << QByteArray("[Other]\nName=X\n");
-        QTest::newRow("no name") << QByteArray("[Desktop Entry]\nType=Application\nExec=x\n");
-        QTest::newRow("name only in an action")
-            << QByteArray("[Desktop Entry]\nType=Application\n[Desktop Action a]\nName=X\n");
-    }
+        QTest::addColumn<QString>("name"); // empty: not an entry
+        QTest::addColumn<QString>("identifier");
 
-    void rejectsWhatIsNotAnEntry()
+        QTest::newRow("the entry group only, unescaped")
+            << QByteArray("# A comment\n[Desktop Entry]\nType = Application\nName=Text\\sEditor\n"
+                          "Exec=\"/opt/My Editor/editor\" --new-window %U\n\n"
+                          "[Desktop Action new]\nName=New Window\nExec=other\n")
+            << "Text Editor"
+            << "editor";
+        const QByteArray named = "[Desktop Entry]\nName=X\n";
+        QTest::newRow("declared window class") << named + "StartupWMClass=KeePassXC\nExec=keepassxc"
+                                               << "X"
+                                               << "KeePassXC";
+        QTest::newRow("program behind env") << named + "Exec=env GDK_BACKEND=x11 -u FOO gimp %U"
+                                            << "X"
+                                            << "gimp";
+        QTest::newRow("flatpak id")
+            << named + "Exec=/usr/bin/flatpak run org.example.App\nX-Flatpak=org.example.App"
+            << "X"
+            << "org.example.App";
+        QTest::newRow("no Exec") << named << "X"
+                                 << "";
+        QTest::newRow("no entry group") << QByteArray("[Other]\nName=X\n") << ""
+                                        << "";
+        QTest::newRow("no name") << QByteArray("[Desktop Entry]\nExec=x\n") << ""
+                                 << "";
+        QTest::newRow("name only in an action")
+            << QByteArray("[Desktop Entry]\nType=Application\n[Desktop Action a]\nName=X\n") << ""
+            << "";
+    }
+    void parse()
     {
         QFETCH(QByteArray, text);
-        QVERIFY(!DesktopEntry::parse(text, QStringLiteral("x.desktop"), QStringLiteral("C")));
+        QFETCH(QString, name);
+        QFETCH(QString, identifier);
+        const auto entry = DesktopEntry::parse(text, u"x.desktop"_s, u"C"_s);
+        QCOMPARE(entry.has_value(), !name.isEmpty());
+        if (!entry)
+            return;
+        QCOMPARE(entry->name, name);
+        QCOMPARE(entry->identifier(), identifier);
+        // The ignore list finds the entry again by what it stored, in any capitalisation.
+        QCOMPARE(entry->matches(identifier.toUpper()), !identifier.isEmpty());
+        QVERIFY(!entry->matches(QString()));
     }
 
     void catalogFollowsTheDataFolderRules()
     {
         QTemporaryDir dir;
-        const QString home = dir.filePath(QStringLiteral("home"));
-        const QString system = dir.filePath(QStringLiteral("system"));
-        const auto app = [](const QByteArray &name, const QByteArray &extra = {}) -> QByteArray {
-            return "[Desktop Entry]\nType=Application\nName=" + name + "\nExec=" + name.toLower()
-                   + "\n" + extra;
+        const QString home = dir.filePath(u"home"_s);
+        const QString system = dir.filePath(u"system"_s);
+        const auto app = [](const QByteArray &name) -> QByteArray {
+            return "Name=" + name + "\nExec=" + name;
         };
-        QVERIFY(writeFile(system + "/applications/zeta.desktop", app("Zeta")));
-        QVERIFY(writeFile(system + "/applications/alpha.desktop", app("alpha")));
+        QVERIFY(writeApplication(system, "zeta", app("Zeta")));
+        QVERIFY(writeApplication(system, "alpha", app("alpha")));
         // The user's own copy hides the system one with the same id.
-        QVERIFY(writeFile(system + "/applications/editor.desktop", app("System Editor")));
-        QVERIFY(writeFile(home + "/applications/editor.desktop", app("My Editor")));
+        QVERIFY(writeApplication(system, "editor", app("System Editor")));
+        QVERIFY(writeApplication(home, "editor", app("My Editor")));
         // A hidden user entry removes the system one.
-        QVERIFY(writeFile(system + "/applications/removed.desktop", app("Removed")));
-        QVERIFY(writeFile(home + "/applications/removed.desktop", "[Desktop Entry]\nHidden=true\n"));
+        QVERIFY(writeApplication(system, "removed", app("Removed")));
+        QVERIFY(writeApplication(home, "removed", "Hidden=true\n"));
         // Entries kept out of menus, links and broken files are not offered.
-        QVERIFY(
-            writeFile(system + "/applications/helper.desktop", app("Helper", "NoDisplay=true\n")));
+        QVERIFY(writeApplication(system, "helper", app("Helper") + "\nNoDisplay=true"));
         QVERIFY(writeFile(system + "/applications/link.desktop",
                           "[Desktop Entry]\nType=Link\nName=Web\nURL=https://example.org\n"));
         QVERIFY(writeFile(system + "/applications/broken.desktop", "garbage\0\1\2"));
         // Subfolders form ids with '-'; the same program twice is offered once.
-        QVERIFY(writeFile(system + "/applications/kde/konsole.desktop", app("Konsole")));
-        QVERIFY(writeFile(system + "/applications/zeta-again.desktop", app("Zeta")));
+        QVERIFY(writeApplication(system, "kde/konsole", app("Konsole")));
+        QVERIFY(writeApplication(system, "zeta-again", app("Zeta")));
         // Found by the last part of a reverse-domain id, and by a declared window class before
         // a program of that name.
         QVERIFY(writeApplication(system, "org.gnome.Calculator", "Name=Calculator\nExec=calc\n"));
         QVERIFY(writeApplication(system, "a-navigator", "Name=Navigator Tool\nExec=navigator\n"));
         QVERIFY(writeApplication(system, "web", "Name=Web\nExec=web\nStartupWMClass=Navigator\n"));
 
-        const ApplicationCatalog catalog({home, system, dir.filePath(QStringLiteral("missing"))},
-                                         QStringLiteral("C"));
-        QCOMPARE(names(catalog.applications()),
-                 (QStringList{"alpha",
-                              "Calculator",
-                              "Konsole",
-                              "My Editor",
-                              "Navigator Tool",
-                              "Web",
-                              "Zeta"}));
-        QCOMPARE(catalog.find(QStringLiteral("Calculator"))->name, QStringLiteral("Calculator"));
-        QCOMPARE(catalog.find(QStringLiteral("Navigator"))->name, QStringLiteral("Web"));
-        QCOMPARE(catalog.find(QStringLiteral("konsole"))->fileId,
-                 QStringLiteral("kde-konsole.desktop"));
-        QVERIFY(!catalog.find(QStringLiteral("removed")));
+        const ApplicationCatalog catalog({home, system, dir.filePath(u"missing"_s)}, u"C"_s);
+        QStringList names;
+        for (const DesktopEntry &entry : catalog.applications())
+            names.append(entry.name);
+        QCOMPARE(names.join(u", "),
+                 u"alpha, Calculator, Konsole, My Editor, Navigator Tool, Web, Zeta"_s);
+        QCOMPARE(catalog.find(u"Calculator"_s)->name, u"Calculator"_s);
+        QCOMPARE(catalog.find(u"Navigator"_s)->name, u"Web"_s);
+        QCOMPARE(catalog.find(u"konsole"_s)->fileId, u"kde-konsole.desktop"_s);
+        QVERIFY(!catalog.find(u"removed"_s));
         // Kept out of menus, but still installed: an ignored identifier shows its name.
-        QCOMPARE(catalog.find(QStringLiteral("helper"))->name, QStringLiteral("Helper"));
+        QCOMPARE(catalog.find(u"helper"_s)->name, u"Helper"_s);
     }
 
     void theInstalledEntryNamesCliphavensWindows()
     {
         QFile file(QStringLiteral(CLIPHAVEN_SOURCE_DIR "/src/app/data/cliphaven.desktop"));
         QVERIFY(file.open(QIODevice::ReadOnly));
-        const auto entry = DesktopEntry::parse(file.readAll(),
-                                               QStringLiteral("cliphaven.desktop"),
-                                               QStringLiteral("C"));
+        const auto entry = DesktopEntry::parse(file.readAll(), u"cliphaven.desktop"_s, u"C"_s);
         QVERIFY(entry);
-        QCOMPARE(entry->type, QStringLiteral("Application"));
-        QCOMPARE(entry->name, QStringLiteral("Cliphaven"));
-        QCOMPARE(entry->program(), QStringLiteral("cliphaven"));
-        QCOMPARE(entry->icon, QStringLiteral("cliphaven"));
+        QCOMPARE(entry->name, u"Cliphaven"_s);
+        QCOMPARE(entry->program(), u"cliphaven"_s);
+        QCOMPARE(entry->icon, u"cliphaven"_s);
         // Qt gives a window the class of the application's name; menus and docks match it.
-        QCOMPARE(entry->startupWMClass, QStringLiteral("Cliphaven"));
+        QCOMPARE(entry->startupWMClass, u"Cliphaven"_s);
         QVERIFY(QFile::exists(QStringLiteral(CLIPHAVEN_SOURCE_DIR "/src/app/data/cliphaven.svg")));
+    }
+
+    void autostartOnWritesAnEntryThatStartsTheProgramAndOffRemovesIt()
+    {
+        QTemporaryDir dir;
+        const QString folder = dir.filePath(u"config/autostart"_s);
+        AutostartEntry entry(folder, u"/opt/Cliphaven 2/bin/cliphaven"_s);
+        QSignalSpy changed(&entry, &AutostartEntry::enabledChanged);
+        QVERIFY(!entry.isEnabled());
+        QVERIFY(entry.setEnabled(true));
+        QVERIFY(entry.setEnabled(true));
+        QVERIFY(entry.isEnabled());
+        QCOMPARE(changed.size(), 1);
+        QFile file(folder + u"/cliphaven.desktop"_s);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const auto written = DesktopEntry::parse(file.readAll(), u"cliphaven.desktop"_s, u"C"_s);
+        QVERIFY(written);
+        QCOMPARE(written->name, u"Cliphaven"_s);
+        QCOMPARE(written->exec, u"\"/opt/Cliphaven 2/bin/cliphaven\""_s);
+
+        QVERIFY(entry.setEnabled(false));
+        QVERIFY(entry.setEnabled(false));
+        QVERIFY(!QFile::exists(entry.filePath()));
+        QCOMPARE(changed.size(), 2);
+    }
+
+    void autostartEntriesSwitchedOffByTheDesktop_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::newRow("hidden") << QByteArray("[Desktop Entry]\nHidden = true\n");
+        QTest::newRow("switched off by GNOME")
+            << QByteArray("[Desktop Entry]\r\nX-GNOME-Autostart-enabled=false\r\n");
+    }
+    void autostartEntriesSwitchedOffByTheDesktop()
+    {
+        QFETCH(QByteArray, text);
+        QTemporaryDir dir;
+        AutostartEntry entry(dir.path(), u"/usr/bin/cliphaven"_s);
+        QVERIFY(writeFile(entry.filePath(), text));
+        QVERIFY(!entry.isEnabled());
+        // Switching on again replaces it with a working one.
+        QVERIFY(entry.setEnabled(true));
+        QVERIFY(entry.isEnabled());
+    }
+
+    void autostartExecQuoting_data()
+    {
+        QTest::addColumn<QString>("program");
+        QTest::addColumn<QString>("exec");
+        QTest::newRow("space") << u"/opt/my apps/cliphaven"_s << u"\"/opt/my apps/cliphaven\""_s;
+        QTest::newRow("percent is doubled")
+            << u"/opt/100%/cliphaven"_s << u"/opt/100%%/cliphaven"_s;
+        QTest::newRow("dollar, quote and backslash escaped twice")
+            << "/opt/a$b\"c\\d/cliphaven"
+            << "\"/opt/a\\\\$b\\\\\"c\\\\\\\\d/cliphaven\"";
+    }
+    void autostartExecQuoting()
+    {
+        QFETCH(QString, program);
+        QFETCH(QString, exec);
+        QCOMPARE(AutostartEntry::execValue(program), exec);
+        // Read back as a desktop entry, it gives the program again.
+        const auto parsed = DesktopEntry::parse("[Desktop Entry]\nName=C\nExec=" + exec.toUtf8(),
+                                                u"c.desktop"_s,
+                                                u"C"_s);
+        QVERIFY(parsed);
+        QCOMPARE(parsed->program(), program.section(u'/', -1));
     }
 };
 

@@ -1,13 +1,12 @@
 // The tray icon in a real tray: trayer provides the panel's tray on a private X server, and the
 // icon is clicked with xdotool as a user would.
 
-#include "app/AppPrefs.h"
 #include "app/ui/TrayIcon.h"
 #include "common/Programs.h"
+#include "common/TestPrefs.h"
 
 #include <QMenu>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <xcb/xcb.h>
@@ -59,12 +58,7 @@ private slots:
             kTimeout);
     }
 
-    void init()
-    {
-        m_prefs = std::make_unique<AppPrefs>(
-            std::make_unique<QSettings>(m_dir.filePath(QStringLiteral("p.conf")),
-                                        QSettings::IniFormat));
-    }
+    void init() { m_test = std::make_unique<TestPrefs>(); }
 
     void cleanupTestCase()
     {
@@ -74,19 +68,19 @@ private slots:
 
     void iconInTheTrayFollowsTheSetting()
     {
-        TrayIcon tray(*m_prefs);
+        TrayIcon tray(m_test->prefs);
         tray.followPreferences();
         QTRY_VERIFY_WITH_TIMEOUT(embeddedIcon() != 0, kTimeout);
-        m_prefs->setShowInMenuBar(false);
+        m_test->prefs.setShowInMenuBar(false);
         QTRY_VERIFY_WITH_TIMEOUT(embeddedIcon() == 0, kTimeout);
-        m_prefs->setPaused(true);
-        m_prefs->setShowInMenuBar(true);
+        m_test->prefs.setPaused(true);
+        m_test->prefs.setShowInMenuBar(true);
         QTRY_VERIFY_WITH_TIMEOUT(embeddedIcon() != 0, kTimeout);
     }
 
     void leftClickTogglesAndRightClickOpensTheMenu()
     {
-        TrayIcon tray(*m_prefs);
+        TrayIcon tray(m_test->prefs);
         QSignalSpy toggled(&tray, &TrayIcon::toggleOverlayRequested);
         xcb_window_t icon = 0;
         QTRY_VERIFY_WITH_TIMEOUT((icon = embeddedIcon()) != 0, kTimeout);
@@ -147,8 +141,7 @@ private:
     xcb_connection_t *c = xcb_connect(nullptr, nullptr);
     xcb_window_t m_root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
     Programs m_programs;
-    QTemporaryDir m_dir;
-    std::unique_ptr<AppPrefs> m_prefs;
+    std::unique_ptr<TestPrefs> m_test;
 };
 
 QTEST_MAIN(TestTrayDesktop)

@@ -126,11 +126,6 @@ private slots:
                                       "<link rel=icon href=/i.png>")},
                       {"/i.png", icon}}
             << Title() << QColor(Qt::green) << 0;
-        QTest::newRow("the next candidate when the image does not decode")
-            << Routes{{"/", Response::html("<meta property=og:image content=/bad.png>")},
-                      {"/bad.png", Response::image("\x89PNG\r\n\x1a\n but then nothing")},
-                      {"/favicon.ico", favicon}}
-            << Title() << QColor(Qt::blue) << 0;
         QTest::newRow("no image at all")
             << Routes{{"/", Response::html("<meta property=og:image content=/login>")},
                       {"/login", login}}
@@ -143,11 +138,6 @@ private slots:
         QTest::newRow("50 MB page, title in the first megabyte")
             << Routes{{"/", huge(Response::html("<html><head><title>Big</title><script>"))}}
             << Title("Big") << none << 0;
-        QTest::newRow("50 MB page, title after the first megabyte")
-            << Routes{{"/",
-                       huge(Response::html("<head><script>" + QByteArray(kMegabyte + 10, ' ')
-                                           + "</script><title>Late</title>"))}}
-            << Title() << none << 0;
         const Response page = Response::html("<title>T</title><meta property=og:image content=/x>");
         QTest::newRow("50 MB image, size announced")
             << Routes{{"/", page}, {"/x", huge(red)}} << Title("T") << none << 0;
@@ -155,24 +145,11 @@ private slots:
             << Routes{{"/", page}, {"/x", huge(red, false)}} << Title("T") << none << 0;
 
         // Only pages and images are read; for anything else not even the icon is asked for.
-        for (const char *type : {"application/pdf", "application/json", "text/plain"}) {
-            QTest::addRow("%s", type)
-                << Routes{{"/", Response::image("%PDF-1.4 x", type)}, {"/favicon.ico", favicon}}
-                << Title() << none << 1;
-        }
+        QTest::newRow("a PDF") << Routes{{"/", Response::image("%PDF-1.4 x", "application/pdf")},
+                                         {"/favicon.ico", favicon}}
+                               << Title() << none << 1;
         QTest::newRow("an image is its own preview")
             << Routes{{"/", red}, {"/favicon.ico", favicon}} << Title() << QColor(Qt::red) << 1;
-        QTest::newRow("binary page")
-            << Routes{{"/", Response::html(QByteArray("\x00\xff\xfe\x01<<<>>>\x00", 11))}}
-            << Title() << none << 0;
-        QTest::newRow("unterminated everything")
-            << Routes{{"/",
-                       Response::html("<html><head><title>Broken &amp page</title><meta "
-                                      "property=og:image content=\"<<<\" <link rel=icon href=")}}
-            << Title("Broken & page") << none << 0;
-        QTest::newRow("server error")
-            << Routes{{"/", Response{.status = 500, .body = "<title>Oops"}}} << Title() << none
-            << 0;
 
         // Images are found relative to where the page was, not to the link.
         QTest::newRow("redirect followed")
@@ -183,11 +160,6 @@ private slots:
                       {"/dir/p.png", red}}
             << Title("Moved") << QColor(Qt::red) << 3;
         const int maxRequests = LinkPreviewCache::kMaxRedirects + 1;
-        QTest::newRow("redirect loop")
-            << Routes{{"/", Response::redirect("/")}} << Title() << none << maxRequests;
-        QTest::newRow("redirect cycle of two")
-            << Routes{{"/", Response::redirect("/b")}, {"/b", Response::redirect("/")}} << Title()
-            << none << maxRequests;
         QTest::newRow("redirect to a file")
             << Routes{{"/", Response::redirect("file:///etc/hostname")}} << Title() << none
             << maxRequests;
@@ -232,8 +204,6 @@ private slots:
         QTest::addColumn<QUrl>("url");
         QTest::addColumn<QString>("host");
         QTest::newRow("file") << QUrl("file:///etc/hostname") << "file:///etc/hostname";
-        QTest::newRow("mail") << QUrl("mailto:someone@example.com") << "mailto:someone@example.com";
-        QTest::newRow("http without a host") << QUrl("http:///index.html") << "http:///index.html";
         QTest::newRow("ftp to a host") << QUrl("ftp://127.0.0.1/file") << "127.0.0.1";
     }
     void fetchesWebAddressesOnly()

@@ -1,17 +1,124 @@
-#include "ProcessMemory.h"
-#include "TestImages.h"
 #include "capture/OCR.h"
+#include "capture/RecognitionImage.h"
+#include "common/Images.h"
 
+#include <QBuffer>
 #include <QDir>
-#include <QLinearGradient>
+#include <QFile>
+#include <QFont>
+#include <QImageReader>
+#include <QPainter>
 #include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTest>
 #include <QThread>
 
+#include <png.h>
+
+#include <functional>
+
 namespace {
 
 constexpr int kWaitMs = 60'000;
+
+// Writes a PNG one row at a time, so a test can make a huge image without ever holding it in
+// memory. fill(y, row) writes one row of bytes (width * channels); with interlacing it is asked
+// for every row once per pass.
+QByteArray writePngRows(int width,
+                        int height,
+                        int colorType,
+                        bool interlaced,
+                        const std::function<void(int y, png_bytep row)> &fill)
+{
+    auto fail = [](png_structp, png_const_charp message) { qFatal("libpng: %s", message); };
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, fail, nullptr);
+    png_infop info = png_create_info_struct(png);
+    QByteArray out;
+    png_set_write_fn(
+        png,
+        &out,
+        [](png_structp p, png_bytep data, size_t length) {
+            static_cast<QByteArray *>(png_get_io_ptr(p))
+                ->append(reinterpret_cast<const char *>(data), qsizetype(length));
+        },
+        nullptr);
+    png_set_IHDR(png,
+                 info,
+                 png_uint_32(width),
+                 png_uint_32(height),
+                 8,
+                 colorType,
+                 interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
+                 PNG_COMPRESSION_TYPE_DEFAULT,
+                 PNG_FILTER_TYPE_DEFAULT);
+    png_write_info(png, info);
+    const int passes = interlaced ? png_set_interlace_handling(png) : 1;
+    QByteArray row(qsizetype(png_get_rowbytes(png, info)), '\0');
+    for (int pass = 0; pass < passes; ++pass) {
+        for (int y = 0; y < height; ++y) {
+            fill(y, reinterpret_cast<png_bytep>(row.data()));
+            png_write_row(png, reinterpret_cast<png_bytep>(row.data()));
+        }
+    }
+    png_write_end(png, nullptr);
+    png_destroy_write_struct(&png, &info);
+    return out;
+}
+
+// Black lines of text on white, one line per entry, in a font every test machine has.
+QImage renderLines(const QStringList &lines, int pixelSize, QSize size)
+{
+    QImage image(size, QImage::Format_RGB32);
+    image.fill(Qt::white);
+    QPainter painter(&image);
+    QFont font(QStringLiteral("DejaVu Sans"));
+    font.setPixelSize(pixelSize);
+    painter.setFont(font);
+    painter.setPen(Qt::black);
+    int baseline = pixelSize * 2;
+    for (const QString &line : lines) {
+        painter.drawText(pixelSize, baseline, line);
+        baseline += pixelSize * 2;
+    }
+    return image;
+}
+
+// A grey PNG `scale` times the size of `small`, written row by row (nearest neighbour), so a
+// 10000 x 10000 test image never exists uncompressed.
+QByteArray upscaledGreyPng(const QImage &small, int scale)
+{
+    const QImage grey = small.convertToFormat(QImage::Format_Grayscale8);
+    return writePngRows(grey.width() * scale,
+                        grey.height() * scale,
+                        PNG_COLOR_TYPE_GRAY,
+                        false,
+                        [&](int y, png_bytep row) {
+                            const uchar *source = grey.constScanLine(y / scale);
+                            for (int x = 0; x < grey.width() * scale; ++x)
+                                row[x] = source[x / scale];
+                        });
+}
+
+// Resident memory of this process, from /proc/self/status, in kB; -1 when unknown.
+qint64 residentKb(const char *field)
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    const QByteArray prefix = QByteArray(field) + ':';
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith(prefix))
+            return line.mid(prefix.size()).trimmed().split(' ').constFirst().toLongLong();
+    }
+    return -1;
+}
+
+// Starts a new peak: the kernel sets VmHWM back to the current resident size.
+bool resetPeakResident()
+{
+    QFile clearRefs(QStringLiteral("/proc/self/clear_refs"));
+    return clearRefs.open(QIODevice::WriteOnly) && clearRefs.write("5") == 1;
+}
 
 // One recognition's outcome, with where and how often its completion ran.
 struct Outcome
@@ -30,11 +137,13 @@ TextRecognizer::Completion recordInto(Outcome &outcome)
     };
 }
 
-QImage blank(QColor colour, QImage::Format format = QImage::Format_RGB32)
+// Left half black, right half white: survives every format and a grey conversion.
+QImage halves(QImage::Format format, QSize size = QSize(200, 100))
 {
-    QImage image(640, 400, format);
-    image.fill(colour);
-    return image;
+    QImage image(size, QImage::Format_RGB32);
+    image.fill(Qt::white);
+    QPainter(&image).fillRect(0, 0, size.width() / 2, size.height(), Qt::black);
+    return image.convertToFormat(format);
 }
 
 } // namespace
@@ -87,15 +196,8 @@ private slots:
     void givesNothingWithoutText_data()
     {
         QTest::addColumn<QByteArray>("bytes");
-        QImage gradient = blank(Qt::white);
-        {
-            QPainter painter(&gradient);
-            QLinearGradient fill(0, 0, 640, 400);
-            fill.setColorAt(0, Qt::darkBlue);
-            fill.setColorAt(1, Qt::yellow);
-            painter.fillRect(gradient.rect(), fill);
-        }
-        QImage frames = blank(QColor(236, 236, 236));
+        QImage frames(640, 400, QImage::Format_RGB32);
+        frames.fill(QColor(236, 236, 236));
         {
             // The chrome of a window with nothing written in it.
             QPainter painter(&frames);
@@ -107,11 +209,14 @@ private slots:
         QByteArray random(8192, '\0');
         QRandomGenerator(11).fillRange(reinterpret_cast<quint32 *>(random.data()), 2048);
         const QByteArray png = encodeImage(renderLines({"Hello"}, 40, QSize(300, 120)));
-        QTest::newRow("white") << encodeImage(blank(Qt::white));
-        QTest::newRow("gradient") << encodeImage(gradient);
+        QByteArray badChecksum = png;
+        badChecksum[20] = char(badChecksum[20] ^ 0x40); // inside the header chunk
         QTest::newRow("empty window frames") << encodeImage(frames);
         QTest::newRow("random bytes") << random;
         QTest::newRow("truncated PNG") << png.left(png.size() / 3);
+        QTest::newRow("PNG with a broken header") << badChecksum;
+        // A small file that claims 1.6 billion pixels: refused, not decoded.
+        QTest::newRow("PNG claiming 40000 x 40000") << pngClaimingSize(png, 40000, 40000);
     }
     void givesNothingWithoutText()
     {
@@ -138,6 +243,84 @@ private slots:
         QCOMPARE(outcome.text, QStringLiteral("HELLO"));
         if (measured)
             QCOMPARE_LT(peakRiseMb, 150);
+    }
+
+    // What the recogniser is given: grey, transparency on white, within the size limits.
+    void decodesForRecognition_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QPointF>("dark"); // where the result is black, as fractions of its size
+        QTest::addColumn<QPointF>("light");
+        const QPointF left(0.1, 0.5);
+        const QPointF right(0.9, 0.5);
+        QTest::newRow("palette PNG")
+            << encodeImage(halves(QImage::Format_Indexed8)) << left << right;
+        QTest::newRow("16-bit RGBA PNG")
+            << encodeImage(halves(QImage::Format_RGBA64)) << left << right;
+        QTest::newRow("interlaced PNG") << writePngRows(200,
+                                                        100,
+                                                        PNG_COLOR_TYPE_GRAY,
+                                                        true,
+                                                        [](int, png_bytep row) {
+                                                            memset(row, 0, 100);
+                                                            memset(row + 100, 255, 100);
+                                                        })
+                                        << left << right;
+        QTest::newRow("JPEG") << encodeImage(halves(QImage::Format_RGB32), "JPEG") << left << right;
+        QTest::newRow("5K screenshot")
+            << encodeImage(halves(QImage::Format_Grayscale8, QSize(5120, 2880))) << left << right;
+        QTest::newRow("long and narrow")
+            << encodeImage(halves(QImage::Format_Grayscale8, QSize(300, 20000))) << left << right;
+        // Text on a transparent background would vanish if transparency turned black.
+        QImage square(100, 100, QImage::Format_ARGB32);
+        square.fill(Qt::transparent);
+        QPainter(&square).fillRect(40, 40, 20, 20, Qt::black);
+        const QPointF centre(0.5, 0.5);
+        const QPointF corner(0.05, 0.05);
+        QTest::newRow("RGBA") << encodeImage(square) << centre << corner;
+        QTest::newRow("palette with transparency")
+            << encodeImage(square.convertToFormat(QImage::Format_Indexed8)) << centre << corner;
+        QTest::newRow("grey and alpha")
+            << writePngRows(100,
+                            100,
+                            PNG_COLOR_TYPE_GRAY_ALPHA,
+                            false,
+                            [](int y, png_bytep row) {
+                                for (int x = 0; x < 100; ++x) {
+                                    row[2 * x] = 0;
+                                    row[2 * x + 1] = x >= 40 && x < 60 && y >= 40 && y < 60 ? 255
+                                                                                            : 0;
+                                }
+                            })
+            << centre << corner;
+    }
+    void decodesForRecognition()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QPointF, dark);
+        QFETCH(QPointF, light);
+        QBuffer buffer(&bytes);
+        const QSize source = QImageReader(&buffer).size();
+        const QImage grey = decodeForRecognition(bytes);
+        QCOMPARE(grey.format(), QImage::Format_Grayscale8);
+        // Large images are shrunk, with their aspect, no more than the tighter limit needs.
+        const qint64 area = qint64(grey.width()) * grey.height();
+        const int longer = std::max(grey.width(), grey.height());
+        QCOMPARE_LE(area, kRecognitionMaxPixels);
+        QCOMPARE_LE(longer, kRecognitionMaxSide);
+        if (qint64(source.width()) * source.height() <= kRecognitionMaxPixels
+            && std::max(source.width(), source.height()) <= kRecognitionMaxSide) {
+            QCOMPARE(grey.size(), source);
+        } else {
+            QVERIFY(area > kRecognitionMaxPixels * 97 / 100 || longer > kRecognitionMaxSide - 2);
+            const double aspect = double(source.width()) / source.height();
+            QVERIFY(qAbs(double(grey.width()) / grey.height() - aspect) / aspect < 0.02);
+        }
+        const auto at = [&](QPointF point) {
+            return qGray(grey.pixel(int(point.x() * grey.width()), int(point.y() * grey.height())));
+        };
+        QCOMPARE_LT(at(dark), 40);
+        QCOMPARE_GT(at(light), 215);
     }
 
     void destroyingDropsQueuedWork()

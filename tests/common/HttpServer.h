@@ -16,11 +16,9 @@ class TestHttpServer : public QObject
 public:
     struct Response
     {
-        enum class Kind {
-            Normal,  // status, headers and body
-            Silent,  // reads the request and never answers
-            Trickle, // headers, then one body byte every 50 ms until the client leaves
-        };
+        // Silent reads the request and never answers; Trickle sends the headers, then one body
+        // byte every 50 ms until the client leaves.
+        enum class Kind { Normal, Silent, Trickle };
         Kind kind = Kind::Normal;
         int status = 200;
         QByteArray contentType = "text/html; charset=utf-8";
@@ -29,23 +27,22 @@ public:
         // client reads, so a 50 MB answer costs no memory here.
         qint64 paddedSize = 0;
         bool sendLength = true;
-        QList<QPair<QByteArray, QByteArray>> headers{};
+        QByteArray location{};
 
         static Response html(const QByteArray &body) { return Response{.body = body}; }
         static Response image(const QByteArray &bytes, const QByteArray &type = "image/png")
         {
             return Response{.contentType = type, .body = bytes};
         }
-        static Response redirect(const QByteArray &location, int status = 302)
+        static Response redirect(const QByteArray &to, int status = 302)
         {
-            return Response{.status = status, .body = {}, .headers = {{"Location", location}}};
+            return Response{.status = status, .location = to};
         }
         static Response silent() { return Response{.kind = Kind::Silent}; }
         static Response trickle() { return Response{.kind = Kind::Trickle}; }
     };
 
-    explicit TestHttpServer(QObject *parent = nullptr)
-        : QObject(parent)
+    TestHttpServer()
     {
         if (!m_server.listen(QHostAddress::LocalHost))
             qFatal("test HTTP server: cannot listen on the loopback interface");
@@ -76,18 +73,14 @@ private:
     {
         socket->setParent(this);
         connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
-        auto *request = new QByteArray;
-        connect(socket, &QObject::destroyed, [request] { delete request; });
+        auto request = std::make_shared<QByteArray>();
         connect(socket, &QTcpSocket::readyRead, this, [this, socket, request] {
             if (request->contains("\r\n\r\n"))
                 return; // one request per connection
             *request += socket->readAll();
-            const qsizetype end = request->indexOf("\r\n\r\n");
-            if (end < 0)
+            if (!request->contains("\r\n\r\n"))
                 return;
-            const QList<QByteArray> requestLine = request->left(request->indexOf("\r\n")).split(' ');
-            const QString path = requestLine.size() > 1 ? QString::fromLatin1(requestLine[1])
-                                                        : QString();
+            const QString path = QString::fromLatin1(request->split(' ').value(1));
             ++m_requests[path];
             respond(socket, path);
         });
@@ -95,22 +88,20 @@ private:
 
     void respond(QTcpSocket *socket, const QString &path)
     {
-        const Response response = m_routes.value(path, Response{.status = 404, .body = "Not found"});
+        const Response response = m_routes.value(path, Response{.status = 404, .body = "Gone"});
         if (response.kind == Response::Kind::Silent)
             return;
         connect(socket, &QTcpSocket::bytesWritten, this, [this, path](qint64 written) {
             m_bytesSent[path] += written;
         });
-
         const qint64 size = std::max<qint64>(response.body.size(), response.paddedSize);
-        QByteArray head = "HTTP/1.1 " + QByteArray::number(response.status) + " Canned\r\n";
-        head += "Content-Type: " + response.contentType + "\r\n";
+        QByteArray head = "HTTP/1.1 " + QByteArray::number(response.status) + " Canned\r\n"
+                          + "Content-Type: " + response.contentType + "\r\n";
         if (response.sendLength && response.kind == Response::Kind::Normal)
             head += "Content-Length: " + QByteArray::number(size) + "\r\n";
-        for (const auto &[name, value] : response.headers)
-            head += name + ": " + value + "\r\n";
-        head += "Connection: close\r\n\r\n";
-        socket->write(head);
+        if (!response.location.isEmpty())
+            head += "Location: " + response.location + "\r\n";
+        socket->write(head + "Connection: close\r\n\r\n");
 
         if (response.kind == Response::Kind::Trickle) {
             auto *timer = new QTimer(socket);
@@ -119,8 +110,7 @@ private:
             return;
         }
         socket->write(response.body);
-        auto *left = new qint64(size - response.body.size());
-        connect(socket, &QObject::destroyed, [left] { delete left; });
+        auto left = std::make_shared<qint64>(size - response.body.size());
         auto writeMore = [socket, left] {
             // Keep a little queued; refill as the client drains it.
             while (*left > 0 && socket->bytesToWrite() < 256 * 1024) {

@@ -30,3 +30,24 @@ inline QByteArray solidImage(QColor colour, QSize size, const char *format = "PN
     image.fill(colour);
     return encodeImage(image, format);
 }
+
+// The PNG with the width and height of its header rewritten (and the header's checksum fixed),
+// so that only the size is a lie.
+inline QByteArray pngClaimingSize(QByteArray png, quint32 width, quint32 height)
+{
+    // Signature (8), chunk length (4), "IHDR" (4), then width and height, then 5 bytes, CRC.
+    const auto put = [&png](int at, quint32 value) {
+        for (int i = 0; i < 4; ++i)
+            png[at + i] = char(value >> (24 - 8 * i));
+    };
+    put(16, width);
+    put(20, height);
+    quint32 crc = 0xffffffffu;
+    for (const char byte : png.mid(12, 17)) {
+        crc ^= quint8(byte);
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc >> 1) ^ (0xedb88320u & (0u - (crc & 1u)));
+    }
+    put(29, ~crc);
+    return png;
+}

@@ -14,15 +14,13 @@ class Programs
 public:
     ~Programs() { stopAll(); }
 
-    // Starts a program; input, when given, is written to its standard input, which is then
-    // closed.
+    // Starts a program; with feedInput, input is written to its standard input, then closed.
     QProcess *start(const QString &program,
                     const QStringList &arguments,
                     const QByteArray &input = {},
                     bool feedInput = false)
     {
-        auto process = std::make_unique<QProcess>();
-        process->setProcessChannelMode(QProcess::SeparateChannels);
+        auto &process = m_processes.emplace_back(std::make_unique<QProcess>());
         process->start(program, arguments);
         if (!process->waitForStarted(10000))
             qFatal("cannot start %s", qPrintable(program));
@@ -30,13 +28,13 @@ public:
             process->write(input);
             process->closeWriteChannel();
         }
-        m_processes.push_back(std::move(process));
-        return m_processes.back().get();
+        return process.get();
     }
 
-    // Runs a program to its end and returns its standard output. The event loop keeps
-    // running meanwhile, so this process can answer the program (as a clipboard owner).
-    static QByteArray run(const QString &program, const QStringList &arguments, bool *ok = nullptr)
+    // Runs a program to its end and returns its standard output, or nothing when it failed.
+    // The event loop keeps running meanwhile, so this process can answer the program (as a
+    // clipboard owner).
+    static std::optional<QByteArray> run(const QString &program, const QStringList &arguments)
     {
         QProcess process;
         process.start(program, arguments);
@@ -44,39 +42,22 @@ public:
             process.kill();
             process.waitForFinished(5000);
         }
-        const bool succeeded = process.exitStatus() == QProcess::NormalExit
-                               && process.exitCode() == 0
-                               && process.error() != QProcess::FailedToStart;
-        if (!succeeded)
-            qWarning() << program << arguments << "failed:" << process.readAllStandardError();
-        if (ok)
-            *ok = succeeded;
-        return process.readAllStandardOutput();
+        if (process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0
+            && process.error() != QProcess::FailedToStart)
+            return process.readAllStandardOutput();
+        qWarning() << program << arguments << "failed:" << process.readAllStandardError();
+        return std::nullopt;
     }
-
-    // Runs a program to its end; whether it succeeded.
     static bool succeeds(const QString &program, const QStringList &arguments)
     {
-        bool ok = false;
-        run(program, arguments, &ok);
-        return ok;
-    }
-
-    QList<QProcess *> processes() const
-    {
-        QList<QProcess *> all;
-        for (const auto &process : m_processes)
-            all.append(process.get());
-        return all;
+        return run(program, arguments).has_value();
     }
 
     void stopAll()
     {
         for (auto &process : m_processes) {
-            if (process->state() != QProcess::NotRunning) {
-                process->kill();
-                process->waitForFinished(5000);
-            }
+            process->kill();
+            process->waitForFinished(5000);
         }
         m_processes.clear();
     }

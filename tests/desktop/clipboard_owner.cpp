@@ -85,34 +85,28 @@ int main(int argc, char **argv)
     std::vector<std::pair<std::string, std::string>> flavors;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
-        auto next = [&]() -> std::string {
-            if (i + 1 >= argc) {
-                std::fprintf(stderr, "missing value after %s\n", arg.c_str());
-                std::exit(2);
-            }
-            return argv[++i];
-        };
-        if (arg == "--silent") {
-            silent = true;
-        } else if (arg == "--refuse") {
-            refuse = true;
-        } else if (arg == "--delay") {
-            delayMs = std::stoi(next());
-        } else if (arg == "--chunk") {
-            chunk = std::stoul(next());
-        } else if (arg == "--die-after-chunks") {
-            dieAfterChunks = std::stoi(next());
-        } else if (arg == "-t") {
-            flavors.emplace_back(next(), std::string());
-        } else if (arg == "-s" && !flavors.empty()) {
-            flavors.back().second = next();
-        } else if (arg == "-f" && !flavors.empty()) {
-            std::ifstream file(next(), std::ios::binary);
-            flavors.back().second.assign(std::istreambuf_iterator<char>(file), {});
-        } else {
-            std::fprintf(stderr, "unknown argument %s\n", arg.c_str());
-            return 2;
+        const std::string value = i + 1 < argc ? argv[i + 1] : "";
+        if (arg == "--silent" || arg == "--refuse") {
+            (arg == "--silent" ? silent : refuse) = true;
+            continue;
         }
+        ++i;
+        if (arg == "--delay")
+            delayMs = std::stoi(value);
+        else if (arg == "--chunk")
+            chunk = std::stoul(value);
+        else if (arg == "--die-after-chunks")
+            dieAfterChunks = std::stoi(value);
+        else if (arg == "-t")
+            flavors.emplace_back(value, std::string());
+        else if (arg == "-s" && !flavors.empty())
+            flavors.back().second = value;
+        else if (arg == "-f" && !flavors.empty())
+            flavors.back().second.assign(std::istreambuf_iterator<char>(
+                                             std::ifstream(value, std::ios::binary).rdbuf()),
+                                         {});
+        else
+            return 2;
     }
 
     c = xcb_connect(nullptr, nullptr);

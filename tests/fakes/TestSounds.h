@@ -1,22 +1,12 @@
 #pragma once
 
-#include "app/AppPrefs.h"
+#include "common/TestPrefs.h"
 #include "paste/Sounds.h"
-
-#include <QSettings>
-#include <QTemporaryDir>
 
 #include <cmath>
 #include <numbers>
 
-// Preferences on a private settings file, and sounds whose voices count their plays.
-struct TestPrefs
-{
-    QTemporaryDir dir;
-    AppPrefs prefs{std::make_unique<QSettings>(dir.filePath(QStringLiteral("prefs.conf")),
-                                               QSettings::IniFormat)};
-};
-
+// Sounds whose voices count their plays.
 class CountingVoice : public Sounds::Voice
 {
 public:

@@ -60,11 +60,10 @@ private slots:
             << QStringLiteral("  #FFF \n") << true << qRgba(255, 255, 255, 255);
         QTest::newRow("4 digits take alpha from the 4th")
             << QStringLiteral("#0f08") << true << qRgba(0, 255, 0, 136);
-        QTest::newRow("6 digits, mixed case")
-            << QStringLiteral("#3b82F6") << true << qRgba(0x3b, 0x82, 0xf6, 255);
         QTest::newRow("8 digits are RRGGBBAA")
             << QStringLiteral("#FF000080") << true << qRgba(255, 0, 0, 0x80);
         QTest::newRow("not hex") << QStringLiteral("#ggg") << false << QRgb(0);
+        QTest::newRow("five digits") << QStringLiteral("#12345") << false << QRgb(0);
         QTest::newRow("non-ASCII digits")
             << QStringLiteral("#\u0661\u0662\u0663") << false << QRgb(0);
     }
@@ -90,14 +89,10 @@ private slots:
                                     << QStringLiteral("https://example.com/a?b=1#c");
         QTest::newRow("bare host")
             << QStringLiteral("example.com") << QStringLiteral("http://example.com");
-        QTest::newRow("bare host with path and port")
-            << QStringLiteral("docs.example.co.uk:8080/x")
-            << QStringLiteral("http://docs.example.co.uk:8080/x");
         QTest::newRow("source file") << QStringLiteral("main.cpp") << QString();
         QTest::newRow("link among words")
             << QStringLiteral("see https://example.com now") << QString();
         QTest::newRow("e-mail address") << QStringLiteral("someone@example.com") << QString();
-        QTest::newRow("no host") << QStringLiteral("http://") << QString();
         QTest::newRow("trailing dot") << QStringLiteral("example.com.") << QString();
         QTest::newRow("bad port") << QStringLiteral("example.com:99999") << QString();
     }

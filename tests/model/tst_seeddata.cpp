@@ -15,61 +15,51 @@ private slots:
         SeedData::populateIfEmpty(store);
 
         QStringList names;
-        int categoryTexts = 0;
-        int categoryImages = 0;
+        QList<ClipKind> saved;
         for (const Category &category : store.categories()) {
             names.append(category.name);
             for (const ClipItem &item : category.items)
-                (item.kind == ClipKind::Image ? categoryImages : categoryTexts)++;
+                saved.append(item.kind);
         }
         QCOMPARE(names, (QStringList{"Snippets", "Links", "Prompts", "Email", "Code"}));
-        QCOMPARE(categoryTexts, 12);
-        QCOMPARE(categoryImages, 1);
+        QCOMPARE(saved.count(ClipKind::Text), 12);
+        QCOMPARE(saved.count(ClipKind::Image), 1);
 
+        // The four images first, last captured first, although their dates run the other way;
+        // then the sixteen texts, the table's first row newest.
         const QList<ClipItem> &history = store.history();
         QCOMPARE(history.size(), 20);
-        // The four images first, last captured first, although their dates run the other way.
-        for (int i = 0; i < 4; ++i) {
-            QCOMPARE(history.at(i).kind, ClipKind::Image);
-            QCOMPARE(history.at(i).image().size(), QSize(480, 320));
-            QVERIFY(!history.at(i).flavors);
-            QVERIFY(!history.at(i).ocrText);
-        }
-        QVERIFY(history.at(0).createdAt < history.at(3).createdAt);
-        // Then the sixteen texts, the table's first row newest.
-        for (int i = 4; i < 20; ++i) {
-            QCOMPARE(history.at(i).kind, ClipKind::Text);
+        for (int i = 0; i < 20; ++i) {
+            QCOMPARE(history.at(i).kind, i < 4 ? ClipKind::Image : ClipKind::Text);
             if (i > 4)
                 QVERIFY(history.at(i - 1).createdAt > history.at(i).createdAt);
         }
+        QCOMPARE(history.at(0).image().size(), QSize(480, 320));
+        QVERIFY(history.at(0).createdAt < history.at(3).createdAt);
         // The kinds the overlay shows differently are all there.
-        auto count = [&](auto predicate) {
-            return std::count_if(history.cbegin(), history.cend(), predicate);
-        };
-        QVERIFY(count([](const ClipItem &item) { return item.detectedURL().has_value(); }) >= 2);
-        QVERIFY(count([](const ClipItem &item) { return item.detectedHexColor().has_value(); })
+        QVERIFY(std::count_if(history.cbegin(),
+                              history.cend(),
+                              [](const ClipItem &item) { return item.detectedURL().has_value(); })
                 >= 2);
-    }
-
-    void neverMixesIntoRealData_data()
-    {
-        QTest::addColumn<bool>("withHistory");
-        QTest::newRow("one history entry") << true;
-        QTest::newRow("one category") << false;
+        QVERIFY(
+            std::count_if(history.cbegin(),
+                          history.cend(),
+                          [](const ClipItem &item) { return item.detectedHexColor().has_value(); })
+            >= 2);
     }
 
     void neverMixesIntoRealData()
     {
-        QFETCH(bool, withHistory);
-        Store store(
-            m_dir.filePath(QString::fromUtf8(QTest::currentDataTag()) + QStringLiteral(".json")));
-        if (withHistory)
-            store.captureFromClipboard(ClipItem::makeText(QStringLiteral("mine")));
-        else
-            store.addCategory(QStringLiteral("Mine"));
-        SeedData::populateIfEmpty(store);
-        QCOMPARE(store.history().size(), withHistory ? 1 : 0);
-        QCOMPARE(store.categories().size(), withHistory ? 0 : 1);
+        for (const bool withHistory : {true, false}) {
+            Store store(m_dir.filePath(withHistory ? "history.json" : "categories.json"));
+            if (withHistory)
+                store.captureFromClipboard(ClipItem::makeText(QStringLiteral("mine")));
+            else
+                store.addCategory(QStringLiteral("Mine"));
+            SeedData::populateIfEmpty(store);
+            QCOMPARE(store.history().size(), withHistory ? 1 : 0);
+            QCOMPARE(store.categories().size(), withHistory ? 0 : 1);
+        }
     }
 
 private:

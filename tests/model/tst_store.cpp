@@ -1,3 +1,4 @@
+#include "capture/CapturedImageText.h"
 #include "common/Files.h"
 #include "fakes/FakeTextRecognizer.h"
 #include "model/Store.h"
@@ -181,30 +182,46 @@ private slots:
         QCOMPARE(changed.count(), order == u"ABCD" ? 0 : 1);
     }
 
-    void setOcrReachesEveryEntryWithThoseBytes()
+    // A captured image's text reaches every entry with those bytes, in the history and in the
+    // categories; text items and images without bytes are not sent to the recogniser.
+    void recognisedTextReachesEveryEntryWithThoseBytes()
     {
         auto store = makeStore();
         const QByteArray png("png-bytes");
+        const auto samePng = [&png] { return QByteArray(png.constData(), png.size()); };
         const ClipItem image = ClipItem::makeImage(png);
         store->captureFromClipboard(image);
         store->captureFromClipboard(ClipItem::makeImage(QByteArray("other")));
         const QUuid one = store->addCategory(QStringLiteral("One"));
         const QUuid two = store->addCategory(QStringLiteral("Two"));
         store->add(image, one);
-        // A separate buffer with the same bytes counts too.
-        store->add(ClipItem::makeImage(QByteArray(png.constData(), png.size())), two);
+        store->add(ClipItem::makeImage(samePng()), two);
+        ClipItem noBytes = ClipItem::makeImage({});
+        noBytes.imageData.reset();
+        recognizeCapturedImage(text(QStringLiteral("plain")), m_recognizer, *store);
+        recognizeCapturedImage(noBytes, m_recognizer, *store);
+        QVERIFY(m_recognizer.pending.isEmpty());
 
         QSignalSpy history(store.get(), &Store::historyChanged);
         QSignalSpy categories(store.get(), &Store::categoriesChanged);
-        store->setOCR(QStringLiteral("Hello World"), png);
+        m_recognizer.answers.insert(png, QStringLiteral("Hello World"));
+        // The monitor's item is a fresh value with the same bytes, not the stored entry.
+        recognizeCapturedImage(ClipItem::makeImage(samePng()), m_recognizer, *store);
+        recognizeCapturedImage(ClipItem::makeImage(QByteArray("other")), m_recognizer, *store);
+        m_recognizer.finishAll();
+        store->setOCR(QStringLiteral("x"), QByteArray("nothing has these"));
         QCOMPARE(store->history().at(1).ocrText, QStringLiteral("Hello World"));
         QCOMPARE(store->history().at(1).id, image.id); // position and identity kept
         QVERIFY(!store->history().at(0).ocrText);
         QCOMPARE(store->category(one)->items.first().ocrText, QStringLiteral("Hello World"));
         QCOMPARE(store->category(two)->items.first().ocrText, QStringLiteral("Hello World"));
-        store->setOCR(QStringLiteral("x"), QByteArray("nothing has these"));
         QCOMPARE(history.count(), 1);
         QCOMPARE(categories.count(), 1);
+
+        // An answer after the store is gone is dropped.
+        recognizeCapturedImage(image, m_recognizer, *store);
+        store.reset();
+        m_recognizer.finishAll();
     }
 
     void backfillRecognisesEachDistinctImageOnce()

@@ -81,12 +81,9 @@ private slots:
         QTest::newRow("a category without items") << fixture("store-category-missing-items.json");
         QTest::newRow("invalid Base64") << fixture("store-bad-base64.json");
         QTest::newRow("unknown kind") << fixture("store-unknown-kind.json");
-        QTest::newRow("empty file") << QByteArray();
         QTest::newRow("truncated") << fixture("store-full.json").chopped(10);
         QTest::newRow("id is not a UUID") << QByteArray(
             R"({"history":[{"id":"nope","kind":"text","createdAt":1}],"categories":[]})");
-        QTest::newRow("createdAt as a string") << QByteArray(
-            R"({"history":[{"id":"6F1C2B9E-3D4A-4E5F-8A7B-1C2D3E4F5A6B","kind":"text","createdAt":"1"}],"categories":[]})");
         QTest::newRow("text is not UTF-8")
             << QByteArray("{\"history\":[{\"id\":\"6F1C2B9E-3D4A-4E5F-8A7B-1C2D3E4F5A6B\",\"kind\":"
                           "\"text\",\"text\":\"\xff\xfe\",\"createdAt\":1}],\"categories\":[]}");
@@ -154,9 +151,7 @@ private slots:
     {
         QTest::addColumn<QByteArray>("json");
         QTest::newRow("trailing comma") << QByteArray("[1,]");
-        QTest::newRow("unterminated string") << QByteArray("[\"abc");
         QTest::newRow("raw control character") << QByteArray("[\"a\tb\"]");
-        QTest::newRow("bad escape") << QByteArray("[\"\\x\"]");
         QTest::newRow("infinite number") << QByteArray("[1e999]");
         QTest::newRow("nested too deep") << QByteArray(100000, '[');
         QTest::newRow("NUL byte") << QByteArray("[\"a\0b\"]", 7);

@@ -1,18 +1,13 @@
-#include "model/Store.h"
-#include "overlay/ClipListModel.h"
-#include "overlay/GridController.h"
-#include "overlay/OverlayState.h"
+#include "common/OverlayRig.h"
 #include "overlay/SceneGraphBackend.h"
 #include "overlay/ShapeImageProvider.h"
 #include "overlay/SidebarController.h"
-#include "overlay/TileImageProvider.h"
 
 #include <QMimeData>
 #include <QQmlContext>
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
-#include <QTemporaryDir>
 #include <QtQuickTest>
 
 void qml_register_types_Cliphaven_Overlay();
@@ -27,43 +22,33 @@ class GridFixture : public QObject
     Q_PROPERTY(OverlayState *state READ state CONSTANT)
 
 public:
-    GridFixture()
-        : m_store(m_dir.path() + QStringLiteral("/store.json"))
-        , m_model(m_store, m_state, std::make_shared<TileImageSource>(), nullptr)
-        , m_grid(m_store, m_state, m_model)
-        , m_sidebar(m_store, m_state)
-    {
-        m_grid.onPick = [this](const ClipItem &item) { m_picked.append(*item.text); };
-    }
-
-    GridController *controller() { return &m_grid; }
+    GridController *controller() { return &m_rig.grid; }
     SidebarController *sidebar() { return &m_sidebar; }
-    OverlayState *state() { return &m_state; }
+    OverlayState *state() { return &m_rig.state; }
 
     // count items, "0" newest; no categories, no selection, nothing picked.
     Q_INVOKABLE void reset(int count)
     {
-        m_store.setCategories({});
-        m_store.eraseHistory();
-        for (int i = count - 1; i >= 0; --i)
-            m_store.captureFromClipboard(ClipItem::makeText(QString::number(i)));
-        m_state.clearSelection();
-        m_state.setTab(Tab::history());
+        m_rig.store.setCategories({});
+        m_rig.store.eraseHistory();
+        m_rig.fill(count);
+        m_rig.state.clearSelection();
+        m_rig.state.setTab(Tab::history());
         m_sidebar.cancelRename();
-        m_picked.clear();
+        m_rig.picked.clear();
     }
-    Q_INVOKABLE void addCategory(const QString &name) { m_store.addCategory(name); }
+    Q_INVOKABLE void addCategory(const QString &name) { m_rig.store.addCategory(name); }
     Q_INVOKABLE QStringList categoryNames() const
     {
         QStringList names;
-        for (const Category &category : m_store.categories())
+        for (const Category &category : m_rig.store.categories())
             names.append(category.name);
         return names;
     }
     Q_INVOKABLE QStringList categoryTexts(int index) const
     {
         QStringList texts;
-        for (const ClipItem &item : m_store.categories().at(index).items)
+        for (const ClipItem &item : m_rig.store.categories().at(index).items)
             texts.append(*item.text);
         return texts;
     }
@@ -89,31 +74,26 @@ public:
         QCoreApplication::sendEvent(item->window(), &drop);
         return drop.isAccepted();
     }
-    Q_INVOKABLE QStringList picked() const { return m_picked; }
+    Q_INVOKABLE QStringList picked() const { return m_rig.picked; }
     Q_INVOKABLE QVariantList selectedIndexes() const
     {
         QVariantList indexes;
-        for (int i = 0; i < m_model.count(); ++i) {
-            if (m_state.selection().contains(m_model.itemAt(i).id))
+        for (int i = 0; i < m_rig.model.count(); ++i) {
+            if (m_rig.state.selection().contains(m_rig.id(i)))
                 indexes.append(i);
         }
         return indexes;
     }
     Q_INVOKABLE QVariant anchor() const
     {
-        const auto anchor = m_state.selectionAnchor();
+        const auto anchor = m_rig.state.selectionAnchor();
         return anchor ? QVariant(*anchor) : QVariant();
     }
-    Q_INVOKABLE int gridColumns() const { return m_state.gridColumns(); }
+    Q_INVOKABLE int gridColumns() const { return m_rig.state.gridColumns(); }
 
 private:
-    QTemporaryDir m_dir;
-    Store m_store;
-    OverlayState m_state;
-    ClipListModel m_model;
-    GridController m_grid;
-    SidebarController m_sidebar;
-    QStringList m_picked;
+    OverlayRig m_rig;
+    SidebarController m_sidebar{m_rig.store, m_rig.state};
     std::unique_ptr<QMimeData> m_dragData;
 };
 

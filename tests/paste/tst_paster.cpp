@@ -50,9 +50,6 @@ private slots:
                            {"application/x-odd", QByteArray("\0\1", 2)}};
         QTest::newRow("every flavor of a rich copy")
             << textItem("hi", rich) << false << rich << QString();
-        QTest::newRow("image flavors win over image data")
-            << imageItem("png bytes", Flavors{{"image/tiff", "tiff"}, {"image/png", "png bytes"}})
-            << false << Flavors{{"image/tiff", "tiff"}, {"image/png", "png bytes"}} << QString();
         QTest::newRow("text without flavors") << textItem("plain") << true << Flavors() << "plain";
         QTest::newRow("text with an empty flavor map")
             << textItem("plain", Flavors()) << true << Flavors() << "plain";
@@ -95,29 +92,6 @@ private slots:
         r->pasteboard.copy({{"UTF8_STRING", "user copy"}});
         r->monitor.poll();
         QCOMPARE(r->pasteboard.readCount(), 1);
-    }
-
-    void soundAndActivationFollowTheWrite()
-    {
-        struct Probe : FakeWorkspace
-        {
-            const FakePasteboard *pasteboard = nullptr;
-            const int *pastePlays = nullptr;
-            qsizetype writesAtActivation = -1;
-            int playsAtActivation = -1;
-            void activate(const RunningApplication &app) override
-            {
-                writesAtActivation = pasteboard->writes().size();
-                playsAtActivation = *pastePlays;
-                FakeWorkspace::activate(app);
-            }
-        } probe;
-        probe.pasteboard = &r->pasteboard;
-        probe.pastePlays = &r->pastePlays;
-        Paster paster(r->pasteboard, probe, r->keys, r->sounds, r->prefs);
-        paster.paste(textItem("x"), kEditor, r->monitor);
-        QCOMPARE(probe.writesAtActivation, 1);
-        QCOMPARE(probe.playsAtActivation, 1);
     }
 
     void keystrokeFollowsActivationAfterADelay_data()

@@ -4,11 +4,6 @@
 
 namespace {
 
-double amplitude(const QList<float> &samples, double frequency)
-{
-    return amplitudeAt(samples.constData(), samples.size(), frequency);
-}
-
 float peak(const QList<float> &samples, qsizetype from = 0, qsizetype to = -1)
 {
     float result = 0;
@@ -24,6 +19,19 @@ class SoundsTest : public QObject
     Q_OBJECT
 
 private slots:
+    // No sound server to talk to: the real voices stay silent and never hold anything up.
+    void withoutAServerSoundsPlaySilently()
+    {
+        qputenv("PULSE_SERVER", "unix:/nonexistent/native");
+        TestPrefs prefs;
+        Sounds sounds(prefs.prefs);
+        for (int i = 0; i < 3; ++i) {
+            sounds.copy();
+            sounds.paste();
+            QTest::qWait(20);
+        }
+    }
+
     void toneShape_data()
     {
         QTest::addColumn<bool>("copy");
@@ -57,18 +65,6 @@ private slots:
         QVERIFY(peak(samples, attackEnd, attackEnd + window) > 0.5 * bound);
         QVERIFY(peak(samples, frames - window) < bound * endEnvelope * 1.2);
         QVERIFY(peak(samples, frames - window) > bound * endEnvelope * 0.3);
-    }
-
-    void partialsKeepTheirRatio()
-    {
-        // The copy tick's 1320 Hz is heard on a real sound server.
-        const QList<float> copy = Sounds::synthesize(Sounds::copyTone());
-        const double octave = amplitude(copy, 2640) / amplitude(copy, 1320);
-        QVERIFY(octave >= 0.3 && octave <= 0.5);
-        const QList<float> paste = Sounds::synthesize(Sounds::pasteTone());
-        QVERIFY(amplitude(paste, 520) > amplitude(paste, 780));
-        QVERIFY(amplitude(paste, 780) > amplitude(paste, 1040));
-        QVERIFY(amplitude(paste, 520) > 5 * amplitude(paste, 1320));
     }
 
     void voices_data()

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "model/Store.h"
+#include "overlay/ClipListModel.h"
+#include "overlay/GridController.h"
+#include "overlay/OverlayState.h"
+#include "overlay/TileImageProvider.h"
+
+#include <QTemporaryDir>
+
+// A store on a private file, the overlay's state, list model and grid controller over it, and
+// a record of the picked items' texts.
+struct OverlayRig
+{
+    explicit OverlayRig(LinkPreviewCache *links = nullptr)
+        : model(store, state, images, links)
+    {
+        grid.onPick = [this](const ClipItem &item) { picked.append(*item.text); };
+    }
+
+    // Captures count text items, "0" newest.
+    void fill(int count)
+    {
+        for (int i = count - 1; i >= 0; --i)
+            store.captureFromClipboard(ClipItem::makeText(QString::number(i)));
+    }
+    QUuid id(int row) const { return model.itemAt(row).id; }
+    QSet<QUuid> ids(const QList<int> &rows) const
+    {
+        QSet<QUuid> set;
+        for (int row : rows)
+            set.insert(id(row));
+        return set;
+    }
+    static QStringList texts(const QList<ClipItem> &items)
+    {
+        QStringList list;
+        for (const ClipItem &item : items)
+            list.append(item.text.value_or(QString()));
+        return list;
+    }
+
+    QTemporaryDir dir;
+    Store store{dir.filePath(QStringLiteral("store.json"))};
+    OverlayState state;
+    std::shared_ptr<TileImageSource> images = std::make_shared<TileImageSource>();
+    ClipListModel model;
+    GridController grid{store, state, model};
+    QStringList picked;
+};
