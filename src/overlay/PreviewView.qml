@@ -45,9 +45,7 @@ Item {
         anchors.fill: parent
         anchors.margins: root.margin
         radius: Theme.cardRadius
-        // The overlay's material without its translucency: over the overlay's tiles, what
-        // shows through would haunt the text.
-        color: Qt.rgba(Theme.material.r, Theme.material.g, Theme.material.b, 1)
+        color: Theme.material
         borderColor: Theme.cardOutline
         borderWidth: 1
     }

@@ -5,9 +5,9 @@ import QtQuick
 QtObject {
     // The selection accent; SoftShadow draws the selected tile's glow in the same colour.
     readonly property color accent: "#3d8bff"
-    // A dark, nearly opaque stand-in for a blurred material (no shader): opaque enough that
-    // the window behind never competes with the tiles.
-    readonly property color material: Qt.rgba(0.102, 0.108, 0.128, 0.96)
+    // A dark stand-in for a blurred material (no shader). Opaque: without the blur, any
+    // translucency shows the window behind as a ghost among the tiles.
+    readonly property color material: Qt.rgba(0.102, 0.108, 0.128, 1)
     // The material under the sidebar's black at 18 %.
     readonly property color sidebarFill: over(Qt.rgba(0, 0, 0, 0.18), material)
     readonly property color textPrimary: Qt.rgba(1, 1, 1, 0.92)
