@@ -8,6 +8,7 @@
 //
 //   bench_capture [--idle-seconds N]
 
+#include "Measure.h"
 #include "app/AppPrefs.h"
 #include "capture/ClipboardMonitor.h"
 #include "model/Store.h"
@@ -43,6 +44,8 @@
 #include <unistd.h>
 
 using Clock = std::chrono::steady_clock;
+
+using namespace bench;
 
 namespace {
 
@@ -203,13 +206,6 @@ QByteArray noisePng(int width, int height, quint32 seed)
     writer.setCompression(0);
     writer.write(image);
     return png;
-}
-
-double threadCpuMs()
-{
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return double(now.tv_sec) * 1e3 + double(now.tv_nsec) / 1e6;
 }
 
 // Measures the longest gap between ticks of a 1 ms timer on the main thread, as wall time and

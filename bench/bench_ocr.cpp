@@ -8,6 +8,7 @@
 //
 //   bench_ocr [images]     (40 unless told; BENCH_OCR_VERBOSE=1 lists the words missed)
 
+#include "Measure.h"
 #include "capture/OCR.h"
 #include "model/Store.h"
 
@@ -26,6 +27,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+
+using namespace bench;
 
 namespace {
 
@@ -102,19 +105,6 @@ Screenshot makeScreenshot(QRandomGenerator &random)
     buffer.open(QIODevice::WriteOnly);
     image.save(&buffer, "PNG");
     return shot;
-}
-
-qint64 statusKb(const char *field)
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    const QByteArray prefix = QByteArray(field) + ':';
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith(prefix))
-            return line.mid(prefix.size()).trimmed().split(' ').constFirst().toLongLong();
-    }
-    return -1;
 }
 
 bool resetPeak()

@@ -5,6 +5,8 @@
 //
 // Needs a display; without one it runs itself inside the project's virtual desktop.
 
+#include "FrameWait.h"
+#include "Measure.h"
 #include "capture/LinkPreviewCache.h"
 #include "model/Store.h"
 #include "overlay/OverlayState.h"
@@ -37,49 +39,14 @@
 #include <malloc.h>
 #include <unistd.h>
 
+using namespace bench;
+
 namespace {
 
 constexpr int kShowRuns = 12;
 constexpr int kKeyRuns = 40;
 constexpr int kFilterRuns = 300;
 constexpr int kScrollMs = 2000;
-
-long rssKiB()
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith("VmRSS:"))
-            return line.mid(6).trimmed().split(' ').first().toLong();
-    }
-    return -1;
-}
-
-// CPU time of the calling thread: unlike wall time, it does not grow when other processes
-// take the machine's cores.
-double threadCpuMs()
-{
-    timespec ts{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
-    return ts.tv_sec * 1e3 + ts.tv_nsec / 1e6;
-}
-
-double median(QList<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values.isEmpty() ? 0 : values.at(values.size() / 2);
-}
-
-double minimum(const QList<double> &values)
-{
-    return values.isEmpty() ? 0 : *std::min_element(values.begin(), values.end());
-}
-
-double maximum(const QList<double> &values)
-{
-    return values.isEmpty() ? 0 : *std::max_element(values.begin(), values.end());
-}
 
 // A photo-like picture: soft colour fields, shapes and a caption, about the size of a photo
 // or screenshot shared in a chat.
@@ -142,29 +109,6 @@ qint64 fill(Store &store)
         bytes += it->text ? it->text->size() * qint64(sizeof(QChar)) : 0;
     }
     return bytes;
-}
-
-// Runs the event loop until the window has shown a frame or the timeout passes; returns the
-// milliseconds from start to that frame, or -1.
-double untilFrame(QQuickWindow *window, const QElapsedTimer &start, int timeoutMs = 5000)
-{
-    QEventLoop loop;
-    double at = -1;
-    const auto connection = QObject::connect(window, &QQuickWindow::frameSwapped, &loop, [&] {
-        at = start.nsecsElapsed() / 1e6;
-        loop.quit();
-    });
-    QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
-    loop.exec();
-    QObject::disconnect(connection);
-    return at;
-}
-
-void settle(int ms)
-{
-    QEventLoop loop;
-    QTimer::singleShot(ms, &loop, &QEventLoop::quit);
-    loop.exec();
 }
 
 void waitUntil(const std::function<bool()> &condition, int timeoutMs = 10000)
@@ -237,13 +181,13 @@ PreviewFigures measurePreview(OverlayWindow &overlay)
     PreviewWindow preview(controller);
     overlay.isPreviewVisible = [&preview] { return preview.isVisible(); };
     const ClipItem clip = ClipItem::makeImage(fullHDPNG());
-    figures.rssBefore = rssKiB();
+    figures.rssBefore = statusKb("VmRSS");
     QElapsedTimer timer;
     timer.start();
     preview.build();
     figures.build = timer.nsecsElapsed() / 1e6;
     settle(100);
-    figures.rssBuilt = rssKiB();
+    figures.rssBuilt = statusKb("VmRSS");
     for (int run = 0; run <= kShowRuns; ++run) {
         // The first frame, and the first frame with the picture in it.
         QList<double> frames;
@@ -270,7 +214,7 @@ PreviewFigures measurePreview(OverlayWindow &overlay)
         preview.toggle(clip);
         settle(100);
     }
-    figures.rssAfter = rssKiB();
+    figures.rssAfter = statusKb("VmRSS");
     figures.window = preview.window()->size();
     overlay.isPreviewVisible = nullptr;
     for (int run = 0; run < kShowRuns; ++run) {
@@ -325,7 +269,7 @@ int main(int argc, char *argv[])
                 panel.width(),
                 panel.height());
 
-    const long rssBare = rssKiB();
+    const long rssBare = statusKb("VmRSS");
     QTemporaryDir dir;
     Store store(dir.path() + QStringLiteral("/store.json"));
     const qint64 storeBytes = fill(store);
@@ -333,7 +277,7 @@ int main(int argc, char *argv[])
     OverlayState state;
     OverlayWindow overlay(store, state, &links);
     settle(100);
-    const long rssStore = rssKiB();
+    const long rssStore = statusKb("VmRSS");
 
     // Built hidden, as at start-up.
     QElapsedTimer timer;
@@ -341,7 +285,7 @@ int main(int argc, char *argv[])
     overlay.build();
     const double buildMs = timer.nsecsElapsed() / 1e6;
     settle(100);
-    const long rssBuilt = rssKiB();
+    const long rssBuilt = statusKb("VmRSS");
     QQuickWindow *window = overlay.window();
     auto *grid = window->contentItem()->findChild<QQuickItem *>(QStringLiteral("gridView"));
     Q_ASSERT(grid);
@@ -350,7 +294,7 @@ int main(int argc, char *argv[])
     overlay.show();
     waitUntil([&] { return state.appearance() == 1.0; });
     settle(300);
-    const long rssFirstShown = rssKiB();
+    const long rssFirstShown = statusKb("VmRSS");
     const double maxScroll = grid->property("contentHeight").toDouble() - grid->height();
     for (double y = 0; y < maxScroll + grid->height(); y += grid->height() / 2) {
         grid->setProperty("contentY", std::min(y, maxScroll) - 16);
@@ -359,7 +303,7 @@ int main(int argc, char *argv[])
     }
     grid->setProperty("contentY", -16);
     settle(500);
-    const long rssShown = rssKiB();
+    const long rssShown = statusKb("VmRSS");
 
     // Show to first frame, to the first frame with the card on it, and the frames of the zoom.
     QList<double> firstFrame, firstVisible, zoomFrames, showCall, zoomCpu;

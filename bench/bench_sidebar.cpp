@@ -7,6 +7,8 @@
 //
 // Needs a display; without one it runs itself inside the project's virtual desktop.
 
+#include "FrameWait.h"
+#include "Measure.h"
 #include "model/Store.h"
 #include "overlay/CategoryListModel.h"
 #include "overlay/OverlayState.h"
@@ -31,29 +33,13 @@
 #include <functional>
 #include <unistd.h>
 
+using namespace bench;
+
 namespace {
 
 constexpr int kCategories = 50;
 constexpr int kEntries = 200;
 constexpr int kRuns = 30;
-
-double threadCpuMs()
-{
-    timespec ts{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
-    return ts.tv_sec * 1e3 + ts.tv_nsec / 1e6;
-}
-
-double median(QList<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values.isEmpty() ? 0 : values.at(values.size() / 2);
-}
-
-double maximum(const QList<double> &values)
-{
-    return values.isEmpty() ? 0 : *std::max_element(values.begin(), values.end());
-}
 
 QString idString(const QUuid &id)
 {
@@ -99,29 +85,6 @@ void fill(Store &store)
         categories.append(category);
     }
     store.setCategories(categories);
-}
-
-// Runs the event loop until the window shows a frame or the timeout passes; the milliseconds
-// from start to that frame, or -1.
-double untilFrame(QQuickWindow *window, const QElapsedTimer &start, int timeoutMs = 3000)
-{
-    QEventLoop loop;
-    double at = -1;
-    const auto connection = QObject::connect(window, &QQuickWindow::frameSwapped, &loop, [&] {
-        at = start.nsecsElapsed() / 1e6;
-        loop.quit();
-    });
-    QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
-    loop.exec();
-    QObject::disconnect(connection);
-    return at;
-}
-
-void settle(int ms)
-{
-    QEventLoop loop;
-    QTimer::singleShot(ms, &loop, &QEventLoop::quit);
-    loop.exec();
 }
 
 struct Figures

@@ -10,6 +10,7 @@
 //     defaults: 60 s, 5 runs, the cliphaven of this build (another build can be compared)
 
 #include "LargeStore.h"
+#include "Measure.h"
 #include "model/StoreCodec.h"
 #include "model/StoreWriter.h"
 
@@ -23,6 +24,8 @@
 
 #include <algorithm>
 #include <cstdio>
+
+using namespace bench;
 
 namespace {
 
@@ -41,14 +44,6 @@ struct Run
     QByteArray log;
     Memory memory;
 };
-
-double median(QList<double> values)
-{
-    if (values.isEmpty())
-        return -1;
-    std::sort(values.begin(), values.end());
-    return values.at(values.size() / 2);
-}
 
 Memory memoryOf(qint64 pid)
 {

@@ -6,6 +6,7 @@
 //   bench_store --rss FILE   (internal) load FILE in a fresh process and print memory figures
 
 #include "LargeStore.h"
+#include "Measure.h"
 #include "model/Store.h"
 #include "model/StoreCodec.h"
 #include "model/StoreWriter.h"
@@ -21,21 +22,11 @@
 #include <algorithm>
 #include <cstdio>
 
+using namespace bench;
+
 namespace {
 
 constexpr int kRuns = 5;
-
-long statusKiB(const char *field)
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith(field))
-            return line.mid(qsizetype(strlen(field))).trimmed().split(' ').first().toLong();
-    }
-    return -1;
-}
 
 // Every Base64 payload the file holds, one entry per occurrence.
 QList<QByteArray> payloads(const StoreCodec::Disk &disk)
@@ -71,12 +62,6 @@ qint64 distinctBytes(const StoreCodec::Disk &disk)
     return total;
 }
 
-double median(QList<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values.at(values.size() / 2);
-}
-
 template<typename F>
 double medianMs(F &&work)
 {
@@ -96,15 +81,15 @@ int measureRss(const QString &path)
     {
         Store warmup(path + QStringLiteral(".absent"));
     }
-    const long base = statusKiB("VmRSS:");
+    const long base = statusKb("VmRSS");
     Store store(path);
     StoreCodec::Disk loaded{store.history(), store.categories()};
-    const long after = statusKiB("VmRSS:");
+    const long after = statusKb("VmRSS");
     std::printf("%ld %ld %lld %ld\n",
                 base,
                 after,
                 static_cast<long long>(distinctBytes(loaded)),
-                statusKiB("VmHWM:"));
+                statusKb("VmHWM"));
     return store.history().size() == 200 ? 0 : 1;
 }
 
