@@ -28,7 +28,6 @@ struct Fixture : OverlayRig
     {
         return texts(store.category(category)->items);
     }
-    QPointF centreOf(int index) const { return GridGeometry::tileFrame(index, 1000).center(); }
 
     QUuid work;
     QUuid home;
@@ -91,15 +90,6 @@ private slots:
         f.store.deleteFromHistory(f.ids({7, 8, 9}));
         f.grid.handleTap(3, Qt::ShiftModifier);
         QCOMPARE(f.state.selection(), f.ids({3}));
-    }
-
-    void rubberBandSelectsExactlyTheTilesItTouches()
-    {
-        Fixture f;
-        f.state.setSelection(f.ids({9}));
-        // From the middle of tile 1 to the middle of tile 7 (second row, third column).
-        f.grid.applyMarquee(f.centreOf(7), f.centreOf(1), 1000);
-        QCOMPARE(f.state.selection(), f.ids({1, 2, 6, 7}));
     }
 
     // Actions and drags on a tile inside a selection take the selection, in list order.

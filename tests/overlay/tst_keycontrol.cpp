@@ -5,6 +5,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using K = KeyControl;
 using Key = KeyControl::KeyPress;
 
 namespace {
@@ -18,8 +19,7 @@ Key code(int keyCode)
 
 Key typed(const QString &text, int keyCode = 0)
 {
-    Key key;
-    key.keyCode = keyCode;
+    Key key = code(keyCode);
     key.characters = text;
     key.charactersIgnoringModifiers = text;
     return key;
@@ -34,14 +34,10 @@ Key command(const QString &text)
 
 } // namespace
 
-// One overlay with ten history items ("0" newest ... "9"), three categories and recorders for
-// every callback.
-class Fixture
+// Ten history items ("0" newest ... "9"), three categories and a record of every callback.
+struct Fixture
 {
-public:
-    explicit Fixture(const QString &path)
-        : store(path)
-        , control(state, store)
+    Fixture()
     {
         for (int i = 9; i >= 0; --i)
             store.captureFromClipboard(ClipItem::makeText(QString::number(i)));
@@ -55,10 +51,18 @@ public:
     }
 
     QList<ClipItem> items() const { return itemsForCurrentTab(state, store); }
+    QStringList texts() const
+    {
+        QStringList list;
+        for (const ClipItem &item : items())
+            list.append(item.preview());
+        return list;
+    }
 
-    Store store;
+    QTemporaryDir dir;
+    Store store{dir.filePath(QStringLiteral("store.json"))};
     OverlayState state;
-    KeyControl control;
+    KeyControl control{state, store};
     QStringList log;
 };
 
@@ -72,149 +76,113 @@ private slots:
     void commandDigitsSwitchLists();
     void deleteInHistoryRemovesEverySelectedAndSelectsTheSuccessor();
     void deleteInACategoryLeavesHistoryAlone();
-    void deleteOfTheLastItemsClearsTheSelection();
-    void emptyListConsumesWithoutActing();
-
-private:
-    QTemporaryDir m_dir;
-    int m_run = 0;
-    QString path() { return m_dir.filePath(QStringLiteral("k%1.json").arg(++m_run)); }
+    void deletingTheLastItemLeavesAListWhereKeysDoNothing();
 };
 
 void TestKeyControl::keyMap_data()
 {
     QTest::addColumn<Key>("key");
     QTest::addColumn<int>("anchor"); // -1: none
-    QTest::addColumn<bool>("editingText");
-    QTest::addColumn<bool>("previewVisible");
-    QTest::addColumn<bool>("renaming");
+    QTest::addColumn<QString>("context");
     QTest::addColumn<bool>("consumed");
     QTest::addColumn<int>("newAnchor"); // -1: none
     QTest::addColumn<QStringList>("log");
     QTest::addColumn<QString>("query");
 
-    const QStringList none;
-    QTest::newRow("Escape closes") << code(KeyControl::Escape) << 2 << false << false << false
-                                   << true << 2 << QStringList{"close"} << "";
-    QTest::newRow("Escape while typing still closes")
-        << code(KeyControl::Escape) << 2 << true << false << false << true << 2
-        << QStringList{"close"} << "";
-    QTest::newRow("Escape while renaming passes")
-        << code(KeyControl::Escape) << 2 << false << false << true << false << 2 << none << "";
-    QTest::newRow("Escape with the preview open passes")
-        << code(KeyControl::Escape) << 2 << false << true << false << false << 2 << none << "";
-    QTest::newRow("Return picks the anchored item")
-        << code(KeyControl::Return) << 3 << false << false << false << true << 3
-        << QStringList{"pick 3"} << "";
-    QTest::newRow("keypad Enter picks") << code(KeyControl::KeypadEnter) << -1 << false << false
-                                        << false << true << -1 << QStringList{"pick 0"} << "";
-    QTest::newRow("Return clamps a stale anchor")
-        << code(KeyControl::Return) << 40 << false << false << false << true << 40
-        << QStringList{"pick 9"} << "";
-    QTest::newRow("Space previews") << code(KeyControl::Space) << 1 << false << false << false
-                                    << true << 1 << QStringList{"look 1"} << "";
-    QTest::newRow("Space while typing passes")
-        << code(KeyControl::Space) << 1 << true << false << false << false << 1 << none << "";
-    QTest::newRow("down from 2 with 5 columns")
-        << code(KeyControl::DownArrow) << 2 << false << false << false << true << 7 << none << "";
-    QTest::newRow("down from the last row stops at the end")
-        << code(KeyControl::DownArrow) << 7 << false << false << false << true << 9 << none << "";
-    QTest::newRow("up from the first row stops at 0")
-        << code(KeyControl::UpArrow) << 3 << false << false << false << true << 0 << none << "";
-    QTest::newRow("first arrow, even up, selects 0")
-        << code(KeyControl::UpArrow) << -1 << false << false << false << true << 0 << none << "";
-    QTest::newRow("left wraps to the previous row")
-        << code(KeyControl::LeftArrow) << 5 << false << false << false << true << 4 << none << "";
-    QTest::newRow("right") << code(KeyControl::RightArrow) << 5 << false << false << false << true
-                           << 6 << none << "";
-    QTest::newRow("arrow while typing leaves the field")
-        << code(KeyControl::RightArrow) << 0 << true << false << false << true << 1
-        << QStringList{"unfocus"} << "";
-    QTest::newRow("typing a starts a search")
-        << typed(QStringLiteral("a")) << -1 << false << false << false << true << -1 << none << "a";
-    QTest::newRow("typing ~ starts a search")
-        << typed(QStringLiteral("~")) << -1 << false << false << false << true << -1 << none << "~";
-    QTest::newRow("typing é passes")
-        << typed(QStringLiteral("é")) << -1 << false << false << false << false << -1 << none << "";
-    QTest::newRow("a typed space passes") << typed(QStringLiteral(" "), 0) << -1 << false << false
-                                          << false << false << -1 << none << "";
-    QTest::newRow("typing into the field passes")
-        << typed(QStringLiteral("a")) << -1 << true << false << false << false << -1 << none << "";
-    QTest::newRow("Delete while typing passes")
-        << code(KeyControl::Delete) << 1 << true << false << false << false << 1 << none << "";
-    QTest::newRow("Ctrl+0 passes") << command(QStringLiteral("0")) << -1 << false << false << false
-                                   << false << -1 << none << "";
-    QTest::newRow("Ctrl+A passes") << command(QStringLiteral("a")) << -1 << false << false << false
-                                   << false << -1 << none << "";
-    QTest::newRow("Ctrl+5 with three categories beeps")
-        << command(QStringLiteral("5")) << -1 << false << false << false << true << -1
-        << QStringList{"beep"} << "";
-    Key alt = typed(QStringLiteral("a"));
+    // context: "typing" (a text field has the focus), "preview" (it is open) or "renaming".
+    const auto row = [](const char *name,
+                        const Key &key,
+                        int anchor,
+                        const char *context,
+                        bool consumed,
+                        int newAnchor,
+                        const QStringList &log = {},
+                        const char *query = "") {
+        QTest::newRow(name) << key << anchor << context << consumed << newAnchor << log << query;
+    };
+    row("Escape closes", code(K::Escape), 2, "", true, 2, {"close"});
+    row("Escape while typing still closes", code(K::Escape), 2, "typing", true, 2, {"close"});
+    row("Escape while renaming passes", code(K::Escape), 2, "renaming", false, 2);
+    row("Escape with the preview open passes", code(K::Escape), 2, "preview", false, 2);
+    row("Return picks the anchored item", code(K::Return), 3, "", true, 3, {"pick 3"});
+    row("keypad Enter picks the first", code(K::KeypadEnter), -1, "", true, -1, {"pick 0"});
+    row("Return clamps a stale anchor", code(K::Return), 40, "", true, 40, {"pick 9"});
+    row("Space previews", code(K::Space), 1, "", true, 1, {"look 1"});
+    row("Space while typing passes", code(K::Space), 1, "typing", false, 1);
+    row("down from 2 with 5 columns", code(K::DownArrow), 2, "", true, 7);
+    row("down from the last row stops at the end", code(K::DownArrow), 7, "", true, 9);
+    row("up from the first row stops at 0", code(K::UpArrow), 3, "", true, 0);
+    row("first arrow, even up, selects 0", code(K::UpArrow), -1, "", true, 0);
+    row("left wraps to the previous row", code(K::LeftArrow), 5, "", true, 4);
+    row("an arrow leaves the field", code(K::RightArrow), 0, "typing", true, 1, {"unfocus"});
+    row("typing a starts a search", typed("a"), -1, "", true, -1, {}, "a");
+    row("typing ~ starts a search", typed("~"), -1, "", true, -1, {}, "~");
+    row("typing é passes", typed("é"), -1, "", false, -1);
+    row("a typed space passes", typed(" "), -1, "", false, -1);
+    row("typing into the field passes", typed("a"), -1, "typing", false, -1);
+    row("Delete while typing passes", code(K::Delete), 1, "typing", false, 1);
+    row("Ctrl+0 passes", command("0"), -1, "", false, -1);
+    row("Ctrl+A passes", command("a"), -1, "", false, -1);
+    row("Ctrl+5 with 3 categories beeps", command("5"), -1, "", true, -1, {"beep"});
+    Key alt = typed("a");
     alt.option = true;
-    QTest::newRow("Alt+a passes") << alt << -1 << false << false << false << false << -1 << none
-                                  << "";
-    Key shiftDown = code(KeyControl::DownArrow);
+    row("Alt+a passes", alt, -1, "", false, -1);
+    Key shiftDown = code(K::DownArrow);
     shiftDown.characters = QStringLiteral("\uF701");
-    QTest::newRow("Shift is never looked at")
-        << shiftDown << 0 << false << false << false << true << 5 << none << "";
+    row("Shift is never looked at", shiftDown, 0, "", true, 5);
 }
 
 void TestKeyControl::keyMap()
 {
     QFETCH(Key, key);
     QFETCH(int, anchor);
-    QFETCH(bool, editingText);
-    QFETCH(bool, previewVisible);
-    QFETCH(bool, renaming);
+    QFETCH(QString, context);
     QFETCH(bool, consumed);
     QFETCH(int, newAnchor);
     QFETCH(QStringList, log);
     QFETCH(QString, query);
 
-    Fixture f(path());
+    Fixture f;
     if (anchor >= 0)
         f.state.setSelectionAnchor(anchor);
-    f.state.setIsRenaming(renaming);
-    QCOMPARE(f.control.handle(key, {editingText, previewVisible}), consumed);
+    f.state.setIsRenaming(context == u"renaming");
+    QCOMPARE(f.control.handle(key, {context == u"typing", context == u"preview"}), consumed);
     QCOMPARE(f.state.selectionAnchor(),
              newAnchor >= 0 ? std::optional<int>(newAnchor) : std::nullopt);
     QCOMPARE(f.log, log);
     QCOMPARE(f.state.query(), query);
     QCOMPARE(f.state.searchFocused(), !query.isEmpty());
-    if (consumed && key.keyCode >= KeyControl::LeftArrow && key.keyCode <= KeyControl::UpArrow)
+    if (consumed && key.keyCode >= K::LeftArrow && key.keyCode <= K::UpArrow)
         QCOMPARE(f.state.selection(), QSet<QUuid>{f.items().at(newAnchor).id});
 }
 
 void TestKeyControl::commandDigitsSwitchLists()
 {
-    Fixture f(path());
+    Fixture f;
     f.state.selectOnly(f.items(), 4);
-    QVERIFY(f.control.handle(command(QStringLiteral("3")), {}));
+    QVERIFY(f.control.handle(command("3"), {}));
     QCOMPARE(f.state.tab(), Tab::category(f.store.categories().at(1).id));
     QCOMPARE(f.state.selectionAnchor(), 4); // switching leaves the selection alone
-    QVERIFY(f.control.handle(command(QStringLiteral("+2")), {}));
+    QVERIFY(f.control.handle(command("+2"), {}));
     QCOMPARE(f.state.tab(), Tab::category(f.store.categories().at(0).id));
-    QVERIFY(f.control.handle(command(QStringLiteral("1")), {}));
+    QVERIFY(f.control.handle(command("1"), {}));
     QVERIFY(f.state.tab().isHistory());
-    QVERIFY(f.control.handle(command(QStringLiteral("f")), {}));
+    QVERIFY(f.control.handle(command("f"), {}));
     QVERIFY(f.state.searchFocused());
     QVERIFY(f.log.isEmpty());
 }
 
 void TestKeyControl::deleteInHistoryRemovesEverySelectedAndSelectsTheSuccessor()
 {
-    Fixture f(path());
+    Fixture f;
     const QList<ClipItem> before = f.items();
     f.state.setSelection({before.at(2).id, before.at(4).id});
     f.state.setSelectionAnchor(4);
     const QUuid category = f.store.categories().first().id;
     f.store.add(before.at(2), category);
 
-    QVERIFY(f.control.handle(code(KeyControl::Delete), {}));
-    QStringList left;
-    for (const ClipItem &item : f.items())
-        left << item.preview();
-    QCOMPARE(left, (QStringList{"0", "1", "3", "5", "6", "7", "8", "9"}));
+    QVERIFY(f.control.handle(code(K::Delete), {}));
+    QCOMPARE(f.texts(), (QStringList{"0", "1", "3", "5", "6", "7", "8", "9"}));
     QCOMPARE(f.state.selectionAnchor(), 2);
     QCOMPARE(f.state.selection(), QSet<QUuid>{f.items().at(2).id});
     QCOMPARE(f.store.category(category)->items.size(), 1); // categories untouched
@@ -222,41 +190,33 @@ void TestKeyControl::deleteInHistoryRemovesEverySelectedAndSelectsTheSuccessor()
 
 void TestKeyControl::deleteInACategoryLeavesHistoryAlone()
 {
-    Fixture f(path());
+    Fixture f;
     const QUuid category = f.store.categories().first().id;
     f.store.add(f.items().at(0), category);
     f.store.add(f.items().at(1), category);
     f.state.setTab(Tab::category(category));
     f.state.selectOnly(f.items(), 1);
-    QVERIFY(f.control.handle(code(KeyControl::ForwardDelete), {}));
+    QVERIFY(f.control.handle(code(K::ForwardDelete), {}));
     QCOMPARE(f.store.category(category)->items.size(), 1);
     QCOMPARE(f.store.history().size(), 10);
     QCOMPARE(f.state.selectionAnchor(), 0); // clamped to the new end
 }
 
-void TestKeyControl::deleteOfTheLastItemsClearsTheSelection()
+void TestKeyControl::deletingTheLastItemLeavesAListWhereKeysDoNothing()
 {
-    Fixture f(path());
+    Fixture f;
     f.state.setQuery(QStringLiteral("7"));
     f.state.selectOnly(f.items(), 0);
-    QVERIFY(f.control.handle(code(KeyControl::Delete), {}));
+    QVERIFY(f.control.handle(code(K::Delete), {}));
     QVERIFY(f.items().isEmpty());
     QVERIFY(f.state.selection().isEmpty());
     QVERIFY(!f.state.selectionAnchor());
-    QCOMPARE(f.store.history().size(), 9);
-}
-
-void TestKeyControl::emptyListConsumesWithoutActing()
-{
-    Fixture f(path());
-    f.state.setQuery(QStringLiteral("nothing matches"));
-    for (int keyCode : {int(KeyControl::Return),
-                        int(KeyControl::Space),
-                        int(KeyControl::DownArrow),
-                        int(KeyControl::Delete)})
+    // The empty list still takes the keys, and nothing happens.
+    for (int keyCode : {int(K::Return), int(K::Space), int(K::DownArrow), int(K::Delete)})
         QVERIFY(f.control.handle(code(keyCode), {}));
     QVERIFY(f.log.isEmpty());
     QVERIFY(!f.state.selectionAnchor());
+    QCOMPARE(f.store.history().size(), 9);
 }
 
 QTEST_GUILESS_MAIN(TestKeyControl)

@@ -14,14 +14,6 @@ QStringList previews(const QList<ClipItem> &items)
     return out;
 }
 
-QList<ClipItem> numbered(int count)
-{
-    QList<ClipItem> items;
-    for (int i = 0; i < count; ++i)
-        items.append(ClipItem::makeText(QString::number(i)));
-    return items;
-}
-
 } // namespace
 
 class TestOverlayState : public QObject
@@ -96,7 +88,7 @@ void TestOverlayState::categoryTabShowsItsItemsOrNothing()
 
 void TestOverlayState::resetForShowKeepsFocusAndColumns()
 {
-    const QList<ClipItem> items = numbered(3);
+    const QList<ClipItem> items(3, ClipItem::makeText(QStringLiteral("x")));
     OverlayState state;
     state.setTab(Tab::category(QUuid::createUuid()));
     state.setQuery(QStringLiteral("q"));

@@ -1,6 +1,6 @@
 #include "KeyboardShortcuts/Registry.h"
-#include "app/AppPrefs.h"
 #include "app/ShortcutNames.h"
+#include "common/TestPrefs.h"
 #include "fakes/FakeHotKeyBackend.h"
 #include "overlay/HotkeyCaps.h"
 #include "overlay/MoreMenu.h"
@@ -17,15 +17,7 @@ class TopBarTest : public QObject
 {
     Q_OBJECT
 
-    std::unique_ptr<QSettings> settings()
-    {
-        return std::make_unique<QSettings>(m_dir.filePath(QStringLiteral("prefs.conf")),
-                                           QSettings::IniFormat);
-    }
-
 private slots:
-    void init() { QFile::remove(m_dir.filePath(QStringLiteral("prefs.conf"))); }
-
     void pauseExplainsOnceBeforeTheFirstPause_data()
     {
         QTest::addColumn<bool>("paused");
@@ -49,7 +41,8 @@ private slots:
         QFETCH(int, asked);
         QFETCH(bool, pausedAfter);
 
-        AppPrefs prefs(settings());
+        TestPrefs test;
+        AppPrefs &prefs = test.prefs;
         prefs.setPaused(paused);
         prefs.setSeenPauseExplainer(seen);
         MoreMenu menu(prefs);
@@ -75,31 +68,12 @@ private slots:
         QCOMPARE(pausedChanged.count(), paused != pausedAfter ? 1 : 0);
     }
 
-    void afterCancelTheNextPauseIsImmediate()
-    {
-        AppPrefs prefs(settings());
-        MoreMenu menu(prefs);
-        int questions = 0;
-        menu.confirmPause = [&] {
-            ++questions;
-            return false;
-        };
-        menu.togglePause();
-        QTRY_COMPARE(questions, 1);
-        QVERIFY(!prefs.paused());
-        menu.togglePause();
-        QVERIFY(prefs.paused());
-        menu.togglePause();
-        QVERIFY(!prefs.paused());
-        QTest::qWait(50);
-        QCOMPARE(questions, 1);
-    }
-
     void keyCapsFollowTheStoredShortcut()
     {
-        auto store = settings();
+        QTemporaryDir dir;
+        QSettings store(dir.filePath(QStringLiteral("shortcuts.conf")), QSettings::IniFormat);
         FakeHotKeyBackend backend;
-        Registry registry(*store, backend);
+        Registry registry(store, backend);
         HotkeyCaps caps;
         QSignalSpy changed(&caps, &HotkeyCaps::keysChanged);
         caps.setSource([&] { return registry.getShortcut(ShortcutNames::toggleOverlay); });
@@ -121,9 +95,6 @@ private slots:
         QCOMPARE(caps.keys(), QStringList());
         QCOMPARE(changed.count(), 3);
     }
-
-private:
-    QTemporaryDir m_dir;
 };
 
 QTEST_GUILESS_MAIN(TopBarTest)
