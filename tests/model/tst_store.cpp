@@ -1,6 +1,7 @@
 #include "capture/CapturedImageText.h"
 #include "common/Files.h"
 #include "fakes/FakeTextRecognizer.h"
+#include "model/SeedData.h"
 #include "model/Store.h"
 #include "model/StoreCodec.h"
 
@@ -391,6 +392,47 @@ private slots:
         QCOMPARE(store->categories().size(), quit ? 1 : 2);
     }
 
+    // Sample data: five categories, then four images (last captured first, although their
+    // dates run the other way) and sixteen texts, the table's first row newest.
+    void seedDataFillsAnEmptyStoreInOrder()
+    {
+        auto store = makeStore();
+        SeedData::populateIfEmpty(*store);
+        QStringList names;
+        QList<ClipKind> saved;
+        for (const Category &category : store->categories()) {
+            names.append(category.name);
+            for (const ClipItem &item : category.items)
+                saved.append(item.kind);
+        }
+        QCOMPARE(names, (QStringList{"Snippets", "Links", "Prompts", "Email", "Code"}));
+        QCOMPARE(saved.count(ClipKind::Text), 12);
+        QCOMPARE(saved.count(ClipKind::Image), 1);
+        const QList<ClipItem> &history = store->history();
+        QCOMPARE(history.size(), 20);
+        for (int i = 0; i < 20; ++i) {
+            QCOMPARE(history.at(i).kind, i < 4 ? ClipKind::Image : ClipKind::Text);
+            if (i > 4)
+                QVERIFY(history.at(i - 1).createdAt > history.at(i).createdAt);
+        }
+        QCOMPARE(history.at(0).image().size(), QSize(480, 320));
+        QVERIFY(history.at(0).createdAt < history.at(3).createdAt);
+    }
+
+    void seedDataNeverMixesIntoRealData()
+    {
+        for (const bool withHistory : {true, false}) {
+            Store store(m_dir->filePath(withHistory ? "history.json" : "categories.json"));
+            if (withHistory)
+                store.captureFromClipboard(text(QStringLiteral("mine")));
+            else
+                store.addCategory(QStringLiteral("Mine"));
+            SeedData::populateIfEmpty(store);
+            QCOMPARE(store.history().size(), withHistory ? 1 : 0);
+            QCOMPARE(store.categories().size(), withHistory ? 0 : 1);
+        }
+    }
+
 private:
     std::unique_ptr<Store> makeStore() { return std::make_unique<Store>(m_path, &m_recognizer); }
 
@@ -408,5 +450,5 @@ private:
     FakeTextRecognizer m_recognizer;
 };
 
-QTEST_GUILESS_MAIN(TestStore)
+QTEST_MAIN(TestStore)
 #include "tst_store.moc"
