@@ -1,17 +1,14 @@
-#include "KeyboardShortcuts/Registry.h"
 #include "app/ShortcutNames.h"
 #include "common/OverlayRig.h"
 #include "common/TestPrefs.h"
-#include "fakes/FakeHotKeyBackend.h"
+#include "common/TestShortcuts.h"
 #include "overlay/CategoryListModel.h"
 #include "overlay/HotkeyCaps.h"
 #include "overlay/MoreMenu.h"
 #include "overlay/SidebarController.h"
 
 #include <QAbstractItemModelTester>
-#include <QSettings>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 
 using namespace KeyboardShortcuts;
@@ -284,10 +281,8 @@ private slots:
 
     void keyCapsFollowTheStoredShortcut()
     {
-        QTemporaryDir dir;
-        QSettings store(dir.filePath(QStringLiteral("shortcuts.conf")), QSettings::IniFormat);
-        FakeHotKeyBackend backend;
-        Registry registry(store, backend);
+        TestShortcuts shortcuts;
+        Registry &registry = shortcuts.registry;
         HotkeyCaps caps;
         QSignalSpy changed(&caps, &HotkeyCaps::keysChanged);
         caps.setSource([&] { return registry.getShortcut(ShortcutNames::toggleOverlay); });

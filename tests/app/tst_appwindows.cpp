@@ -1,18 +1,52 @@
+#include "app/ui/PreferencesWindow.h"
 #include "app/ui/TrayIcon.h"
 #include "common/TestPrefs.h"
+#include "common/TestShortcuts.h"
+#include "model/Store.h"
 
 #include <QAction>
+#include <QGuiApplication>
 #include <QMenu>
+#include <QQuickWindow>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
 
-// Whether the icon is in the tray, and what clicks on it do, is checked in a real tray; here,
-// its look and its menu.
-class TestTrayIcon : public QObject
+// The shell's own windows: the tray icon's look and menu (whether it is in the tray, and what
+// clicks on it do, is checked in a real tray), and the preferences window.
+class TestAppWindows : public QObject
 {
     Q_OBJECT
 
 private slots:
+    void initTestCase()
+    {
+        // Launch at login writes under the configuration folder: keep it here.
+        qputenv("XDG_CONFIG_HOME", m_dir.filePath(QStringLiteral("config")).toUtf8());
+    }
+
+    void preferencesWindowIsBuiltOnceThenShownAgain()
+    {
+        Store store(m_dir.filePath(QStringLiteral("store.json")));
+        TestPrefs test;
+        TestShortcuts shortcuts;
+        PreferencesWindow preferences(store, test.prefs, shortcuts.registry, nullptr);
+        QVERIFY(!preferences.window());
+        preferences.showPreferences();
+        QQuickWindow *window = preferences.window();
+        QVERIFY(window);
+        QVERIFY(window->isVisible());
+        QCOMPARE(window->title(), QStringLiteral("Cliphaven Preferences"));
+        QCOMPARE(window->size(), QSize(460, 560));
+
+        // Closing hides; the next show brings back the same window.
+        window->close();
+        QTRY_VERIFY(!window->isVisible());
+        preferences.showPreferences();
+        QCOMPARE(preferences.window(), window);
+        QVERIFY(window->isVisible());
+    }
+
     void pausingSwitchesTheIcon()
     {
         TestPrefs test;
@@ -63,7 +97,10 @@ private slots:
                               "Quit Cliphaven"}));
         QCOMPARE(asked, QStringList({"toggle", "preferences", "updates", "quit"}));
     }
+
+private:
+    QTemporaryDir m_dir;
 };
 
-QTEST_MAIN(TestTrayIcon)
-#include "tst_trayicon.moc"
+QTEST_MAIN(TestAppWindows)
+#include "tst_appwindows.moc"
