@@ -251,19 +251,6 @@ private slots:
         }
     }
 
-    void itemFieldsAreFresh()
-    {
-        const Timestamp before = Timestamp::now();
-        const auto a = ClipboardMonitor::itemFromFlavors(textFlavors("same"));
-        const auto b = ClipboardMonitor::itemFromFlavors(textFlavors("same"));
-        QVERIFY(a && b);
-        QVERIFY(!a->id.isNull());
-        QVERIFY(a->id != b->id);
-        QVERIFY(!(a->createdAt < before));
-        QVERIFY(!a->ocrText);
-        QVERIFY(a->sameContent(*b));
-    }
-
 private:
     std::unique_ptr<Rig> r;
 };

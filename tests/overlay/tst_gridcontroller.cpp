@@ -4,16 +4,9 @@
 #include <QSignalSpy>
 #include <QTest>
 
+constexpr auto idString = &OverlayRig::idString;
+
 using Offset = std::optional<double>;
-
-namespace {
-
-QString idString(const QUuid &id)
-{
-    return id.toString(QUuid::WithoutBraces).toUpper();
-}
-
-} // namespace
 
 // Ten history items, "0" newest ... "9", two categories, and a grid 1000 wide (five columns).
 struct Fixture : OverlayRig

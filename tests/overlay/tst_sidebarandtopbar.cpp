@@ -11,16 +11,9 @@
 #include <QSignalSpy>
 #include <QTest>
 
+constexpr auto idString = &OverlayRig::idString;
+
 using namespace KeyboardShortcuts;
-
-namespace {
-
-QString idString(const QUuid &id)
-{
-    return id.toString(QUuid::WithoutBraces).toUpper();
-}
-
-} // namespace
 
 // Three history items "0" (newest) ... "2" and the categories named, behind a sidebar controller.
 struct Fixture : OverlayRig
@@ -165,15 +158,6 @@ private slots:
         QCOMPARE(f.names(), QStringList({"Home"}));
         QCOMPARE(f.state.tab(), shown ? Tab::history() : before);
         QCOMPARE(f.store.history().size(), 3);
-    }
-
-    void clearHistoryKeepsCategories()
-    {
-        Fixture f;
-        f.store.add(f.store.history().first(), f.ids[0]);
-        f.sidebar.clearHistory();
-        QVERIFY(f.store.history().isEmpty());
-        QCOMPARE(f.categoryTexts(f.ids[0]), QStringList({"0"}));
     }
 
     void parseItemIDs_data()
