@@ -99,7 +99,6 @@ private slots:
         QTest::newRow("left") << QRect(100, 100, 800, 600) << 0;
         QTest::newRow("straddling, mostly right") << QRect(1800, 100, 800, 600) << 1;
         QTest::newRow("off every screen") << QRect(-900, -900, 100, 100) << -1;
-        QTest::newRow("empty frame") << QRect() << -1;
     }
     void opensOnTheScreenHoldingMostOfTheWindow()
     {
