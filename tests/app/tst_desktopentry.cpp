@@ -1,14 +1,40 @@
 #include "app/ApplicationCatalog.h"
+#include "app/ApplicationChooserModel.h"
 #include "app/AutostartEntry.h"
 #include "app/DesktopEntry.h"
+#include "app/IgnoredAppsModel.h"
+#include "app/OpenWindows.h"
 #include "common/Files.h"
+#include "common/TestPrefs.h"
 
+#include <QAbstractItemModelTester>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+class FakeOpenWindows final : public OpenWindows
+{
+public:
+    QStringList classes;
+    QStringList windowClasses() const override { return classes; }
+};
+
+QStringList column(const QAbstractItemModel &model, int role)
+{
+    QStringList values;
+    for (int row = 0; row < model.rowCount(); ++row)
+        values.append(model.index(row, 0).data(role).toString());
+    return values;
+}
+
+} // namespace
+
+// Desktop entries: how they are read, the catalog of applications, launching at login, and the
+// ignore list's models (the view's own test shows rows and the chooser at work).
 class TestDesktopEntry : public QObject
 {
     Q_OBJECT
@@ -20,32 +46,30 @@ private slots:
         QTest::addColumn<QString>("name"); // empty: not an entry
         QTest::addColumn<QString>("identifier");
 
-        QTest::newRow("the entry group only, unescaped")
-            << QByteArray("# A comment\n[Desktop Entry]\nType = Application\nName=Text\\sEditor\n"
-                          "Exec=\"/opt/My Editor/editor\" --new-window %U\n\n"
-                          "[Desktop Action new]\nName=New Window\nExec=other\n")
-            << "Text Editor"
-            << "editor";
+        const auto row =
+            [](const char *tag, const QByteArray &text, const char *name, const char *identifier) {
+                QTest::newRow(tag) << text << name << identifier;
+            };
+        row("the entry group only, unescaped",
+            "# A comment\n[Desktop Entry]\nType = Application\nName=Text\\sEditor\n"
+            "Exec=\"/opt/My Editor/editor\" --new-window %U\n\n"
+            "[Desktop Action new]\nName=New Window\nExec=other\n",
+            "Text Editor",
+            "editor");
         const QByteArray named = "[Desktop Entry]\nName=X\n";
-        QTest::newRow("declared window class") << named + "StartupWMClass=KeePassXC\nExec=keepassxc"
-                                               << "X"
-                                               << "KeePassXC";
-        QTest::newRow("program behind env") << named + "Exec=env GDK_BACKEND=x11 -u FOO gimp %U"
-                                            << "X"
-                                            << "gimp";
-        QTest::newRow("flatpak id")
-            << named + "Exec=/usr/bin/flatpak run org.example.App\nX-Flatpak=org.example.App"
-            << "X"
-            << "org.example.App";
-        QTest::newRow("no Exec") << named << "X"
-                                 << "";
-        QTest::newRow("no entry group") << QByteArray("[Other]\nName=X\n") << ""
-                                        << "";
-        QTest::newRow("no name") << QByteArray("[Desktop Entry]\nExec=x\n") << ""
-                                 << "";
-        QTest::newRow("name only in an action")
-            << QByteArray("[Desktop Entry]\nType=Application\n[Desktop Action a]\nName=X\n") << ""
-            << "";
+        row("window class", named + "StartupWMClass=KeePassXC\nExec=keepassxc", "X", "KeePassXC");
+        row("program behind env", named + "Exec=env GDK_BACKEND=x11 -u FOO gimp %U", "X", "gimp");
+        row("flatpak id",
+            named + "Exec=/usr/bin/flatpak run org.example.App\nX-Flatpak=org.example.App",
+            "X",
+            "org.example.App");
+        row("no Exec", named, "X", "");
+        row("no entry group", "[Other]\nName=X\n", "", "");
+        row("no name", "[Desktop Entry]\nExec=x\n", "", "");
+        row("name only in an action",
+            "[Desktop Entry]\nType=Application\n[Desktop Action a]\nName=X\n",
+            "",
+            "");
     }
     void parse()
     {
@@ -187,6 +211,98 @@ private slots:
         QVERIFY(parsed);
         QCOMPARE(parsed->program(), program.section(u'/', -1));
     }
+
+    void init()
+    {
+        m_test = std::make_unique<TestPrefs>();
+        QVERIFY(writeApplication(share(),
+                                 "keepassxc",
+                                 "Name=KeePassXC\nIcon=keepassxc\nExec=keepassxc\n"
+                                 "StartupWMClass=KeePassXC\n"));
+        QVERIFY(writeApplication(share(),
+                                 "firefox-esr",
+                                 "Name=Firefox ESR\nIcon=firefox-esr\n"
+                                 "Exec=firefox-esr %u\n"));
+        QVERIFY(writeApplication(share(), "xterm", "Name=XTerm\nExec=xterm\n"));
+        m_catalog = catalog();
+        m_windows.classes.clear();
+    }
+
+    void rowsShowInstalledAppsAndFollowTheSettings()
+    {
+        prefs().setIgnoredApps({QStringLiteral("KeePassXC"), QStringLiteral("com.example.Gone")});
+        IgnoredAppsModel model(prefs(), m_catalog);
+        QAbstractItemModelTester tester(&model);
+        QCOMPARE(column(model, IgnoredAppsModel::IconRole), (QStringList{"keepassxc", ""}));
+        QCOMPARE(column(model, IgnoredAppsModel::InstalledRole), (QStringList{"true", "false"}));
+
+        // Installing the missing application names its row.
+        QVERIFY(writeApplication(share(), "gone", "Name=Gone App\nStartupWMClass=com.example.Gone"));
+        QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+        model.setCatalog(catalog());
+        QCOMPARE(changed.size(), 1);
+        QCOMPARE(column(model, IgnoredAppsModel::NameRole), (QStringList{"KeePassXC", "Gone App"}));
+
+        // Additions and removals are row edits; an edit from outside that is neither, a reset.
+        QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
+        prefs().addIgnoredApp(QStringLiteral("a"));
+        prefs().removeIgnoredApp(QStringLiteral("KeePassXC"));
+        prefs().removeIgnoredApp(QStringLiteral("zzz"));
+        QCOMPARE(reset.size(), 0);
+        QCOMPARE(column(model, IgnoredAppsModel::IdentifierRole),
+                 (QStringList{"com.example.Gone", "a"}));
+        prefs().setIgnoredApps({QStringLiteral("a"), QStringLiteral("com.example.Gone")});
+        QCOMPARE(reset.size(), 1);
+        QCOMPARE(column(model, IgnoredAppsModel::IdentifierRole),
+                 (QStringList{"a", "com.example.Gone"}));
+    }
+
+    // Open windows first, by their exact class (which is what the monitor sees), then installed
+    // applications; what is ignored, in any case, is not offered until it is removed again.
+    void chooserOffersWhatIsNotIgnored()
+    {
+        m_windows.classes = {QStringLiteral("Firefox-esr"), QStringLiteral("Zenity")};
+        prefs().setIgnoredApps({QStringLiteral("keepassxc")});
+        IgnoredAppsModel rows(prefs(), m_catalog);
+        ApplicationChooserModel chooser(prefs(), m_catalog, &m_windows);
+        QAbstractItemModelTester tester(&chooser);
+        QCOMPARE(column(chooser, ApplicationChooserModel::IdentifierRole),
+                 (QStringList{"Firefox-esr", "Zenity", "xterm"}));
+        QCOMPARE(column(chooser, ApplicationChooserModel::IconRole),
+                 (QStringList{"firefox-esr", "", ""}));
+        QCOMPARE(ApplicationChooserModel(prefs(), m_catalog, nullptr).count(), 2);
+
+        // Identifiers match the filter too, whatever the case and blanks around it.
+        chooser.setFilterText(QStringLiteral(" ESR "));
+        QCOMPARE(column(chooser, ApplicationChooserModel::NameRole), QStringList{"Firefox ESR"});
+        chooser.setFilterText(QString());
+
+        chooser.choose(QStringLiteral("Zenity"));
+        chooser.choose(QStringLiteral("Zenity"));
+        chooser.choose(QString());
+        QCOMPARE(prefs().ignoredApps(), (QStringList{"keepassxc", "Zenity"}));
+        QCOMPARE(column(chooser, ApplicationChooserModel::NameRole),
+                 (QStringList{"Firefox ESR", "XTerm"}));
+        rows.remove(QStringLiteral("keepassxc"));
+        QCOMPARE(chooser.count(), 3);
+
+        // A new window shows on the next refresh, as when the chooser opens again.
+        m_windows.classes.append(QStringLiteral("Gimp"));
+        chooser.refresh();
+        QCOMPARE(chooser.count(), 4);
+    }
+
+private:
+    AppPrefs &prefs() { return m_test->prefs; }
+    QString share() const { return m_test->dir.filePath(QStringLiteral("share")); }
+    std::shared_ptr<ApplicationCatalog> catalog() const
+    {
+        return std::make_shared<ApplicationCatalog>(QStringList{share()}, QStringLiteral("C"));
+    }
+
+    std::unique_ptr<TestPrefs> m_test;
+    std::shared_ptr<ApplicationCatalog> m_catalog;
+    FakeOpenWindows m_windows;
 };
 
 QTEST_GUILESS_MAIN(TestDesktopEntry)

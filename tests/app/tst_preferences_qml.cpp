@@ -1,7 +1,6 @@
 // Runs the QML tests in qml/ against the preferences view, with the real models on temporary
 // settings, a temporary store and catalog, and a fake hot-key backend.
 
-#include "KeyboardShortcuts/Registry.h"
 #include "app/AppPrefs.h"
 #include "app/ApplicationCatalog.h"
 #include "app/ApplicationChooserModel.h"
@@ -13,7 +12,7 @@
 #include "app/ShortcutRecorder.h"
 #include "app/ui/AppIconProvider.h"
 #include "common/Files.h"
-#include "fakes/FakeHotKeyBackend.h"
+#include "common/TestShortcuts.h"
 #include "model/Store.h"
 
 #include <QFile>
@@ -40,14 +39,14 @@ class TestHelper : public QObject
 public:
     TestHelper()
     {
-        m_registry.onKeyDown(ShortcutNames::toggleOverlay, [] {});
+        m_shortcuts.registry.onKeyDown(ShortcutNames::toggleOverlay, [] {});
     }
 
     // The state every test starts from.
     Q_INVOKABLE void reset()
     {
         recorder.cancelRecording();
-        m_registry.reset(ShortcutNames::toggleOverlay);
+        m_shortcuts.registry.reset(ShortcutNames::toggleOverlay);
         m_store.eraseHistory();
         prefs.setIgnoredApps({});
         prefs.setShowInMenuBar(true);
@@ -65,11 +64,9 @@ public:
 private:
     QTemporaryDir m_dir;
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
-    FakeHotKeyBackend m_backend;
+    TestShortcuts m_shortcuts;
     FakeOpenWindows m_windows;
-    QSettings m_settings{path("s.conf"), QSettings::IniFormat};
     Store m_store{path("store.json")};
-    KeyboardShortcuts::Registry m_registry{m_settings, m_backend};
     // Two installed applications; a window of a third is open.
     std::shared_ptr<const ApplicationCatalog> m_catalog = [this] {
         const QString share = path("share");
@@ -84,7 +81,7 @@ private:
 public:
     AppPrefs prefs{std::make_unique<QSettings>(path("p.conf"), QSettings::IniFormat)};
     PreferencesModel model{m_store};
-    ShortcutRecorder recorder{m_registry, ShortcutNames::toggleOverlay};
+    ShortcutRecorder recorder{m_shortcuts.registry, ShortcutNames::toggleOverlay};
     IgnoredAppsModel ignoredApps{prefs, m_catalog};
     ApplicationChooserModel chooser{prefs, m_catalog, &m_windows};
     AutostartEntry autostart{path("autostart"), QStringLiteral("/usr/bin/cliphaven")};

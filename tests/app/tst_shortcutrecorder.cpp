@@ -1,12 +1,9 @@
-#include "KeyboardShortcuts/Registry.h"
 #include "app/ShortcutNames.h"
 #include "app/ShortcutRecorder.h"
-#include "fakes/FakeHotKeyBackend.h"
+#include "common/TestShortcuts.h"
 
 #include <QKeyEvent>
-#include <QSettings>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -37,16 +34,10 @@ class TestShortcutRecorder : public QObject
 private slots:
     void init()
     {
-        m_dir = std::make_unique<QTemporaryDir>();
-        m_settings = std::make_unique<QSettings>(m_dir->filePath(QStringLiteral("s.conf")),
-                                                 QSettings::IniFormat);
-        m_backend = std::make_unique<FakeHotKeyBackend>();
-        m_registry = std::make_unique<Registry>(*m_settings, *m_backend);
+        r = std::make_unique<TestShortcuts>();
         m_pressed = 0;
-        m_registry->onKeyDown(ShortcutNames::toggleOverlay, [this] { ++m_pressed; });
+        r->registry.onKeyDown(ShortcutNames::toggleOverlay, [this] { ++m_pressed; });
     }
-
-    void cleanup() { m_registry.reset(); }
 
     void combinations_data()
     {
@@ -79,7 +70,7 @@ private slots:
         QFETCH(QString, recorded);
         QFETCH(QString, problem);
 
-        ShortcutRecorder recorder(*m_registry, ShortcutNames::toggleOverlay);
+        ShortcutRecorder recorder(r->registry, ShortcutNames::toggleOverlay);
         QSignalSpy changed(&recorder, &ShortcutRecorder::shortcutChanged);
         recorder.startRecording();
         QVERIFY(recorder.handleKeyPress(press(key, modifiers)));
@@ -87,7 +78,7 @@ private slots:
 
         if (recorded.isEmpty()) {
             QVERIFY(recorder.isRecording());
-            QCOMPARE(m_registry->getShortcut(ShortcutNames::toggleOverlay), kShiftSuperV);
+            QCOMPARE(r->registry.getShortcut(ShortcutNames::toggleOverlay), kShiftSuperV);
             QCOMPARE(changed.size(), 0);
             return;
         }
@@ -96,8 +87,8 @@ private slots:
         QVERIFY(!recorder.isAtDefault());
         QCOMPARE(changed.size(), 1);
         // Applied at once: stored, and the hot key moved to the new combination.
-        QCOMPARE(m_registry->getShortcut(ShortcutNames::toggleOverlay), recorder.shortcut());
-        QCOMPARE(m_backend->registered.values(), QList<Shortcut>{*recorder.shortcut()});
+        QCOMPARE(r->registry.getShortcut(ShortcutNames::toggleOverlay), recorder.shortcut());
+        QCOMPARE(r->backend.registered.values(), QList<Shortcut>{*recorder.shortcut()});
     }
 
     // Escape cancels and keeps the shortcut; Backspace clears it, for the next launch too.
@@ -112,7 +103,7 @@ private slots:
     {
         QFETCH(int, key);
         QFETCH(bool, cleared);
-        ShortcutRecorder recorder(*m_registry, ShortcutNames::toggleOverlay);
+        ShortcutRecorder recorder(r->registry, ShortcutNames::toggleOverlay);
         QSignalSpy recording(&recorder, &ShortcutRecorder::recordingChanged);
         recorder.startRecording();
         recorder.handleKeyPress(press(Qt::Key_Control));
@@ -123,14 +114,14 @@ private slots:
         QCOMPARE(recorder.hasShortcut(), !cleared);
         QCOMPARE(recorder.isAtDefault(), !cleared);
         const auto expected = cleared ? std::nullopt : std::optional(kShiftSuperV);
-        QCOMPARE(Registry(*m_settings, *m_backend).getShortcut(ShortcutNames::toggleOverlay),
+        QCOMPARE(Registry(r->settings, r->backend).getShortcut(ShortcutNames::toggleOverlay),
                  expected);
-        QCOMPARE(m_backend->registered.values(), cleared ? QList<Shortcut>() : QList{kShiftSuperV});
+        QCOMPARE(r->backend.registered.values(), cleared ? QList<Shortcut>() : QList{kShiftSuperV});
     }
 
     void heldModifiersAreShown()
     {
-        ShortcutRecorder recorder(*m_registry, ShortcutNames::toggleOverlay);
+        ShortcutRecorder recorder(r->registry, ShortcutNames::toggleOverlay);
         recorder.startRecording();
         // On X11 a modifier key's press does not carry its own flag yet; its release does.
         recorder.handleKeyPress(press(Qt::Key_Meta));
@@ -144,31 +135,31 @@ private slots:
 
     void theHotKeyStepsAsideWhileRecording()
     {
-        ShortcutRecorder recorder(*m_registry, ShortcutNames::toggleOverlay);
+        ShortcutRecorder recorder(r->registry, ShortcutNames::toggleOverlay);
         recorder.startRecording();
-        QVERIFY(m_backend->registered.isEmpty());
-        m_backend->press(kShiftSuperV);
+        QVERIFY(r->backend.registered.isEmpty());
+        r->backend.press(kShiftSuperV);
         QCOMPARE(m_pressed, 0);
 
         // Recording the very same combination works and brings the hot key back.
         recorder.handleKeyPress(press(Qt::Key_V, Qt::ShiftModifier | Qt::MetaModifier));
         QVERIFY(recorder.isAtDefault());
-        m_backend->press(kShiftSuperV);
+        r->backend.press(kShiftSuperV);
         QCOMPARE(m_pressed, 1);
 
         // Destroying a recording control does not leave the hot key off.
         {
-            ShortcutRecorder closing(*m_registry, ShortcutNames::toggleOverlay);
+            ShortcutRecorder closing(r->registry, ShortcutNames::toggleOverlay);
             closing.startRecording();
         }
-        m_backend->press(kShiftSuperV);
+        r->backend.press(kShiftSuperV);
         QCOMPARE(m_pressed, 2);
     }
 
     void aRefusedShortcutIsReported()
     {
-        m_backend->refusals.insert(kCtrlAltB, 10);
-        ShortcutRecorder recorder(*m_registry, ShortcutNames::toggleOverlay);
+        r->backend.refusals.insert(kCtrlAltB, 10);
+        ShortcutRecorder recorder(r->registry, ShortcutNames::toggleOverlay);
         recorder.startRecording();
         recorder.handleKeyPress(press(Qt::Key_B, Qt::ControlModifier | Qt::AltModifier));
         QCOMPARE(recorder.displayText(), QStringLiteral("Ctrl+Alt+B"));
@@ -184,21 +175,18 @@ private slots:
     // recording starts.
     void showsTheStoredShortcut()
     {
-        ShortcutRecorder recorder(*m_registry, ShortcutNames::toggleOverlay);
+        ShortcutRecorder recorder(r->registry, ShortcutNames::toggleOverlay);
         QSignalSpy changed(&recorder, &ShortcutRecorder::shortcutChanged);
         QVERIFY(recorder.hasShortcut() && recorder.isAtDefault() && !recorder.isRecording());
         QCOMPARE(recorder.keyCaps(), (QStringList{"Shift", "Super", "V"}));
         QVERIFY(!recorder.handleKeyPress(press(Qt::Key_B, Qt::ControlModifier)));
-        m_registry->setShortcut(kCtrlAltB, ShortcutNames::toggleOverlay);
+        r->registry.setShortcut(kCtrlAltB, ShortcutNames::toggleOverlay);
         QCOMPARE(changed.size(), 1);
         QCOMPARE(recorder.displayText(), QStringLiteral("Ctrl+Alt+B"));
     }
 
 private:
-    std::unique_ptr<QTemporaryDir> m_dir;
-    std::unique_ptr<QSettings> m_settings;
-    std::unique_ptr<FakeHotKeyBackend> m_backend;
-    std::unique_ptr<Registry> m_registry;
+    std::unique_ptr<TestShortcuts> r;
     int m_pressed = 0;
 };
 

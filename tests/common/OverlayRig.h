@@ -32,6 +32,8 @@ struct OverlayRig
             set.insert(id(row));
         return set;
     }
+    // An id as the views and drag payloads write it.
+    static QString idString(const QUuid &id) { return id.toString(QUuid::WithoutBraces).toUpper(); }
     static QStringList texts(const QList<ClipItem> &items)
     {
         QStringList list;

@@ -1,7 +1,26 @@
 #include "model/ClipItem.h"
+#include "model/JsonReader.h"
+#include "model/StoreCodec.h"
 
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QTest>
 
+namespace {
+
+QByteArray fixture(const char *name)
+{
+    QFile file(QStringLiteral(CLIPHAVEN_TEST_DATA "/") + QString::fromUtf8(name));
+    if (!file.open(QIODevice::ReadOnly))
+        qFatal("missing fixture %s", name);
+    return file.readAll();
+}
+
+} // namespace
+
+// Clip records: their rules, and the store's file format.
 class TestClipItem : public QObject
 {
     Q_OBJECT
@@ -110,6 +129,145 @@ private slots:
             QVERIFY(!detected->host().isEmpty());
         }
         QVERIFY(!ClipItem::makeImage(text.toUtf8()).detectedURL());
+    }
+
+    void readsAFileWrittenByAnotherProgram()
+    {
+        const auto disk = StoreCodec::decode(fixture("store-full.json"));
+        QVERIFY(disk);
+        QCOMPARE(disk->history.size(), 2);
+        QCOMPARE(disk->categories.size(), 2);
+
+        const ClipItem &text = disk->history.at(0);
+        QCOMPARE(text.id, QUuid(QStringLiteral("6F1C2B9E-3D4A-4E5F-8A7B-1C2D3E4F5A6B")));
+        QCOMPARE(text.kind, ClipKind::Text);
+        QCOMPARE(*text.text, QStringLiteral("https://example.com/a b \"quoted\"\n\u00e9\U0001F600"));
+        QCOMPARE(text.createdAt.secondsSinceReferenceDate, 785000000.123456);
+        QVERIFY(!text.imageData);
+        QVERIFY(!text.ocrText);
+        QCOMPARE(text.flavors->value(QStringLiteral("text/html")), QByteArray("<b>hi</b>"));
+        QCOMPARE(text.flavors->value(QStringLiteral("UTF8_STRING")), QByteArray("hi"));
+
+        const ClipItem &image = disk->history.at(1);
+        QCOMPARE(image.kind, ClipKind::Image);
+        QCOMPARE(*image.imageData, QByteArray::fromBase64("iVBORw0KGgoAAAAN/w=="));
+        QCOMPARE(*image.ocrText, QStringLiteral("Hello World"));
+        QCOMPARE(image.flavors->value(QStringLiteral("image/png")), *image.imageData);
+
+        QCOMPARE(disk->categories.at(0).name, QStringLiteral("Snippets"));
+        QCOMPARE(disk->categories.at(0).items.at(0).createdAt.secondsSinceReferenceDate, -12.5);
+        QCOMPARE(disk->categories.at(1).name, QStringLiteral("Empty \u2603"));
+        QVERIFY(disk->categories.at(1).items.isEmpty());
+        // 2001-01-01 plus 785000000 s
+        QCOMPARE(text.createdAt.toDateTime(),
+                 QDateTime(QDate(2025, 11, 16), QTime(15, 33, 20, 123), Qt::UTC));
+    }
+
+    void acceptsAnySubsetOfOptionalKeys()
+    {
+        const auto disk = StoreCodec::decode(fixture("store-minimal-items.json"));
+        QVERIFY(disk);
+        QCOMPARE(disk->history.size(), 2);
+        for (const ClipItem &item : disk->history) {
+            QVERIFY(!item.text);
+            QVERIFY(!item.imageData);
+            QVERIFY(!item.flavors);
+            QVERIFY(!item.ocrText);
+        }
+        // Lower-case ids are accepted and written back in upper case.
+        QCOMPARE(StoreCodec::uuidString(disk->history.at(1).id),
+                 QStringLiteral("0A1B2C3D-4E5F-4061-8273-94A5B6C7D8E9"));
+        QCOMPARE(disk->history.at(1).createdAt.secondsSinceReferenceDate, 1000.0);
+    }
+
+    void rejectsTheWholeFile_data()
+    {
+        QTest::addColumn<QByteArray>("json");
+        QTest::newRow("an item without createdAt") << fixture("store-missing-createdAt.json");
+        QTest::newRow("no categories key") << fixture("store-missing-categories.json");
+        QTest::newRow("a category without items") << fixture("store-category-missing-items.json");
+        QTest::newRow("invalid Base64") << fixture("store-bad-base64.json");
+        QTest::newRow("unknown kind") << fixture("store-unknown-kind.json");
+        QTest::newRow("truncated") << fixture("store-full.json").chopped(10);
+        QTest::newRow("id is not a UUID") << QByteArray(
+            R"({"history":[{"id":"nope","kind":"text","createdAt":1}],"categories":[]})");
+        QTest::newRow("text is not UTF-8")
+            << QByteArray("{\"history\":[{\"id\":\"6F1C2B9E-3D4A-4E5F-8A7B-1C2D3E4F5A6B\",\"kind\":"
+                          "\"text\",\"text\":\"\xff\xfe\",\"createdAt\":1}],\"categories\":[]}");
+    }
+
+    void rejectsTheWholeFile()
+    {
+        QFETCH(QByteArray, json);
+        QVERIFY(!StoreCodec::decode(json));
+    }
+
+    void roundTripKeepsEveryField()
+    {
+        const QByteArray original = fixture("store-full.json");
+        const auto first = StoreCodec::decode(original);
+        QVERIFY(first);
+        const QByteArray written = StoreCodec::encode(*first);
+        const auto second = StoreCodec::decode(written);
+        QVERIFY(second);
+        QCOMPARE(second->history, first->history);
+        QCOMPARE(second->categories, first->categories);
+
+        // The same document as another JSON reader sees it (escaping may differ, content may not).
+        QCOMPARE(QJsonDocument::fromJson(written), QJsonDocument::fromJson(original));
+    }
+
+    void writesCompactUpperCaseAndOmitsAbsentOptionals()
+    {
+        ClipItem item = ClipItem::makeText(QStringLiteral("a\u0001\"\\/\n"), Timestamp{0.1});
+        StoreCodec::Disk disk;
+        disk.history.append(item);
+        const QByteArray written = StoreCodec::encode(disk);
+        for (const char *absent : {"\n", " ", "null", "ocrText", "flavors", "imageData"})
+            QVERIFY2(!written.contains(absent), absent);
+        QVERIFY(written.contains(StoreCodec::uuidString(item.id).toLatin1()));
+        QCOMPARE(StoreCodec::uuidString(item.id), StoreCodec::uuidString(item.id).toUpper());
+        QVERIFY(written.contains("\"createdAt\":0.1"));
+        QVERIFY(written.contains("\"categories\":[]"));
+
+        const QJsonObject root = QJsonDocument::fromJson(written).object();
+        QCOMPARE(root.value(u"history").toArray().at(0).toObject().value(u"text").toString(),
+                 *item.text);
+    }
+
+    void sharesEqualPayloadsAfterLoading()
+    {
+        const QByteArray png(300000, 'p');
+        ClipItem image = ClipItem::makeImage(png);
+        image.flavors = Flavors{{QStringLiteral("image/png"), png}};
+        Category category = Category::make(QStringLiteral("Saved"));
+        ClipItem copy = image;
+        copy.id = QUuid::createUuid();
+        category.items.append(copy);
+
+        const QByteArray written = StoreCodec::encode({{image}, {category}});
+        const auto disk = StoreCodec::decode(written);
+        QVERIFY(disk);
+        const char *data = disk->history.at(0).imageData->constData();
+        QCOMPARE(disk->history.at(0).flavors->value(QStringLiteral("image/png")).constData(), data);
+        QCOMPARE(disk->categories.at(0).items.at(0).imageData->constData(), data);
+        QCOMPARE(*disk->history.at(0).imageData, png);
+    }
+
+    void parserRejectsMalformedJson_data()
+    {
+        QTest::addColumn<QByteArray>("json");
+        QTest::newRow("trailing comma") << QByteArray("[1,]");
+        QTest::newRow("raw control character") << QByteArray("[\"a\tb\"]");
+        QTest::newRow("infinite number") << QByteArray("[1e999]");
+        QTest::newRow("nested too deep") << QByteArray(100000, '[');
+        QTest::newRow("NUL byte") << QByteArray("[\"a\0b\"]", 7);
+    }
+
+    void parserRejectsMalformedJson()
+    {
+        QFETCH(QByteArray, json);
+        QVERIFY(!Json::parse(std::string_view(json.constData(), size_t(json.size()))));
     }
 };
 

@@ -4,14 +4,9 @@
 #include <QSignalSpy>
 #include <QTest>
 
-namespace {
+constexpr auto idString = &OverlayRig::idString;
 
-QString idString(const QUuid &id)
-{
-    return id.toString(QUuid::WithoutBraces).toUpper();
-}
-
-} // namespace
+using Offset = std::optional<double>;
 
 // Ten history items, "0" newest ... "9", two categories, and a grid 1000 wide (five columns).
 struct Fixture : OverlayRig
@@ -28,7 +23,6 @@ struct Fixture : OverlayRig
     {
         return texts(store.category(category)->items);
     }
-    QPointF centreOf(int index) const { return GridGeometry::tileFrame(index, 1000).center(); }
 
     QUuid work;
     QUuid home;
@@ -39,6 +33,55 @@ class GridControllerTest : public QObject
     Q_OBJECT
 
 private slots:
+    void columnsFollowTheWidth_data()
+    {
+        QTest::addColumn<double>("width");
+        QTest::addColumn<int>("columns");
+        QTest::newRow("no width at all") << 0.0 << 1;
+        QTest::newRow("just fits two") << 406.0 << 2;
+        QTest::newRow("one short of two") << 405.0 << 1;
+    }
+    void columnsFollowTheWidth()
+    {
+        QFETCH(double, width);
+        QFETCH(int, columns);
+        QCOMPARE(GridGeometry::columnsForWidth(width), columns);
+    }
+
+    // A tile 150 high at the given top, a viewport 500 high scrolled to the given offset over
+    // content 2000 high: the offset that reveals the tile, if any.
+    void reveal_data()
+    {
+        QTest::addColumn<double>("top");
+        QTest::addColumn<double>("scroll");
+        QTest::addColumn<double>("viewport");
+        QTest::addColumn<double>("content");
+        QTest::addColumn<Offset>("offset");
+        QTest::newRow("comfortably visible") << 100.0 << 0.0 << 500.0 << 2000.0 << Offset();
+        QTest::newRow("exactly 16 from both edges")
+            << 116.0 << 100.0 << 182.0 << 2000.0 << Offset();
+        QTest::newRow("above: its 0.12 point meets the viewport's")
+            << 100.0 << 400.0 << 500.0 << 2000.0 << Offset(100 + 0.12 * (150 - 500));
+        QTest::newRow("below: at 0.88")
+            << 900.0 << 0.0 << 500.0 << 2000.0 << Offset(900 + 0.88 * (150 - 500));
+        // Its top is inside the viewport but within the margin: not sent to the bottom.
+        QTest::newRow("crowding the top edge")
+            << 405.0 << 400.0 << 500.0 << 2000.0 << Offset(405 + 0.12 * (150 - 500));
+        QTest::newRow("not above the content") << 16.0 << 300.0 << 500.0 << 2000.0 << Offset(0);
+        QTest::newRow("not past its end") << 1834.0 << 0.0 << 500.0 << 2000.0 << Offset(1500);
+        QTest::newRow("short content never scrolls") << 10.0 << 0.0 << 200.0 << 160.0 << Offset();
+    }
+    void reveal()
+    {
+        QFETCH(double, top);
+        QFETCH(double, scroll);
+        QFETCH(double, viewport);
+        QFETCH(double, content);
+        QFETCH(Offset, offset);
+        const QRectF tile(16, top, 180, 150);
+        QCOMPARE(GridGeometry::scrollOffsetToReveal(tile, scroll, viewport, content), offset);
+    }
+
     // Taps: p plain, c Ctrl, s Shift, x Ctrl+Shift, then the index. The selection given first
     // has its last entry as the anchor.
     void taps_data()
@@ -91,15 +134,6 @@ private slots:
         f.store.deleteFromHistory(f.ids({7, 8, 9}));
         f.grid.handleTap(3, Qt::ShiftModifier);
         QCOMPARE(f.state.selection(), f.ids({3}));
-    }
-
-    void rubberBandSelectsExactlyTheTilesItTouches()
-    {
-        Fixture f;
-        f.state.setSelection(f.ids({9}));
-        // From the middle of tile 1 to the middle of tile 7 (second row, third column).
-        f.grid.applyMarquee(f.centreOf(7), f.centreOf(1), 1000);
-        QCOMPARE(f.state.selection(), f.ids({1, 2, 6, 7}));
     }
 
     // Actions and drags on a tile inside a selection take the selection, in list order.

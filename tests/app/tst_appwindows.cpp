@@ -1,10 +1,19 @@
 #include "Feeds.h"
+#include "app/ui/PreferencesWindow.h"
 #include "app/ui/SparkleUpdater.h"
+#include "app/ui/TrayIcon.h"
 #include "common/HttpServer.h"
+#include "common/TestPrefs.h"
+#include "common/TestShortcuts.h"
+#include "model/Store.h"
 
 #include <QAbstractButton>
+#include <QAction>
+#include <QGuiApplication>
+#include <QMenu>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QQuickWindow>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -26,13 +35,17 @@ QHash<QString, QAbstractButton *> buttons(const QMessageBox *box)
 
 } // namespace
 
-class TestSparkleUpdater : public QObject
+// The shell's own windows: the preferences window, the tray icon's look and menu (whether it is
+// in the tray, and what clicks on it do, is checked in a real tray), and the update alerts.
+class TestAppWindows : public QObject
 {
     Q_OBJECT
 
 private slots:
     void initTestCase()
     {
+        // Launch at login writes under the configuration folder: keep it here.
+        qputenv("XDG_CONFIG_HOME", m_dir.filePath(QStringLiteral("config")).toUtf8());
         m_server.route("/newer", {.body = feed(release("2.0.0", "2.0") + release("1.0", "1.0"))});
         m_server.route("/same", {.body = feed(release("1.4", "1.4"))});
         m_server.route("/silent", TestHttpServer::Response::silent());
@@ -106,6 +119,79 @@ private slots:
         QCOMPARE(finished.size(), 0);
     }
 
+    void preferencesWindowIsBuiltOnceThenShownAgain()
+    {
+        Store store(m_dir.filePath(QStringLiteral("store.json")));
+        TestPrefs test;
+        TestShortcuts shortcuts;
+        PreferencesWindow preferences(store, test.prefs, shortcuts.registry, nullptr);
+        QVERIFY(!preferences.window());
+        preferences.showPreferences();
+        QQuickWindow *window = preferences.window();
+        QVERIFY(window);
+        QVERIFY(window->isVisible());
+        QCOMPARE(window->title(), QStringLiteral("Cliphaven Preferences"));
+        QCOMPARE(window->size(), QSize(460, 560));
+
+        // Closing hides; the next show brings back the same window.
+        window->close();
+        QTRY_VERIFY(!window->isVisible());
+        preferences.showPreferences();
+        QCOMPARE(preferences.window(), window);
+        QVERIFY(window->isVisible());
+    }
+
+    void pausingSwitchesTheIcon()
+    {
+        TestPrefs test;
+        AppPrefs &prefs = test.prefs;
+        TrayIcon tray(prefs);
+        tray.followPreferences();
+        const auto look = [&tray] { return tray.statusItem()->icon().pixmap(22, 22).toImage(); };
+        QCOMPARE(tray.statusItem()->toolTip(), QStringLiteral("Cliphaven"));
+        QCOMPARE(tray.statusItem()->contextMenu(), tray.menu());
+        const QImage normal = look();
+        QVERIFY(!normal.isNull());
+        prefs.setPaused(true);
+        const QImage paused = look();
+        QVERIFY(!paused.isNull());
+        QVERIFY(paused != normal);
+        prefs.setPaused(false);
+        QCOMPARE(look(), normal);
+        // Started with the setting off, there is no icon; shown again while paused, the icon
+        // made anew has the paused look.
+        prefs.setShowInMenuBar(false);
+        QVERIFY(!TrayIcon(prefs).statusItem());
+        prefs.setPaused(true);
+        prefs.setShowInMenuBar(true);
+        QCOMPARE(look(), paused);
+    }
+
+    // The menu's four entries, in order (a separator before the updates), each asking for its
+    // action and nothing else.
+    void menuEntriesAskForTheirActions()
+    {
+        TestPrefs test;
+        TrayIcon tray(test.prefs);
+        QStringList asked;
+        connect(&tray, &TrayIcon::toggleOverlayRequested, this, [&] { asked << "toggle"; });
+        connect(&tray, &TrayIcon::preferencesRequested, this, [&] { asked << "preferences"; });
+        connect(&tray, &TrayIcon::checkForUpdatesRequested, this, [&] { asked << "updates"; });
+        connect(&tray, &TrayIcon::quitRequested, this, [&] { asked << "quit"; });
+        QStringList entries;
+        for (QAction *action : tray.menu()->actions()) {
+            entries << (action->isSeparator() ? QStringLiteral("-") : action->text());
+            action->trigger();
+        }
+        QCOMPARE(entries,
+                 QStringList({"Show Cliphaven",
+                              "Preferences…",
+                              "-",
+                              "Check for Updates…",
+                              "Quit Cliphaven"}));
+        QCOMPARE(asked, QStringList({"toggle", "preferences", "updates", "quit"}));
+    }
+
 private:
     TestHttpServer m_server;
     QTemporaryDir m_dir;
@@ -114,5 +200,5 @@ private:
     QList<QUrl> m_opened;
 };
 
-QTEST_MAIN(TestSparkleUpdater)
-#include "tst_sparkleupdater.moc"
+QTEST_MAIN(TestAppWindows)
+#include "tst_appwindows.moc"

@@ -1,33 +1,26 @@
-#include "model/Store.h"
+#include "app/ShortcutNames.h"
+#include "common/OverlayRig.h"
+#include "common/TestPrefs.h"
+#include "common/TestShortcuts.h"
 #include "overlay/CategoryListModel.h"
-#include "overlay/OverlayState.h"
+#include "overlay/HotkeyCaps.h"
+#include "overlay/MoreMenu.h"
 #include "overlay/SidebarController.h"
 
 #include <QAbstractItemModelTester>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 
-namespace {
+constexpr auto idString = &OverlayRig::idString;
 
-QString idString(const QUuid &id)
+using namespace KeyboardShortcuts;
+
+// Three history items "0" (newest) ... "2" and the categories named, behind a sidebar controller.
+struct Fixture : OverlayRig
 {
-    return id.toString(QUuid::WithoutBraces).toUpper();
-}
-
-} // namespace
-
-// Three history items "a", "b", "c" and the categories named, behind a sidebar controller.
-class Fixture
-{
-public:
     explicit Fixture(const QStringList &names = {QStringLiteral("Work"), QStringLiteral("Home")})
-        : store(dir.path() + QStringLiteral("/store.json"))
-        , sidebar(store, state)
-        , tester(sidebar.categories(), QAbstractItemModelTester::FailureReportingMode::QtTest)
     {
-        for (const char *text : {"c", "b", "a"})
-            store.captureFromClipboard(ClipItem::makeText(QString::fromLatin1(text)));
+        fill(3);
         for (const QString &name : names)
             ids.append(store.addCategory(name));
     }
@@ -39,28 +32,24 @@ public:
             list.append(category.name);
         return list;
     }
-    QStringList texts(const QUuid &category) const
+    QStringList categoryTexts(const QUuid &category) const
     {
-        QStringList list;
-        for (const ClipItem &item : store.category(category)->items)
-            list.append(*item.text);
-        return list;
+        return texts(store.category(category)->items);
     }
-    QUuid item(int index) const { return store.history().at(index).id; }
     QVariant row(int index, int role) const
     {
         return sidebar.categories()->data(sidebar.categories()->index(index), role);
     }
 
-    QTemporaryDir dir;
-    Store store;
-    OverlayState state;
-    SidebarController sidebar;
-    QAbstractItemModelTester tester;
+    SidebarController sidebar{store, state};
+    QAbstractItemModelTester tester{sidebar.categories(),
+                                    QAbstractItemModelTester::FailureReportingMode::QtTest};
     QList<QUuid> ids;
 };
 
-class SidebarControllerTest : public QObject
+// The controls around the grid: the sidebar, the overflow menu's pause explainer and the
+// shortcut's key caps.
+class SidebarAndTopBarTest : public QObject
 {
     Q_OBJECT
 
@@ -130,35 +119,23 @@ private slots:
         QCOMPARE(f.sidebar.renamingId(), QString());
     }
 
-    void rename_data()
+    // Return and Escape in the field are the view's test; these are the names it ends with.
+    void renameCommits_data()
     {
-        QTest::addColumn<bool>("commit");
         QTest::addColumn<QString>("typed");
         QTest::addColumn<QString>("name");
-        QTest::newRow("commit") << true << "Projects"
-                                << "Projects";
-        QTest::newRow("trimmed") << true << "  Projects \n"
-                                 << "Projects";
-        QTest::newRow("empty keeps the name") << true << ""
-                                              << "Work";
-        QTest::newRow("blank keeps the name") << true << " \t "
-                                              << "Work";
-        QTest::newRow("cancel") << false << "Projects"
-                                << "Work";
+        QTest::newRow("trimmed") << "  Projects \n" << QStringLiteral("Projects");
+        QTest::newRow("blank keeps the name") << " \t " << QStringLiteral("Work");
     }
-    void rename()
+    void renameCommits()
     {
-        QFETCH(bool, commit);
         QFETCH(QString, typed);
         QFETCH(QString, name);
         Fixture f;
         const QString id = idString(f.ids[0]);
         f.sidebar.beginRename(id);
         QVERIFY(f.state.isRenaming());
-        if (commit)
-            f.sidebar.commitRename(id, typed);
-        else
-            f.sidebar.cancelRename();
+        f.sidebar.commitRename(id, typed);
         QCOMPARE(f.names().first(), name);
         QVERIFY(!f.state.isRenaming());
         QCOMPARE(f.sidebar.renamingId(), QString());
@@ -181,15 +158,6 @@ private slots:
         QCOMPARE(f.names(), QStringList({"Home"}));
         QCOMPARE(f.state.tab(), shown ? Tab::history() : before);
         QCOMPARE(f.store.history().size(), 3);
-    }
-
-    void clearHistoryKeepsCategories()
-    {
-        Fixture f;
-        f.store.add(f.store.history().first(), f.ids[0]);
-        f.sidebar.clearHistory();
-        QVERIFY(f.store.history().isEmpty());
-        QCOMPARE(f.texts(f.ids[0]), QStringList({"a"}));
     }
 
     void parseItemIDs_data()
@@ -223,15 +191,9 @@ private slots:
         QTest::addColumn<QStringList>("order");
         // Placeholders: @0..@2 history items, #0..#2 categories, ? an unknown id.
         QTest::newRow("items, one unknown")
-            << "items:@0,?,@2" << QStringList{"c", "a"} << QStringList{"A", "B", "C"};
-        QTest::newRow("item") << "item:@1" << QStringList{"b"} << QStringList{"A", "B", "C"};
-        QTest::newRow("cat: before the target")
-            << "cat:#2" << QStringList{} << QStringList{"C", "A", "B"};
-        QTest::newRow("cat: onto itself")
-            << "cat:#0" << QStringList{} << QStringList{"A", "B", "C"};
+            << "items:@0,?,@2" << QStringList{"2", "0"} << QStringList{"A", "B", "C"};
         QTest::newRow("cat: malformed falls through")
             << "cat:#2x" << QStringList{} << QStringList{"A", "B", "C"};
-        QTest::newRow("plain text") << "hello" << QStringList{} << QStringList{"A", "B", "C"};
     }
     void drops()
     {
@@ -240,17 +202,93 @@ private slots:
         QFETCH(QStringList, order);
         Fixture f({"A", "B", "C"});
         for (int i = 0; i < 3; ++i) {
-            payload.replace(QStringLiteral("@%1").arg(i), idString(f.item(i)));
+            payload.replace(QStringLiteral("@%1").arg(i), idString(f.id(i)));
             payload.replace(QStringLiteral("#%1").arg(i), idString(f.ids[i]));
         }
         payload.replace(u'?', idString(QUuid::createUuid()));
         f.sidebar.applyDrop(f.ids[0], payload);
         QCOMPARE(f.names(), order);
-        QCOMPARE(f.texts(f.ids[0]), target);
+        QCOMPARE(f.categoryTexts(f.ids[0]), target);
         // Filed, not moved: the history keeps everything.
         QCOMPARE(f.store.history().size(), 3);
     }
+
+    void pauseExplainsOnceBeforeTheFirstPause_data()
+    {
+        QTest::addColumn<bool>("paused");
+        QTest::addColumn<bool>("seen");
+        QTest::addColumn<bool>("choosePause");
+        QTest::addColumn<int>("asked");
+        QTest::addColumn<bool>("pausedAfter");
+
+        QTest::newRow("first pause, Pause chosen") << false << false << true << 1 << true;
+        QTest::newRow("first pause, Cancel keeps capturing")
+            << false << false << false << 1 << false;
+        QTest::newRow("explainer seen: pauses at once") << false << true << true << 0 << true;
+        QTest::newRow("resume never explains") << true << false << true << 0 << false;
+    }
+
+    void pauseExplainsOnceBeforeTheFirstPause()
+    {
+        QFETCH(bool, paused);
+        QFETCH(bool, seen);
+        QFETCH(bool, choosePause);
+        QFETCH(int, asked);
+        QFETCH(bool, pausedAfter);
+
+        TestPrefs test;
+        AppPrefs &prefs = test.prefs;
+        prefs.setPaused(paused);
+        prefs.setSeenPauseExplainer(seen);
+        MoreMenu menu(prefs);
+        int questions = 0;
+        bool seenWhenAsked = false;
+        menu.confirmPause = [&] {
+            ++questions;
+            seenWhenAsked = prefs.seenPauseExplainer();
+            return choosePause;
+        };
+        QSignalSpy pausedChanged(&menu, &MoreMenu::pausedChanged);
+
+        menu.togglePause();
+        // The alert waits for the next turn; the menu's state is already settled.
+        QCOMPARE(questions, 0);
+        QCOMPARE(prefs.seenPauseExplainer(), seen || !paused);
+        QTest::qWait(50);
+        QCOMPARE(questions, asked);
+        // Marked before it shows, whatever the answer.
+        QCOMPARE(seenWhenAsked, asked > 0);
+        QCOMPARE(prefs.paused(), pausedAfter);
+        QCOMPARE(menu.paused(), pausedAfter);
+        QCOMPARE(pausedChanged.count(), paused != pausedAfter ? 1 : 0);
+    }
+
+    void keyCapsFollowTheStoredShortcut()
+    {
+        TestShortcuts shortcuts;
+        Registry &registry = shortcuts.registry;
+        HotkeyCaps caps;
+        QSignalSpy changed(&caps, &HotkeyCaps::keysChanged);
+        caps.setSource([&] { return registry.getShortcut(ShortcutNames::toggleOverlay); });
+        // Never recorded: the default.
+        QCOMPARE(caps.keys(), (QStringList{"Shift", "Super", "V"}));
+        QCOMPARE(changed.count(), 1);
+
+        registry.setShortcut(Shortcut(Key::k, ModifierFlag::control | ModifierFlag::option),
+                             ShortcutNames::toggleOverlay);
+        QCOMPARE(caps.keys(), (QStringList{"Ctrl", "Alt", "K"}));
+        QCOMPARE(changed.count(), 2);
+
+        // Another name's change, or reading the same shortcut again, is not a change.
+        registry.setShortcut(Shortcut(Key::j, ModifierFlag::command), Name(QStringLiteral("other")));
+        caps.refresh();
+        QCOMPARE(changed.count(), 2);
+
+        registry.setShortcut(std::nullopt, ShortcutNames::toggleOverlay);
+        QCOMPARE(caps.keys(), QStringList());
+        QCOMPARE(changed.count(), 3);
+    }
 };
 
-QTEST_GUILESS_MAIN(SidebarControllerTest)
-#include "tst_sidebarcontroller.moc"
+QTEST_GUILESS_MAIN(SidebarAndTopBarTest)
+#include "tst_sidebarandtopbar.moc"

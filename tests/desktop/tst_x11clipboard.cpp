@@ -1,12 +1,13 @@
-// Capture from real clipboard owners on a real X server: xclip, and a test owner that can
-// misbehave. Runs under a private Xvfb with openbox.
+// The clipboard on a real X server, under a private Xvfb with openbox: capture from xclip and from
+// a test owner that can misbehave, serving our own writes, and paste-back into a real
+// application (zenity) with and without the XTest extension.
 
 #include "common/CaptureRig.h"
 #include "common/Images.h"
 #include "common/Programs.h"
-#include "fakes/FakeKeyPoster.h"
-#include "fakes/FakeWorkspace.h"
+#include "platform/x11/X11KeyPoster.h"
 #include "platform/x11/X11Pasteboard.h"
+#include "platform/x11/X11Workspace.h"
 
 #include <QGuiApplication>
 #include <QRandomGenerator>
@@ -26,17 +27,19 @@ QByteArray randomBytes(qsizetype size)
     return bytes;
 }
 
-using Rig = CaptureRig<X11Pasteboard, FakeWorkspace, FakeKeyPoster>;
+using Rig = CaptureRig<X11Pasteboard, X11Workspace, X11KeyPoster>;
 
 } // namespace
 
-class X11CaptureTest : public QObject
+class X11ClipboardTest : public QObject
 {
     Q_OBJECT
 
 private slots:
     void initTestCase()
     {
+        // GTK would otherwise wait for an accessibility bus that is not there.
+        qputenv("NO_AT_BRIDGE", "1");
         QVERIFY2(QGuiApplication::platformName() == u"xcb", "run this test on an X server");
     }
 
@@ -200,18 +203,108 @@ private slots:
         QCOMPARE(r->delivered.size(), 1);
     }
 
+    void copyWhileIgnoredApplicationIsInFrontIsSkipped()
+    {
+        r->prefs.setIgnoredApps({QStringLiteral("Zenity")});
+        QVERIFY(startZenity("Vault").window != 0);
+        copyWithXclip("UTF8_STRING", "private");
+        QTRY_COMPARE_WITH_TIMEOUT(r->monitor.lastChange(), r->pasteboard.changeCount(), 10000);
+        r->prefs.setIgnoredApps({});
+        copyWithXclip("UTF8_STRING", "public");
+        QCOMPARE(nextItem().text, QStringLiteral("public"));
+        QCOMPARE(r->delivered.size(), 1);
+    }
+
+    // With Shift still held from the overlay's shortcut, as users do.
+    void pickedItemPastesIntoTheRememberedWindow()
+    {
+        QProcess *targetProcess = nullptr;
+        const RunningApplication target = startZenity("Target", &targetProcess);
+        QVERIFY(target.window != 0);
+        // The overlay opens on the screen of this window: its frame is on the desktop.
+        const std::optional<QRect> frame = r->workspace.windowFrame(target);
+        QVERIFY(frame && !frame->isEmpty());
+        QVERIFY(QRect(0, 0, 1920, 1080).contains(frame->center()));
+        QVERIFY(!r->workspace.windowFrame(RunningApplication{0x7ffffff, {}, 0}));
+        // The target is no longer in front when the item is picked.
+        QVERIFY(startZenity("Elsewhere").window != 0);
+
+        const QString text = QStringLiteral("Pasted by Cliphaven ✓ 42");
+        ClipItem item = ClipItem::makeText(text);
+        item.flavors = Flavors{{"UTF8_STRING", text.toUtf8()}, {"text/html", "<b>Pasted</b>"}};
+        Programs::run("xdotool", {"keydown", "shift"});
+
+        QVERIFY(r->keys.isTrusted());
+        r->paster.paste(item, target, r->monitor);
+        QTRY_COMPARE_WITH_TIMEOUT(r->workspace.frontmostApplication()
+                                      .value_or(RunningApplication{})
+                                      .window,
+                                  target.window,
+                                  20000);
+        // The keystroke follows 0.12 s later; the entry then fetches the text from this process,
+        // which answers from its event loop.
+        QTest::qWait(3000);
+        Programs::run("xdotool", {"keyup", "shift"});
+        Programs::run("xdotool", {"key", "Return"});
+
+        QTRY_COMPARE_WITH_TIMEOUT(targetProcess->state(), QProcess::NotRunning, 20000);
+        QCOMPARE(QString::fromUtf8(targetProcess->readAllStandardOutput()), text + u'\n');
+        QCOMPARE(r->alerts, 0);
+        QCOMPARE(r->pastePlays, 1);
+        // The paste-back itself never became a new history entry.
+        QCOMPARE(r->delivered.size(), 0);
+    }
+
+    void withoutXTestThePasteStaysOnTheClipboardAndAlerts()
+    {
+        // A second X server without the extension; Xvfb writes its display number to stdout.
+        QProcess *server
+            = m_programs.start("Xvfb",
+                               {"-displayfd", "1", "-extension", "XTEST", "-nolisten", "tcp"});
+        QTRY_VERIFY_WITH_TIMEOUT(server->canReadLine(), 20000);
+        const QByteArray display = ':' + server->readLine().trimmed();
+        X11KeyPoster keys(display);
+        QVERIFY(!keys.isTrusted());
+        keys.postPasteKeystroke();
+
+        Paster paster(r->pasteboard, r->workspace, keys, r->sounds, r->prefs);
+        int alerts = 0;
+        paster.setAlertPresenter([&] { ++alerts; });
+        paster.paste(ClipItem::makeText(QStringLiteral("by hand")), std::nullopt, r->monitor);
+        QTRY_COMPARE_WITH_TIMEOUT(alerts, 1, 5000);
+        QCOMPARE(QString::fromUtf8(
+                     Programs::run("xclip", {"-o", "-selection", "clipboard"}).value_or("")),
+                 QStringLiteral("by hand"));
+    }
+
+    void withoutDisplayNothingIsTrustedOrFound()
+    {
+        const QByteArray missing(":4093");
+        X11KeyPoster keys(missing);
+        QVERIFY(!keys.isTrusted());
+        keys.postPasteKeystroke();
+        X11Workspace workspace(missing);
+        QVERIFY(!workspace.isConnected());
+        QVERIFY(!workspace.frontmostApplication());
+        workspace.activate(RunningApplication{1, "x", 2});
+        QVERIFY(!workspace.windowFrame(RunningApplication{1, "x", 2}));
+    }
+
 private:
     void copyWithXclip(const QString &type, const QByteArray &bytes, const QString &file = {});
     void startOwner(const QStringList &arguments);
     ClipItem nextItem();
     QByteArray pasteWithXclip(const QString &type);
+    RunningApplication startZenity(const QString &title, QProcess **process = nullptr);
 
     Programs m_programs;
     std::unique_ptr<Rig> r;
     qsizetype m_taken = 0;
 };
 
-void X11CaptureTest::copyWithXclip(const QString &type, const QByteArray &bytes, const QString &file)
+void X11ClipboardTest::copyWithXclip(const QString &type,
+                                     const QByteArray &bytes,
+                                     const QString &file)
 {
     const qint64 before = r->pasteboard.changeCount();
     QStringList arguments{"-quiet", "-selection", "clipboard", "-t", type, "-i"};
@@ -221,26 +314,43 @@ void X11CaptureTest::copyWithXclip(const QString &type, const QByteArray &bytes,
     QTRY_VERIFY_WITH_TIMEOUT(r->pasteboard.changeCount() > before, 20000);
 }
 
-void X11CaptureTest::startOwner(const QStringList &arguments)
+void X11ClipboardTest::startOwner(const QStringList &arguments)
 {
     QProcess *owner = m_programs.start(QStringLiteral(CLIPBOARD_OWNER), arguments);
     QTRY_VERIFY_WITH_TIMEOUT(owner->canReadLine(), 20000);
     QCOMPARE(owner->readLine(), QByteArray("ready\n"));
 }
 
-ClipItem X11CaptureTest::nextItem()
+ClipItem X11ClipboardTest::nextItem()
 {
     if (!QTest::qWaitFor([&] { return r->delivered.size() > m_taken; }, 30000))
         return {};
     return r->delivered.at(m_taken++).at(0).value<ClipItem>();
 }
 
-QByteArray X11CaptureTest::pasteWithXclip(const QString &type)
+QByteArray X11ClipboardTest::pasteWithXclip(const QString &type)
 {
     // xclip asks on its own connection; this process answers from its event loop meanwhile.
     return Programs::run(QStringLiteral("xclip"), {"-o", "-selection", "clipboard", "-t", type})
         .value_or(QByteArray());
 }
 
-QTEST_MAIN(X11CaptureTest)
-#include "tst_x11capture.moc"
+RunningApplication X11ClipboardTest::startZenity(const QString &title, QProcess **process)
+{
+    QProcess *zenity = m_programs.start(QStringLiteral("zenity"),
+                                        {"--entry", "--title=" + title, "--text=" + title});
+    if (process)
+        *process = zenity;
+    std::optional<RunningApplication> app;
+    // openbox gives a new window the focus; it is in front once the window manager says so.
+    const bool inFront = QTest::qWaitFor(
+        [&] {
+            app = r->workspace.frontmostApplication();
+            return app && app->pid == zenity->processId();
+        },
+        30000);
+    return inFront ? *app : RunningApplication{};
+}
+
+QTEST_MAIN(X11ClipboardTest)
+#include "tst_x11clipboard.moc"
