@@ -39,6 +39,17 @@ Item {
     GridView.onReused: requestLinkPreview()
     onLinkUrlChanged: requestLinkPreview()
 
+    // The selection's glow lies beside the face rather than in it, at the face's scaled frame
+    // rounded to whole pixels: scaled with the face, its parts would meet with a visible seam.
+    Loader {
+        active: cell.selected
+        x: Math.round(face.x - face.width * (face.scale - 1) / 2)
+        y: Math.round(face.y - face.height * (face.scale - 1) / 2)
+        width: Math.round(face.width * face.scale)
+        height: Math.round(face.height * face.scale)
+        sourceComponent: SoftShadow { style: SoftShadow.TileGlow }
+    }
+
     Item {
         id: face
         objectName: "tileFace"
@@ -46,6 +57,10 @@ Item {
         width: cell.width - 14
         height: Theme.tileHeight
         scale: cell.selected ? 1.03 : 1.0
+        // While scaled it is drawn at its own size and the picture scaled: drawn scaled part by
+        // part, the software renderer leaves a gap where a rounded box's parts meet.
+        layer.enabled: scale !== 1
+        layer.smooth: true
 
         Behavior on scale {
             NumberAnimation {
@@ -53,12 +68,6 @@ Item {
                 easing.type: Easing.Bezier
                 easing.bezierCurve: Theme.easeOut
             }
-        }
-
-        Loader {
-            anchors.fill: parent
-            active: cell.selected
-            sourceComponent: SoftShadow { style: SoftShadow.TileGlow }
         }
 
         Rectangle {

@@ -67,8 +67,7 @@ Item {
         function test_selectedTilesGrow() {
             const p = tileCentre(1)
             mouseClick(grid, p.x, p.y, Qt.LeftButton, Qt.ControlModifier)
-            const face = grid.view.itemAtIndex(1).children[0]
-            compare(face.objectName, "tileFace")
+            const face = findChild(grid.view.itemAtIndex(1), "tileFace")
             tryCompare(face, "scale", 1.03, 2000)
             mouseClick(grid, p.x, p.y, Qt.LeftButton, Qt.ControlModifier)
             tryCompare(face, "scale", 1.0, 2000)
