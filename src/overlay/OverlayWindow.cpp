@@ -1,12 +1,12 @@
 #include "OverlayWindow.h"
 
 #include "ClipListModel.h"
+#include "FloatingView.h"
 #include "GridController.h"
 #include "HotkeyCaps.h"
 #include "KeyboardShortcuts/KeyTable.h"
 #include "MoreMenu.h"
 #include "OverlayState.h"
-#include "ShapeImageProvider.h"
 #include "SidebarController.h"
 #include "SoftShadow.h"
 #include "TileImageProvider.h"
@@ -22,8 +22,6 @@
 #include <QTimer>
 
 #include <cmath>
-
-void qml_register_types_Cliphaven_Overlay();
 
 namespace {
 
@@ -179,40 +177,25 @@ void OverlayWindow::build()
 {
     if (m_view)
         return;
-    static const bool registered = [] {
-        qml_register_types_Cliphaven_Overlay();
-        return true;
-    }();
-    Q_UNUSED(registered);
-
-    auto *view = new QQuickView;
-    view->setTitle(QStringLiteral("Cliphaven"));
-    view->setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
-    QSurfaceFormat format = view->format();
-    format.setAlphaBufferSize(8);
-    view->setFormat(format);
-    view->setColor(Qt::transparent);
-    view->setResizeMode(QQuickView::SizeRootObjectToView);
-    // Laid out at its likely size from the start, so tiles are made and their thumbnails
-    // decoded at the size they will be shown.
-    if (QScreen *screen = QGuiApplication::primaryScreen())
-        view->setGeometry(panelGeometry(screen->availableGeometry()));
-    view->engine()->addImportPath(QStringLiteral("qrc:/"));
-    view->engine()->addImageProvider(QStringLiteral("tiles"), new TileImageProvider(m_images));
-    view->engine()->addImageProvider(QStringLiteral("shapes"), new ShapeImageProvider);
-    view->setInitialProperties(
-        {{QStringLiteral("overlayState"), QVariant::fromValue(&m_state)},
-         {QStringLiteral("controller"), QVariant::fromValue(m_grid)},
-         {QStringLiteral("sidebarController"), QVariant::fromValue(m_sidebar)},
-         {QStringLiteral("hotkeyCaps"), QVariant::fromValue(m_hotkeyCaps.data())},
-         {QStringLiteral("moreMenu"), QVariant::fromValue(m_moreMenu.data())}});
-    view->setSource(QUrl(QStringLiteral("qrc:/Cliphaven/Overlay/OverlayView.qml")));
-    if (view->status() != QQuickView::Ready) {
-        QStringList errors;
-        for (const QQmlError &error : view->errors())
-            errors.append(error.toString());
-        qFatal("The overlay's views failed to load: %s", qPrintable(errors.join(u'\n')));
-    }
+    const QVariantMap properties{{QStringLiteral("overlayState"), QVariant::fromValue(&m_state)},
+                                 {QStringLiteral("controller"), QVariant::fromValue(m_grid)},
+                                 {QStringLiteral("sidebarController"),
+                                  QVariant::fromValue(m_sidebar)},
+                                 {QStringLiteral("hotkeyCaps"),
+                                  QVariant::fromValue(m_hotkeyCaps.data())},
+                                 {QStringLiteral("moreMenu"),
+                                  QVariant::fromValue(m_moreMenu.data())}};
+    const auto prepare = [this](QQuickView &view) {
+        // Laid out at its likely size from the start, so tiles are made and their thumbnails
+        // decoded at the size they will be shown.
+        if (QScreen *screen = QGuiApplication::primaryScreen())
+            view.setGeometry(panelGeometry(screen->availableGeometry()));
+        view.engine()->addImageProvider(QStringLiteral("tiles"), new TileImageProvider(m_images));
+    };
+    auto *view = makeFloatingView(QStringLiteral("Cliphaven"),
+                                  QStringLiteral("OverlayView.qml"),
+                                  properties,
+                                  prepare);
     view->installEventFilter(this);
     connect(view, &QWindow::activeChanged, this, &OverlayWindow::activeChanged);
     // The native window and the shadow images now, so the first show only has to map it.

@@ -1,8 +1,8 @@
 #include "PreviewWindow.h"
 
+#include "FloatingView.h"
 #include "KeyControl.h"
 #include "KeyboardShortcuts/KeyTable.h"
-#include "ShapeImageProvider.h"
 #include "SoftShadow.h"
 
 #include <QFile>
@@ -19,8 +19,6 @@
 
 #include <algorithm>
 #include <cmath>
-
-void qml_register_types_Cliphaven_Overlay();
 
 namespace {
 
@@ -75,30 +73,9 @@ void PreviewWindow::build()
 {
     if (m_view)
         return;
-    static const bool registered = [] {
-        qml_register_types_Cliphaven_Overlay();
-        return true;
-    }();
-    Q_UNUSED(registered);
-
-    auto *view = new QQuickView;
-    view->setTitle(QStringLiteral("Cliphaven Preview"));
-    view->setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
-    QSurfaceFormat format = view->format();
-    format.setAlphaBufferSize(8);
-    view->setFormat(format);
-    view->setColor(Qt::transparent);
-    view->setResizeMode(QQuickView::SizeRootObjectToView);
-    view->engine()->addImportPath(QStringLiteral("qrc:/"));
-    view->engine()->addImageProvider(QStringLiteral("shapes"), new ShapeImageProvider);
-    view->setInitialProperties({{QStringLiteral("preview"), QVariant::fromValue(this)}});
-    view->setSource(QUrl(QStringLiteral("qrc:/Cliphaven/Overlay/PreviewView.qml")));
-    if (view->status() != QQuickView::Ready) {
-        QStringList errors;
-        for (const QQmlError &error : view->errors())
-            errors.append(error.toString());
-        qFatal("The preview's views failed to load: %s", qPrintable(errors.join(u'\n')));
-    }
+    auto *view = makeFloatingView(QStringLiteral("Cliphaven Preview"),
+                                  QStringLiteral("PreviewView.qml"),
+                                  {{QStringLiteral("preview"), QVariant::fromValue(this)}});
     // The picture is decoded once the card is on screen: decoding beside the window's first
     // frame would take the processor from it.
     connect(view, &QQuickWindow::frameSwapped, this, [this] {
