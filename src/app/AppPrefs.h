@@ -1,5 +1,7 @@
 #pragma once
 
+#include "model/PasteKeystrokeRules.h"
+
 #include <QObject>
 #include <QSettings>
 #include <QStringList>
@@ -19,6 +21,9 @@ class AppPrefs : public QObject
     Q_PROPERTY(
         QStringList ignoredApps READ ignoredApps WRITE setIgnoredApps NOTIFY ignoredAppsChanged)
     Q_PROPERTY(bool playSounds READ playSounds WRITE setPlaySounds NOTIFY playSoundsChanged)
+    // The user's paste keystroke per program, in the settings form of PasteKeystrokeRules.
+    Q_PROPERTY(QStringList pasteKeystrokes READ pasteKeystrokes WRITE setPasteKeystrokes NOTIFY
+                   pasteKeystrokesChanged)
 
 public:
     static inline const QString kPausedKey = QStringLiteral("CliphavenPaused");
@@ -27,6 +32,7 @@ public:
         "CliphavenSeenPauseExplainer");
     static inline const QString kIgnoredAppsKey = QStringLiteral("CliphavenIgnoredApps");
     static inline const QString kPlaySoundsKey = QStringLiteral("CliphavenPlaySounds");
+    static inline const QString kPasteKeystrokesKey = QStringLiteral("CliphavenPasteKeystrokes");
     static inline const QString kAccessibilityPromptedKey = QStringLiteral(
         "CliphavenAccessibilityPrompted");
 
@@ -54,6 +60,14 @@ public:
     bool playSounds() const { return m_playSounds; }
     void setPlaySounds(bool play);
 
+    QStringList pasteKeystrokes() const { return m_pasteKeystrokes; }
+    void setPasteKeystrokes(const QStringList &entries);
+    QList<PasteKeystrokeRules::Override> pasteKeystrokeOverrides() const;
+    // Sets or replaces the keystroke for one program; removing drops the user's choice, so the
+    // built-in rule applies again.
+    void setPasteKeystroke(const QString &identifier, PasteKeystroke keystroke);
+    void removePasteKeystroke(const QString &identifier);
+
     // Appends unless already present (exact, case-sensitive); nothing is written when present.
     void addIgnoredApp(const QString &identifier);
     // Removes every equal entry and writes the list back, even when nothing matched.
@@ -65,6 +79,7 @@ signals:
     void seenPauseExplainerChanged();
     void ignoredAppsChanged();
     void playSoundsChanged();
+    void pasteKeystrokesChanged();
 
 private:
     void writeBool(const QString &key, bool value);
@@ -75,4 +90,5 @@ private:
     bool m_seenPauseExplainer = false;
     QStringList m_ignoredApps;
     bool m_playSounds = true;
+    QStringList m_pasteKeystrokes;
 };

@@ -1,6 +1,7 @@
 #include "ClipboardMonitor.h"
 
 #include "app/AppPrefs.h"
+#include "model/TextFlavors.h"
 #include "paste/Sounds.h"
 #include "platform/Pasteboard.h"
 #include "platform/Workspace.h"
@@ -8,7 +9,6 @@
 #include <QBuffer>
 #include <QImage>
 #include <QImageWriter>
-#include <QStringDecoder>
 #include <QtConcurrent/QtConcurrentRun>
 
 namespace {
@@ -22,15 +22,6 @@ QByteArray encodePng(const QImage &image)
     if (!writer.write(image))
         return {};
     return png;
-}
-
-std::optional<QString> decodeUtf8(const QByteArray &bytes)
-{
-    QStringDecoder decoder(QStringDecoder::Utf8);
-    QString text = decoder(bytes);
-    if (decoder.hasError())
-        return std::nullopt;
-    return text;
 }
 
 ClipItem withFlavors(ClipItem item, const Flavors &flavors)
@@ -67,6 +58,11 @@ void ClipboardMonitor::start()
 {
     m_timer.start();
     connect(&m_pasteboard, &Pasteboard::changed, this, &ClipboardMonitor::poll, Qt::UniqueConnection);
+    connect(&m_pasteboard,
+            &Pasteboard::ownerGone,
+            this,
+            &ClipboardMonitor::keepAlive,
+            Qt::UniqueConnection);
 }
 
 void ClipboardMonitor::poll()
@@ -90,7 +86,7 @@ void ClipboardMonitor::poll()
 
     const quint64 serial = m_serial;
     m_pasteboard.readFirstItem(
-        [this, serial](Flavors flavors) { build(serial, std::move(flavors)); });
+        [this, serial, count](Flavors flavors) { build(serial, count, std::move(flavors)); });
 }
 
 bool ClipboardMonitor::isFrontmostIgnored() const
@@ -102,21 +98,40 @@ bool ClipboardMonitor::isFrontmostIgnored() const
            && m_prefs.ignoredApps().contains(app->identifier, Qt::CaseInsensitive);
 }
 
-void ClipboardMonitor::build(quint64 serial, Flavors flavors)
+void ClipboardMonitor::build(quint64 serial, qint64 change, Flavors flavors)
 {
     if (serial != m_serial)
         return;
     QtConcurrent::run(&m_builders, [flavors = std::move(flavors)] {
         return itemFromFlavors(flavors);
-    }).then(this, [this, serial](const std::optional<ClipItem> &item) { deliver(serial, item); });
+    }).then(this, [this, serial, change](const std::optional<ClipItem> &item) {
+        deliver(serial, change, item);
+    });
 }
 
-void ClipboardMonitor::deliver(quint64 serial, const std::optional<ClipItem> &item)
+void ClipboardMonitor::deliver(quint64 serial, qint64 change, const std::optional<ClipItem> &item)
 {
     if (serial != m_serial || !item)
         return;
+    m_recorded = item;
+    m_recordedChange = change;
     m_sounds.copy();
     emit onNew(*item);
+}
+
+void ClipboardMonitor::keepAlive(qint64 lostChange)
+{
+    // Only what was recorded comes back: a copy made while paused, in an ignored application
+    // or by a password manager leaves with its program.
+    if (lostChange != m_recordedChange || !m_recorded || !m_recorded->flavors
+        || m_recorded->flavors->isEmpty()) {
+        return;
+    }
+    // The owner's exit is a change of its own; it is taken as seen before writing, so that
+    // exactly the write is suppressed.
+    poll();
+    m_suppressNextChange = true;
+    m_pasteboard.writeFlavors(*m_recorded->flavors);
 }
 
 std::optional<ClipItem> ClipboardMonitor::itemFromFlavors(const Flavors &flavors)
@@ -147,14 +162,9 @@ std::optional<ClipItem> ClipboardMonitor::itemFromFlavors(const Flavors &flavors
         return withFlavors(ClipItem::makeImage(png), withPng);
     }
 
-    for (const QString &type : kPlainTextTypes) {
-        const auto found = flavors.constFind(type);
-        if (found == flavors.cend())
-            continue;
-        const std::optional<QString> text = decodeUtf8(*found);
-        if (text && !text->trimmed().isEmpty())
-            return withFlavors(ClipItem::makeText(*text), flavors);
-        break;
+    if (const std::optional<QString> text = TextFlavors::plainText(flavors);
+        text && !text->trimmed().isEmpty()) {
+        return withFlavors(ClipItem::makeText(*text), flavors);
     }
 
     return withFlavors(ClipItem::makeText(formatsLabel(flavors)), flavors);

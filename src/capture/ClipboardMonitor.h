@@ -17,7 +17,11 @@ class Workspace;
 // handed out through onNew(). Polls every 0.5 s and, because the count moves with an event
 // here, also as soon as it moves. Reading the clipboard and building the item happen off the
 // main thread; only the newest change's item is ever delivered, so a change seen while an
-// earlier one is still being read supersedes it. Main thread only.
+// earlier one is still being read supersedes it.
+//
+// It also keeps the clipboard alive: when the program that owned it goes away and what it
+// owned was recorded, the recorded item is put back on the clipboard (not recorded again), so
+// a copy outlives the program it was made in. Main thread only.
 class ClipboardMonitor : public QObject
 {
     Q_OBJECT
@@ -28,10 +32,6 @@ public:
     // Types the item rules look for, as clipboard owners name them.
     static inline const QString kPngType = QStringLiteral("image/png");
     static inline const QString kTiffType = QStringLiteral("image/tiff");
-    // The plain-text types in order of preference.
-    static inline const QStringList kPlainTextTypes = {QStringLiteral("text/plain;charset=utf-8"),
-                                                       QStringLiteral("UTF8_STRING"),
-                                                       QStringLiteral("text/plain")};
     // Password managers mark what they copy with this type holding "secret".
     static inline const QString kPasswordManagerHintType = QStringLiteral(
         "x-kde-passwordManagerHint");
@@ -55,7 +55,8 @@ public:
     void setSuppressNextChange(bool suppress) { m_suppressNextChange = suppress; }
 
     // The item rules: PNG, then TIFF or another decodable image converted to PNG, then non-blank
-    // UTF-8 text, else a label naming the formats. Nothing for no flavors or a password
+    // text (TextFlavors: UTF-8 types first, then Latin-1 STRING or COMPOUND_TEXT, line ends
+    // made LF), else a label naming the formats. Nothing for no flavors or a password
     // manager's copy. Safe on any thread.
     static std::optional<ClipItem> itemFromFlavors(const Flavors &flavors);
     // "[n formats]  a, b": the count and the two smallest type names.
@@ -68,8 +69,9 @@ signals:
 
 private:
     bool isFrontmostIgnored() const;
-    void build(quint64 serial, Flavors flavors);
-    void deliver(quint64 serial, const std::optional<ClipItem> &item);
+    void build(quint64 serial, qint64 change, Flavors flavors);
+    void deliver(quint64 serial, qint64 change, const std::optional<ClipItem> &item);
+    void keepAlive(qint64 lostChange);
 
     Pasteboard &m_pasteboard;
     Workspace &m_workspace;
@@ -78,6 +80,9 @@ private:
     qint64 m_lastChange = 0;
     QTimer m_timer;
     bool m_suppressNextChange = false;
+    // The newest item recorded and the change it was recorded for.
+    std::optional<ClipItem> m_recorded;
+    qint64 m_recordedChange = -1;
     // Moves with every change seen; work started for an older value is dropped.
     quint64 m_serial = 0;
     // Decoding and re-encoding a large image takes long; it never runs on the main thread.

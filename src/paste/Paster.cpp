@@ -68,9 +68,30 @@ void Paster::paste(const ClipItem &item,
         promptForAccessibilityOnce();
         return;
     }
-    QTimer::singleShot(kKeystrokeDelayMs, this, [this] {
-        m_keys.postPasteKeystroke(PasteKeystroke::controlV);
+    const PasteKeystroke keystroke = keystrokeFor(app);
+    // Terminals that paste with Shift+Insert read the text selection, not the clipboard.
+    if (PasteKeystrokeRules::pastesPrimary(keystroke)) {
+        if (const std::optional<QString> text = plainText(item))
+            m_pasteboard.writePrimaryString(*text);
+    }
+    QTimer::singleShot(kKeystrokeDelayMs, this, [this, keystroke] {
+        m_keys.postPasteKeystroke(keystroke);
     });
+}
+
+PasteKeystroke Paster::keystrokeFor(const std::optional<RunningApplication> &app) const
+{
+    if (!app)
+        return PasteKeystroke::controlV;
+    return PasteKeystrokeRules::keystrokeFor({app->identifier, app->instanceName},
+                                             m_prefs.pasteKeystrokeOverrides());
+}
+
+std::optional<QString> Paster::plainText(const ClipItem &item)
+{
+    if (item.kind == ClipKind::Text && item.text)
+        return item.text;
+    return std::nullopt;
 }
 
 bool Paster::promptIfUntrusted()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/ClipItem.h"
+#include "platform/KeyPoster.h"
 #include "platform/Workspace.h"
 
 #include <QObject>
@@ -10,7 +11,6 @@
 
 class AppPrefs;
 class ClipboardMonitor;
-class KeyPoster;
 class Pasteboard;
 class Sounds;
 
@@ -47,7 +47,11 @@ public:
     // Shows the one-time explanation; by default a modal message box. Tests replace it.
     void setAlertPresenter(std::function<void()> present) { m_presentAlert = std::move(present); }
 
+    // The keystroke that pastes into the application: Ctrl+V unless a rule says otherwise.
+    PasteKeystroke keystrokeFor(const std::optional<RunningApplication> &app) const;
+
 private:
+    static std::optional<QString> plainText(const ClipItem &item);
     void write(const ClipItem &item);
     void promptForAccessibilityOnce();
 

@@ -32,8 +32,14 @@ public:
     virtual void writeFlavors(const Flavors &flavors) = 0;
     // Replaces the content with a plain string.
     virtual void writeString(const QString &text) = 0;
+    // Replaces the text selection (PRIMARY on X11), which some terminals paste from, with a
+    // plain string. Leaves the clipboard and its change count alone.
+    virtual void writePrimaryString(const QString &text) = 0;
 
 signals:
     // The change count moved: a poll now sees the change without waiting for its timer.
     void changed();
+    // The program that owned the clipboard went away and the clipboard is empty now; its
+    // content was the one seen under the change count lostChange. Comes after changed().
+    void ownerGone(qint64 lostChange);
 };

@@ -45,7 +45,7 @@ private slots:
         QTest::addColumn<bool>("read");
         QTest::addColumn<bool>("asked");
 
-        const App keePass = RunningApplication{1, QStringLiteral("KeePassXC"), 7};
+        const App keePass = RunningApplication{1, QStringLiteral("KeePassXC"), 7, {}};
         QTest::newRow("a copy is read") << false << false << App() << true << true;
         QTest::newRow("own write is swallowed first") << false << true << keePass << false << false;
         QTest::newRow("suppression is used up while paused")
@@ -54,10 +54,10 @@ private slots:
             << true << false << keePass << false << false;
         QTest::newRow("ignored frontmost app") << false << false << keePass << false << true;
         QTest::newRow("ignored app in other case")
-            << false << false << App(RunningApplication{1, QStringLiteral("keepassxc"), 7}) << false
-            << true;
+            << false << false << App(RunningApplication{1, QStringLiteral("keepassxc"), 7, {}})
+            << false << true;
         QTest::newRow("app without identifier")
-            << false << false << App(RunningApplication{1, {}, 7}) << true << true;
+            << false << false << App(RunningApplication{1, {}, 7, {}}) << true << true;
     }
 
     void orderOfChecks()
@@ -83,7 +83,7 @@ private slots:
         // Resuming does not bring back what was skipped; the next copy, of the same content in
         // another application, is read.
         r->prefs.setPaused(false);
-        r->workspace.frontmost = RunningApplication{2, QStringLiteral("firefox"), 8};
+        r->workspace.frontmost = RunningApplication{2, QStringLiteral("firefox"), 8, {}};
         r->monitor.poll();
         QCOMPARE(r->pasteboard.readCount(), read ? 1 : 0);
         r->pasteboard.copy(textFlavors(QStringLiteral("same")));
@@ -175,6 +175,57 @@ private slots:
         QCOMPARE(r->copyPlays, 0);
     }
 
+    void recordedCopyOutlivesItsOwner()
+    {
+        r->monitor.start();
+        r->pasteboard.copy(textFlavors(QStringLiteral("older")));
+        r->pasteboard.completeLastRead();
+        QTRY_COMPARE_WITH_TIMEOUT(r->delivered.size(), 1, 5000);
+        r->pasteboard.copy(textFlavors(QStringLiteral("kept")));
+        r->pasteboard.completeLastRead();
+        QTRY_COMPARE_WITH_TIMEOUT(r->delivered.size(), 2, 5000);
+
+        r->pasteboard.ownerQuits();
+        QCOMPARE(r->pasteboard.writes().size(), 1);
+        QCOMPARE(r->pasteboard.content(), textFlavors(QStringLiteral("kept")));
+        // Putting it back is neither a copy nor a sound, and no later copy is swallowed.
+        QCOMPARE(r->monitor.lastChange(), r->pasteboard.changeCount());
+        QVERIFY(!r->monitor.suppressNextChange());
+        QTest::qWait(50);
+        QCOMPARE(r->delivered.size(), 2);
+        QCOMPARE(r->copyPlays, 2);
+    }
+
+    void unrecordedCopyLeavesWithItsOwner_data()
+    {
+        QTest::addColumn<bool>("paused");
+        QTest::addColumn<bool>("concealed");
+        QTest::newRow("copied while paused") << true << false;
+        QTest::newRow("a password manager's copy") << false << true;
+    }
+
+    void unrecordedCopyLeavesWithItsOwner()
+    {
+        QFETCH(bool, paused);
+        QFETCH(bool, concealed);
+        r->monitor.start();
+        r->pasteboard.copy(textFlavors(QStringLiteral("recorded earlier")));
+        r->pasteboard.completeLastRead();
+        QTRY_COMPARE_WITH_TIMEOUT(r->delivered.size(), 1, 5000);
+
+        r->prefs.setPaused(paused);
+        Flavors secret = textFlavors(QStringLiteral("secret"));
+        if (concealed)
+            secret.insert(ClipboardMonitor::kPasswordManagerHintType, "secret");
+        r->pasteboard.copy(secret);
+        if (!paused)
+            r->pasteboard.completeLastRead();
+        QTest::qWait(50);
+        r->pasteboard.ownerQuits();
+        QVERIFY(r->pasteboard.writes().isEmpty());
+        QVERIFY(r->pasteboard.content().isEmpty());
+    }
+
     void itemRules_data()
     {
         QTest::addColumn<Flavors>("flavors");
@@ -195,19 +246,26 @@ private slots:
             << Flavors{{"image/tiff", "garbage"}, {"UTF8_STRING", "words"}} << false << "words";
         QTest::newRow("UTF-8 text, kept untrimmed")
             << Flavors{{"UTF8_STRING", "  two\nlines \n"}} << false << "  two\nlines \n";
-        QTest::newRow("text/plain;charset=utf-8 preferred over UTF8_STRING")
-            << Flavors{{"UTF8_STRING", "second"},
-                       {"text/plain;charset=utf-8", "first"},
-                       {"text/plain", "third"}}
-            << false << "first";
+        QTest::newRow("UTF8_STRING preferred over GTK's other text types")
+            << Flavors{{"UTF8_STRING", "first ü"},
+                       {"text/plain;charset=utf-8", "second"},
+                       {"text/plain", "first \\u00fc"}}
+            << false << "first ü";
+        QTest::newRow("CRLF line ends become LF")
+            << Flavors{{"text/plain;charset=utf-8", "one\r\ntwo\r\n"}} << false << "one\ntwo\n";
         QTest::newRow("blank text gets the label")
             << Flavors{{"text/plain", " \t\n "}} << false << "[1 format]  text/plain";
-        QTest::newRow("text that is not UTF-8 gets the label")
+        QTest::newRow("text that is not UTF-8 falls through to Latin-1 STRING")
             << Flavors{{"UTF8_STRING", "caf\xe9 \xff\xfe"}, {"STRING", "caf\xe9"}} << false
-            << "[2 formats]  STRING, UTF8_STRING";
+            << "café";
+        QTest::newRow("COMPOUND_TEXT alone is text")
+            << Flavors{{"COMPOUND_TEXT", "caf\xe9 \x1b%G\xe2\x82\xac\x1b%@"}} << false << "café €";
+        QTest::newRow("text that decodes in no text type gets the label")
+            << Flavors{{"UTF8_STRING", "\xff\xfe"}, {"text/html", "x"}} << false
+            << "[2 formats]  UTF8_STRING, text/html";
         QTest::newRow("no text type gets the label")
-            << Flavors{{"text/html", "<b>x</b>"}, {"application/x-thing", ""}, {"STRING", "x"}}
-            << false << "[3 formats]  STRING, application/x-thing";
+            << Flavors{{"text/html", "<b>x</b>"}, {"application/x-thing", ""}} << false
+            << "[2 formats]  application/x-thing, text/html";
         Flavors twelve;
         for (int i = 10; i < 22; ++i)
             twelve.insert(QStringLiteral("t%1").arg(i), {});

@@ -37,11 +37,21 @@ public:
         bump();
     }
 
+    void writePrimaryString(const QString &text) override { m_primaryWrites.append(text); }
+
     // Another application copies.
     void copy(const Flavors &flavors)
     {
         m_content = flavors;
         bump();
+    }
+    // The owning program quits: the clipboard empties.
+    void ownerQuits()
+    {
+        const qint64 lost = m_changeCount;
+        m_content.clear();
+        bump();
+        emit ownerGone(lost);
     }
     // Completes read number index (cancelled or not) with the current content, or with given
     // flavors.
@@ -53,6 +63,7 @@ public:
     int cancelCount() const { return m_cancels; }
     const QList<Write> &writes() const { return m_writes; }
     const Flavors &content() const { return m_content; }
+    const QStringList &primaryWrites() const { return m_primaryWrites; }
 
 private:
     void bump()
@@ -66,4 +77,5 @@ private:
     QList<ReadCompletion> m_reads;
     int m_cancels = 0;
     QList<Write> m_writes;
+    QStringList m_primaryWrites;
 };

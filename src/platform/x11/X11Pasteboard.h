@@ -6,6 +6,7 @@
 #include <chrono>
 #include <memory>
 
+class QAbstractNativeEventFilter;
 class X11SelectionReader;
 
 // The CLIPBOARD selection of the X server. Watching and reading run on a thread of their own
@@ -29,6 +30,7 @@ public:
     void cancelRead() override;
     void writeFlavors(const Flavors &flavors) override;
     void writeString(const QString &text) override;
+    void writePrimaryString(const QString &text) override;
 
 private:
     void finishRead(quint64 readId, Flavors flavors);
@@ -38,4 +40,6 @@ private:
     quint64 m_lastReadId = 0;
     std::atomic<bool> m_changePosted{false};
     std::unique_ptr<X11SelectionReader> m_reader;
+    // Answers the legacy text targets Qt gets wrong; none off X11.
+    std::shared_ptr<QAbstractNativeEventFilter> m_legacyText;
 };

@@ -1,0 +1,232 @@
+// Copy and paste with real programs on a private Xvfb with openbox: GTK's text served back with
+// the right bytes for every text type, pasting into a plain and a VTE terminal, and copies whose
+// owner misbehaves in one target only.
+
+#include "common/CaptureRig.h"
+#include "common/Images.h"
+#include "common/Programs.h"
+#include "model/TextFlavors.h"
+#include "platform/x11/X11KeyPoster.h"
+#include "platform/x11/X11Pasteboard.h"
+#include "platform/x11/X11Workspace.h"
+
+#include <QFile>
+#include <QGuiApplication>
+#include <QTemporaryDir>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto kRequestTimeout = 500ms;
+const QString kUnicode = QStringLiteral("gtk ünïcode € “quotes” 🙂");
+
+using Rig = CaptureRig<X11Pasteboard, X11Workspace, X11KeyPoster>;
+
+} // namespace
+
+class X11ProgramsTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        // GTK would otherwise wait for an accessibility bus that is not there.
+        qputenv("NO_AT_BRIDGE", "1");
+        QVERIFY2(QGuiApplication::platformName() == u"xcb", "run this test on an X server");
+        QVERIFY(m_dir.isValid());
+    }
+
+    void init()
+    {
+        r = std::make_unique<Rig>(kRequestTimeout);
+        QVERIFY(r->pasteboard.isConnected());
+        m_taken = 0;
+        r->monitor.start();
+    }
+
+    void cleanup()
+    {
+        m_programs.stopAll();
+        r.reset();
+    }
+
+    // GTK offers "text/plain" as ASCII with escapes; every text type must come back as the
+    // real text in that type's encoding.
+    void gtkTextIsServedWithTheRightBytesForEveryType()
+    {
+        const RunningApplication zenity = startProgram("zenity",
+                                                       {"--entry",
+                                                        "--title=Source",
+                                                        "--text=Source",
+                                                        "--entry-text=" + kUnicode});
+        QVERIFY(zenity.window != 0);
+        Programs::run("xdotool", {"key", "--clearmodifiers", "ctrl+a", "ctrl+c"});
+        const ClipItem item = nextItem();
+        QCOMPARE(item.text, kUnicode);
+        QVERIFY(item.flavors);
+        // GTK's own escaped form is what made this necessary; it must still be there.
+        QVERIFY(item.flavors->value(TextFlavors::kPlain).startsWith("gtk \\u00fc"));
+
+        // GTK goes away; the item comes back from the history.
+        m_programs.stopAll();
+        r->monitor.setSuppressNextChange(true);
+        r->pasteboard.writeFlavors(*item.flavors);
+        QTRY_COMPARE_WITH_TIMEOUT(r->monitor.lastChange(), r->pasteboard.changeCount(), 10000);
+
+        const QByteArray latin1("gtk \xfcn\xef"
+                                "code ? ?quotes? ?");
+        const QList<std::pair<QString, QByteArray>> expected{
+            {TextFlavors::kUtf8String, kUnicode.toUtf8()},
+            {TextFlavors::kPlainUtf8, kUnicode.toUtf8()},
+            {TextFlavors::kPlain, kUnicode.toUtf8()},
+            {TextFlavors::kString, latin1},
+            {TextFlavors::kText, TextFlavors::encodeCompoundText(kUnicode)},
+            {TextFlavors::kCompoundText, TextFlavors::encodeCompoundText(kUnicode)},
+        };
+        for (const auto &[type, bytes] : expected)
+            QCOMPARE(pasteWithXclip(type), bytes);
+        const QByteArray targets = pasteWithXclip("TARGETS");
+        for (const auto &[type, bytes] : expected)
+            QVERIFY2(targets.contains(type.toLatin1()), qPrintable(type));
+    }
+
+    void pasteIntoATerminal_data()
+    {
+        QTest::addColumn<QString>("program");
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("identifier");
+
+        // xterm pastes PRIMARY on Shift+Insert, VTE pastes CLIPBOARD on Ctrl+Shift+V.
+        QTest::newRow("xterm") << "xterm" << QStringList{"-u8", "-e"} << "XTerm";
+        QTest::newRow("VTE (lxterminal)")
+            << "lxterminal" << QStringList{"--no-remote", "-e"} << "Lxterminal";
+    }
+
+    // The program in the terminal writes every byte it receives to a file: the text arrives,
+    // and no control byte with it.
+    void pasteIntoATerminal()
+    {
+        QFETCH(QString, program);
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, identifier);
+
+        const QString received = m_dir.filePath(program + ".received");
+        const QString script = m_dir.filePath(program + ".sh");
+        QFile file(script);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("#!/bin/sh\nstty raw -echo\nexec cat > '" + received.toUtf8() + "'\n");
+        file.close();
+        QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+
+        const RunningApplication terminal = startProgram(program, arguments << script, identifier);
+        QVERIFY(terminal.window != 0);
+        // The terminal's shell is ready once the script has created the file.
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(received), 20000);
+
+        const QString text = QStringLiteral("echo Pasted ✓ € 42");
+        ClipItem item = ClipItem::makeText(text);
+        item.flavors = Flavors{{TextFlavors::kUtf8String, text.toUtf8()}};
+        r->paster.paste(item, terminal, r->monitor);
+
+        QByteArray bytes;
+        const bool arrived = QTest::qWaitFor(
+            [&] {
+                QFile in(received);
+                bytes = in.open(QIODevice::ReadOnly) ? in.readAll() : QByteArray();
+                return bytes.size() >= text.toUtf8().size();
+            },
+            20000);
+        QVERIFY2(arrived, bytes.toHex(' ').constData());
+        QCOMPARE(QString::fromUtf8(bytes), text);
+        QCOMPARE(r->delivered.size(), 0);
+    }
+
+    void aTargetThatNeverAnswersIsLeftOut()
+    {
+        const QString png = m_dir.filePath("copy.png");
+        QFile file(png);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(encodeImage(testImage(), "png"));
+        file.close();
+        startOwner({"--ignore",
+                    "text/html",
+                    "-t",
+                    "image/jpeg",
+                    "-s",
+                    "not fetched",
+                    "-t",
+                    "UTF8_STRING",
+                    "-s",
+                    "kept",
+                    "-t",
+                    "text/html",
+                    "-s",
+                    "<b>never</b>",
+                    "-t",
+                    "image/png",
+                    "-f",
+                    png});
+        const ClipItem item = nextItem();
+        QCOMPARE(item.kind, ClipKind::Image);
+        // PNG came first; the other image encoding was never asked for.
+        QCOMPARE(QSet<QString>(item.flavors->keyBegin(), item.flavors->keyEnd()),
+                 (QSet<QString>{"image/png", "UTF8_STRING"}));
+        QCOMPARE(item.flavors->value("UTF8_STRING"), QByteArray("kept"));
+    }
+
+private:
+    void startOwner(const QStringList &arguments);
+    ClipItem nextItem();
+    QByteArray pasteWithXclip(const QString &type);
+    RunningApplication startProgram(const QString &program,
+                                    const QStringList &arguments,
+                                    const QString &identifier = {});
+
+    QTemporaryDir m_dir;
+    Programs m_programs;
+    std::unique_ptr<Rig> r;
+    qsizetype m_taken = 0;
+};
+
+void X11ProgramsTest::startOwner(const QStringList &arguments)
+{
+    QProcess *owner = m_programs.start(QStringLiteral(CLIPBOARD_OWNER), arguments);
+    QTRY_VERIFY_WITH_TIMEOUT(owner->canReadLine(), 20000);
+    QCOMPARE(owner->readLine(), QByteArray("ready\n"));
+}
+
+ClipItem X11ProgramsTest::nextItem()
+{
+    if (!QTest::qWaitFor([&] { return r->delivered.size() > m_taken; }, 30000))
+        return {};
+    return r->delivered.at(m_taken++).at(0).value<ClipItem>();
+}
+
+QByteArray X11ProgramsTest::pasteWithXclip(const QString &type)
+{
+    return Programs::run(QStringLiteral("xclip"), {"-o", "-selection", "clipboard", "-t", type})
+        .value_or(QByteArray());
+}
+
+RunningApplication X11ProgramsTest::startProgram(const QString &program,
+                                                 const QStringList &arguments,
+                                                 const QString &identifier)
+{
+    QProcess *process = m_programs.start(program, arguments);
+    std::optional<RunningApplication> app;
+    // openbox gives a new window the focus; it is in front once the window manager says so.
+    const bool inFront = QTest::qWaitFor(
+        [&] {
+            app = r->workspace.frontmostApplication();
+            return app
+                   && (identifier.isEmpty() ? app->pid == process->processId()
+                                            : app->identifier == identifier);
+        },
+        30000);
+    return inFront ? *app : RunningApplication{};
+}
+
+QTEST_MAIN(X11ProgramsTest)
+#include "tst_x11programs.moc"
