@@ -78,6 +78,8 @@ AppPrefs::AppPrefs(std::unique_ptr<QSettings> settings, QObject *parent)
     m_seenPauseExplainer = readBool(m_settings->value(kSeenPauseExplainerKey));
     m_ignoredApps = readStringArray(m_settings->value(kIgnoredAppsKey));
     m_playSounds = readBoolObject(m_settings->value(kPlaySoundsKey), true);
+    m_forgetTransientCopies = readBoolObject(m_settings->value(kForgetTransientCopiesKey), true);
+    m_recordPrimarySelection = readBool(m_settings->value(kRecordPrimarySelectionKey));
     m_pasteKeystrokes = PasteKeystrokeRules::encode(
         PasteKeystrokeRules::decode(readStringArray(m_settings->value(kPasteKeystrokesKey))));
 }
@@ -166,6 +168,20 @@ void AppPrefs::removeIgnoredApp(const QString &identifier)
     QStringList apps = m_ignoredApps;
     apps.removeAll(identifier);
     setIgnoredApps(apps);
+}
+
+void AppPrefs::setForgetTransientCopies(bool forget)
+{
+    writeBool(kForgetTransientCopiesKey, forget);
+    if (std::exchange(m_forgetTransientCopies, forget) != forget)
+        emit forgetTransientCopiesChanged();
+}
+
+void AppPrefs::setRecordPrimarySelection(bool record)
+{
+    writeBool(kRecordPrimarySelectionKey, record);
+    if (std::exchange(m_recordPrimarySelection, record) != record)
+        emit recordPrimarySelectionChanged();
 }
 
 void AppPrefs::setPasteKeystrokes(const QStringList &entries)

@@ -22,6 +22,12 @@ class AppPrefs : public QObject
         QStringList ignoredApps READ ignoredApps WRITE setIgnoredApps NOTIFY ignoredAppsChanged)
     Q_PROPERTY(bool playSounds READ playSounds WRITE setPlaySounds NOTIFY playSoundsChanged)
     // The user's paste keystroke per program, in the settings form of PasteKeystrokeRules.
+    // Whether a copy its own program clears within a minute is removed from the history.
+    Q_PROPERTY(bool forgetTransientCopies READ forgetTransientCopies WRITE setForgetTransientCopies
+                   NOTIFY forgetTransientCopiesChanged)
+    // Whether text selections (PRIMARY) are recorded as well as copies.
+    Q_PROPERTY(bool recordPrimarySelection READ recordPrimarySelection WRITE
+                   setRecordPrimarySelection NOTIFY recordPrimarySelectionChanged)
     Q_PROPERTY(QStringList pasteKeystrokes READ pasteKeystrokes WRITE setPasteKeystrokes NOTIFY
                    pasteKeystrokesChanged)
 
@@ -32,6 +38,10 @@ public:
         "CliphavenSeenPauseExplainer");
     static inline const QString kIgnoredAppsKey = QStringLiteral("CliphavenIgnoredApps");
     static inline const QString kPlaySoundsKey = QStringLiteral("CliphavenPlaySounds");
+    static inline const QString kForgetTransientCopiesKey = QStringLiteral(
+        "CliphavenForgetTransientCopies");
+    static inline const QString kRecordPrimarySelectionKey = QStringLiteral(
+        "CliphavenRecordPrimarySelection");
     static inline const QString kPasteKeystrokesKey = QStringLiteral("CliphavenPasteKeystrokes");
     static inline const QString kAccessibilityPromptedKey = QStringLiteral(
         "CliphavenAccessibilityPrompted");
@@ -60,6 +70,10 @@ public:
     bool playSounds() const { return m_playSounds; }
     void setPlaySounds(bool play);
 
+    bool forgetTransientCopies() const { return m_forgetTransientCopies; }
+    void setForgetTransientCopies(bool forget);
+    bool recordPrimarySelection() const { return m_recordPrimarySelection; }
+    void setRecordPrimarySelection(bool record);
     QStringList pasteKeystrokes() const { return m_pasteKeystrokes; }
     void setPasteKeystrokes(const QStringList &entries);
     QList<PasteKeystrokeRules::Override> pasteKeystrokeOverrides() const;
@@ -79,6 +93,8 @@ signals:
     void seenPauseExplainerChanged();
     void ignoredAppsChanged();
     void playSoundsChanged();
+    void forgetTransientCopiesChanged();
+    void recordPrimarySelectionChanged();
     void pasteKeystrokesChanged();
 
 private:
@@ -90,5 +106,7 @@ private:
     bool m_seenPauseExplainer = false;
     QStringList m_ignoredApps;
     bool m_playSounds = true;
+    bool m_forgetTransientCopies = true;
+    bool m_recordPrimarySelection = false;
     QStringList m_pasteKeystrokes;
 };

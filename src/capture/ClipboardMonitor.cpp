@@ -45,6 +45,13 @@ ClipboardMonitor::ClipboardMonitor(
     connect(&m_timer, &QTimer::timeout, this, &ClipboardMonitor::poll);
     // One image may take seconds; a second thread lets a newer copy through meanwhile.
     m_builders.setMaxThreadCount(2);
+    m_settleTimer.setSingleShot(true);
+    connect(&m_settleTimer, &QTimer::timeout, this, &ClipboardMonitor::readSettled);
+}
+
+void ClipboardMonitor::settleSelection(int settleMs)
+{
+    m_settleMs = settleMs;
 }
 
 ClipboardMonitor::~ClipboardMonitor()
@@ -58,11 +65,13 @@ void ClipboardMonitor::start()
 {
     m_timer.start();
     connect(&m_pasteboard, &Pasteboard::changed, this, &ClipboardMonitor::poll, Qt::UniqueConnection);
-    connect(&m_pasteboard,
-            &Pasteboard::ownerGone,
-            this,
-            &ClipboardMonitor::keepAlive,
-            Qt::UniqueConnection);
+    if (!m_settleMs) {
+        connect(&m_pasteboard,
+                &Pasteboard::ownerGone,
+                this,
+                &ClipboardMonitor::keepAlive,
+                Qt::UniqueConnection);
+    }
 }
 
 void ClipboardMonitor::poll()
@@ -84,9 +93,28 @@ void ClipboardMonitor::poll()
     if (isFrontmostIgnored())
         return;
 
-    const quint64 serial = m_serial;
-    m_pasteboard.readFirstItem(
-        [this, serial, count](Flavors flavors) { build(serial, count, std::move(flavors)); });
+    if (m_settleMs) {
+        // Every further change starts the wait again.
+        m_settleTimer.start(m_settleMs);
+        return;
+    }
+    read(m_serial, count);
+}
+
+void ClipboardMonitor::readSettled()
+{
+    // Our own selection (set for a Shift+Insert paste) is no new copy; asked only now, when
+    // the change that replaced it has long reached this process.
+    if (m_pasteboard.holdsOwnContent() || m_pasteboard.changeCount() != m_lastChange)
+        return;
+    read(m_serial, m_lastChange);
+}
+
+void ClipboardMonitor::read(quint64 serial, qint64 change)
+{
+    m_pasteboard.readFirstItem([this, serial, change](Flavors flavors) {
+        build(serial, change, std::move(flavors), m_pasteboard.lastReadOwner());
+    });
 }
 
 bool ClipboardMonitor::isFrontmostIgnored() const
@@ -98,23 +126,49 @@ bool ClipboardMonitor::isFrontmostIgnored() const
            && m_prefs.ignoredApps().contains(app->identifier, Qt::CaseInsensitive);
 }
 
-void ClipboardMonitor::build(quint64 serial, qint64 change, Flavors flavors)
+void ClipboardMonitor::build(quint64 serial, qint64 change, Flavors flavors, const QString &owner)
 {
     if (serial != m_serial)
         return;
+    if (m_settleMs) {
+        const std::optional<QString> text = TextFlavors::plainText(flavors);
+        if (!text || text->trimmed().isEmpty() || isConcealed(flavors))
+            return;
+        // A selection is text: whatever else its owner offers with it is not kept.
+        flavors = {{TextFlavors::kUtf8String, text->toUtf8()}};
+    } else if (clearsTransientCopy(flavors, owner)) {
+        return;
+    }
     QtConcurrent::run(&m_builders, [flavors = std::move(flavors)] {
         return itemFromFlavors(flavors);
-    }).then(this, [this, serial, change](const std::optional<ClipItem> &item) {
-        deliver(serial, change, item);
+    }).then(this, [this, serial, change, owner](const std::optional<ClipItem> &item) {
+        deliver(serial, change, item, owner);
     });
 }
 
-void ClipboardMonitor::deliver(quint64 serial, qint64 change, const std::optional<ClipItem> &item)
+bool ClipboardMonitor::clearsTransientCopy(const Flavors &flavors, const QString &owner)
+{
+    if (!m_prefs.forgetTransientCopies() || !m_recorded || owner.isEmpty()
+        || owner != m_recordedOwner || m_transientUntil.hasExpired() || !isBlank(flavors)) {
+        return false;
+    }
+    const ClipItem secret = *std::exchange(m_recorded, std::nullopt);
+    m_recordedOwner.clear();
+    emit transientCopyCleared(secret);
+    return true;
+}
+
+void ClipboardMonitor::deliver(quint64 serial,
+                               qint64 change,
+                               const std::optional<ClipItem> &item,
+                               const QString &owner)
 {
     if (serial != m_serial || !item)
         return;
     m_recorded = item;
     m_recordedChange = change;
+    m_recordedOwner = owner;
+    m_transientUntil.setRemainingTime(kTransientCopyMs);
     m_sounds.copy();
     emit onNew(*item);
 }
@@ -182,4 +236,11 @@ bool ClipboardMonitor::isConcealed(const Flavors &flavors)
 {
     const auto hint = flavors.constFind(kPasswordManagerHintType);
     return hint != flavors.cend() && hint->trimmed() == "secret";
+}
+
+bool ClipboardMonitor::isBlank(const Flavors &flavors)
+{
+    return std::all_of(flavors.cbegin(), flavors.cend(), [](const QByteArray &bytes) {
+        return bytes.trimmed().isEmpty();
+    });
 }

@@ -2,6 +2,7 @@
 
 #include "model/ClipItem.h"
 
+#include <QDeadlineTimer>
 #include <QObject>
 #include <QThreadPool>
 #include <QTimer>
@@ -21,13 +22,19 @@ class Workspace;
 //
 // It also keeps the clipboard alive: when the program that owned it goes away and what it
 // owned was recorded, the recorded item is put back on the clipboard (not recorded again), so
-// a copy outlives the program it was made in. Main thread only.
+// a copy outlives the program it was made in.
+//
+// A copy that its own program replaces with a blank clipboard within a minute is a secret held
+// briefly (password tools do this): with the preference on, it is reported through
+// transientCopyCleared() to be removed from the history, and the clearing is not recorded.
+// Main thread only.
 class ClipboardMonitor : public QObject
 {
     Q_OBJECT
 
 public:
     static constexpr int kPollIntervalMs = 500;
+    static constexpr int kTransientCopyMs = 60 * 1000;
 
     // Types the item rules look for, as clipboard owners name them.
     static inline const QString kPngType = QStringLiteral("image/png");
@@ -43,6 +50,13 @@ public:
                      Sounds &sounds,
                      QObject *parent = nullptr);
     ~ClipboardMonitor() override;
+
+    // Makes this a monitor of the text selection (PRIMARY): a change is read only once the
+    // selection has stayed the same for settleMs, so a selection still growing under the mouse
+    // is recorded once; only non-blank text is recorded, never this process's own selection,
+    // and the selection is neither kept alive nor checked for transient copies. Before start().
+    void settleSelection(int settleMs);
+    static constexpr int kSelectionSettleMs = 1000;
 
     // (Re)starts the 0.5 s polling, and polling on every move of the change count.
     void start();
@@ -62,15 +76,26 @@ public:
     // "[n formats]  a, b": the count and the two smallest type names.
     static QString formatsLabel(const Flavors &flavors);
     static bool isConcealed(const Flavors &flavors);
+    // No flavors, or only empty and whitespace ones: what clearing the clipboard leaves.
+    static bool isBlank(const Flavors &flavors);
 
 signals:
     // Each captured item, after the copy sound has started.
     void onNew(const ClipItem &item);
+    // An item delivered earlier turned out to be a transient copy; it no longer belongs in the
+    // history.
+    void transientCopyCleared(const ClipItem &item);
 
 private:
     bool isFrontmostIgnored() const;
-    void build(quint64 serial, qint64 change, Flavors flavors);
-    void deliver(quint64 serial, qint64 change, const std::optional<ClipItem> &item);
+    void read(quint64 serial, qint64 change);
+    void readSettled();
+    void build(quint64 serial, qint64 change, Flavors flavors, const QString &owner);
+    void deliver(quint64 serial,
+                 qint64 change,
+                 const std::optional<ClipItem> &item,
+                 const QString &owner);
+    bool clearsTransientCopy(const Flavors &flavors, const QString &owner);
     void keepAlive(qint64 lostChange);
 
     Pasteboard &m_pasteboard;
@@ -83,6 +108,13 @@ private:
     // The newest item recorded and the change it was recorded for.
     std::optional<ClipItem> m_recorded;
     qint64 m_recordedChange = -1;
+    // The program that made the newest recorded copy, and until when clearing it makes it
+    // transient.
+    QString m_recordedOwner;
+    QDeadlineTimer m_transientUntil;
+    // Runs while a selection settles; 0 settle time for the clipboard.
+    int m_settleMs = 0;
+    QTimer m_settleTimer;
     // Moves with every change seen; work started for an older value is dropped.
     quint64 m_serial = 0;
     // Decoding and re-encoding a large image takes long; it never runs on the main thread.

@@ -26,6 +26,11 @@ public:
     // or calling cancelRead() drops the completion of the one in progress.
     virtual void readFirstItem(ReadCompletion completion) = 0;
     virtual void cancelRead() = 0;
+    // The program that owned the clipboard for the read that completed last, as an opaque
+    // name equal for two copies by the same program; empty when unknown.
+    virtual QString lastReadOwner() const { return {}; }
+    // Whether what is there now was written by this process.
+    virtual bool holdsOwnContent() const { return false; }
 
     // Replaces the content with one item carrying every flavor; with no flavors the clipboard is
     // left empty. Either way the change count moves by exactly one change.

@@ -226,6 +226,85 @@ private slots:
         QVERIFY(r->pasteboard.content().isEmpty());
     }
 
+    void transientCopies_data()
+    {
+        QTest::addColumn<bool>("forget");
+        QTest::addColumn<QString>("clearedBy");
+        QTest::addColumn<Flavors>("clearing");
+        QTest::addColumn<bool>("forgotten");
+
+        const Flavors blank{{"UTF8_STRING", ""}, {"TEXT", " \n"}};
+        QTest::newRow("cleared by its own program") << true << "/usr/bin/xclip" << blank << true;
+        QTest::newRow("emptied by its own program")
+            << true << "/usr/bin/xclip" << Flavors() << true;
+        QTest::newRow("cleared by another program") << true << "/usr/bin/other" << blank << false;
+        QTest::newRow("by a program that is not known") << true << "" << blank << false;
+        QTest::newRow("replaced with content by its own program")
+            << true << "/usr/bin/xclip" << textFlavors(QStringLiteral("next")) << false;
+        QTest::newRow("switched off") << false << "/usr/bin/xclip" << blank << false;
+    }
+
+    void transientCopies()
+    {
+        QFETCH(bool, forget);
+        QFETCH(QString, clearedBy);
+        QFETCH(Flavors, clearing);
+        QFETCH(bool, forgotten);
+
+        QCOMPARE(r->prefs.forgetTransientCopies(), true);
+        r->prefs.setForgetTransientCopies(forget);
+        QSignalSpy cleared(&r->monitor, &ClipboardMonitor::transientCopyCleared);
+        r->monitor.start();
+        const QString owner = QStringLiteral("/usr/bin/xclip");
+        r->pasteboard.copy(textFlavors(QStringLiteral("s3cret")), clearedBy.isEmpty() ? "" : owner);
+        r->pasteboard.completeLastRead();
+        QTRY_COMPARE_WITH_TIMEOUT(r->delivered.size(), 1, 5000);
+
+        r->pasteboard.copy(clearing, clearedBy);
+        r->pasteboard.completeLastRead();
+        QTest::qWait(50);
+        QCOMPARE(cleared.size(), forgotten ? 1 : 0);
+        if (forgotten) {
+            QCOMPARE(cleared.first().first().value<ClipItem>().text, QStringLiteral("s3cret"));
+            // The clearing is no copy, and the secret does not come back when its program goes.
+            QCOMPARE(r->delivered.size(), 1);
+            r->pasteboard.ownerQuits();
+            QVERIFY(r->pasteboard.writes().isEmpty());
+        } else {
+            QTRY_COMPARE_WITH_TIMEOUT(r->delivered.size(), clearing.isEmpty() ? 1 : 2, 5000);
+        }
+    }
+
+    // A selection growing under the mouse changes many times; it is read once it settles.
+    void selectionIsReadOnceSettled()
+    {
+        r->monitor.settleSelection(100);
+        r->monitor.start();
+        for (const char *text : {"s", "sel", "selected ✓"})
+            r->pasteboard.copy({{"UTF8_STRING", text}, {"text/html", "<b>x</b>"}});
+        QCOMPARE(r->pasteboard.readCount(), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(r->pasteboard.readCount(), 1, 5000);
+        r->pasteboard.completeLastRead();
+        QTRY_COMPARE_WITH_TIMEOUT(r->delivered.size(), 1, 5000);
+        const ClipItem item = r->delivered.first().first().value<ClipItem>();
+        QCOMPARE(item.text, QStringLiteral("selected ✓"));
+        QCOMPARE(*item.flavors, textFlavors(QStringLiteral("selected ✓")));
+
+        // Only text is a selection worth recording.
+        r->pasteboard.copy({{"image/png", encodeImage(testImage(), "png")}});
+        QTRY_COMPARE_WITH_TIMEOUT(r->pasteboard.readCount(), 2, 5000);
+        r->pasteboard.completeLastRead();
+        // This process's own selection is not read at all.
+        r->pasteboard.ownContent = true;
+        r->pasteboard.copy(textFlavors(QStringLiteral("ours")));
+        QTest::qWait(300);
+        QCOMPARE(r->pasteboard.readCount(), 2);
+        QCOMPARE(r->delivered.size(), 1);
+        // Nor kept alive when its owner goes.
+        r->pasteboard.ownerQuits();
+        QVERIFY(r->pasteboard.writes().isEmpty());
+    }
+
     void itemRules_data()
     {
         QTest::addColumn<Flavors>("flavors");

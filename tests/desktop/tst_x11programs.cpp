@@ -12,6 +12,7 @@
 
 #include <QFile>
 #include <QGuiApplication>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 
 using namespace std::chrono_literals;
@@ -92,6 +93,42 @@ private slots:
             QVERIFY2(targets.contains(type.toLatin1()), qPrintable(type));
     }
 
+    void copyOutlivesTheProgramThatMadeIt_data()
+    {
+        QTest::addColumn<bool>("killed");
+        // Closed, GTK first asks the clipboard manager to save its clipboard.
+        QTest::newRow("the program closes") << false;
+        QTest::newRow("the program is killed") << true;
+    }
+
+    void copyOutlivesTheProgramThatMadeIt()
+    {
+        QFETCH(bool, killed);
+        const QString text = QStringLiteral("outlives ✓ its program");
+        QProcess *process = nullptr;
+        QVERIFY(startProgram("zenity",
+                             {"--entry", "--title=Gone", "--text=Gone", "--entry-text=" + text},
+                             {},
+                             &process)
+                    .window
+                != 0);
+        Programs::run("xdotool", {"key", "--clearmodifiers", "ctrl+a", "ctrl+c"});
+        QCOMPARE(nextItem().text, text);
+
+        if (killed)
+            process->kill();
+        else
+            Programs::run("xdotool", {"key", "Escape"});
+        QTRY_COMPARE_WITH_TIMEOUT(process->state(), QProcess::NotRunning, 20000);
+        QByteArray pasted;
+        QTRY_COMPARE_WITH_TIMEOUT((pasted = pasteWithXclip(TextFlavors::kUtf8String)),
+                                  text.toUtf8(),
+                                  20000);
+        // Put back, not copied again.
+        QTest::qWait(4 * int(kRequestTimeout.count()));
+        QCOMPARE(r->delivered.size(), 1);
+    }
+
     void pasteIntoATerminal_data()
     {
         QTest::addColumn<QString>("program");
@@ -143,6 +180,53 @@ private slots:
         QCOMPARE(r->delivered.size(), 0);
     }
 
+    // As password tools on the command line do: xclip copies, another xclip clears.
+    void copyClearedByItsProgramIsForgotten()
+    {
+        QSignalSpy cleared(&r->monitor, &ClipboardMonitor::transientCopyCleared);
+        copyWithXclip("s3cret");
+        QCOMPARE(nextItem().text, QStringLiteral("s3cret"));
+        copyWithXclip("");
+        QTRY_COMPARE_WITH_TIMEOUT(cleared.size(), 1, 20000);
+        QCOMPARE(cleared.first().first().value<ClipItem>().text, QStringLiteral("s3cret"));
+        QTest::qWait(4 * int(kRequestTimeout.count()));
+        QCOMPARE(r->delivered.size(), 1);
+
+        // Another program's blank copy is not a clearing.
+        copyWithXclip("public");
+        QCOMPARE(nextItem().text, QStringLiteral("public"));
+        startOwner({"-t", "UTF8_STRING", "-s", ""});
+        QCOMPARE(nextItem().text, QStringLiteral("[1 format]  UTF8_STRING"));
+        QCOMPARE(cleared.size(), 1);
+    }
+
+    void selectionIsRecordedOnceSettled()
+    {
+        X11Pasteboard primary(kRequestTimeout, nullptr, X11Pasteboard::Selection::primary);
+        ClipboardMonitor monitor(primary, r->workspace, r->prefs, r->sounds);
+        // Longer than the real second, so that slow starts of xclip still count as one growing
+        // selection.
+        monitor.settleSelection(5000);
+        QSignalSpy recorded(&monitor, &ClipboardMonitor::onNew);
+        monitor.start();
+        for (const char *text : {"sel", "select", "selected ✓"}) {
+            const qint64 before = primary.changeCount();
+            m_programs.start(QStringLiteral("xclip"),
+                             {"-quiet", "-selection", "primary", "-i"},
+                             text,
+                             true);
+            QTRY_VERIFY_WITH_TIMEOUT(primary.changeCount() > before, 20000);
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(recorded.size(), 1, 30000);
+        QCOMPARE(recorded.first().first().value<ClipItem>().text, QStringLiteral("selected ✓"));
+
+        // The selection set for a Shift+Insert paste is not recorded.
+        r->pasteboard.writePrimaryString(QStringLiteral("ours"));
+        QTest::qWait(6000);
+        QCOMPARE(recorded.size(), 1);
+        QCOMPARE(r->delivered.size(), 0);
+    }
+
     void aTargetThatNeverAnswersIsLeftOut()
     {
         const QString png = m_dir.filePath("copy.png");
@@ -178,11 +262,13 @@ private slots:
 
 private:
     void startOwner(const QStringList &arguments);
+    void copyWithXclip(const QByteArray &text);
     ClipItem nextItem();
     QByteArray pasteWithXclip(const QString &type);
     RunningApplication startProgram(const QString &program,
                                     const QStringList &arguments,
-                                    const QString &identifier = {});
+                                    const QString &identifier = {},
+                                    QProcess **started = nullptr);
 
     QTemporaryDir m_dir;
     Programs m_programs;
@@ -195,6 +281,16 @@ void X11ProgramsTest::startOwner(const QStringList &arguments)
     QProcess *owner = m_programs.start(QStringLiteral(CLIPBOARD_OWNER), arguments);
     QTRY_VERIFY_WITH_TIMEOUT(owner->canReadLine(), 20000);
     QCOMPARE(owner->readLine(), QByteArray("ready\n"));
+}
+
+void X11ProgramsTest::copyWithXclip(const QByteArray &text)
+{
+    const qint64 before = r->pasteboard.changeCount();
+    m_programs.start(QStringLiteral("xclip"),
+                     {"-quiet", "-selection", "clipboard", "-t", "UTF8_STRING", "-i"},
+                     text,
+                     true);
+    QTRY_VERIFY_WITH_TIMEOUT(r->pasteboard.changeCount() > before, 20000);
 }
 
 ClipItem X11ProgramsTest::nextItem()
@@ -212,9 +308,12 @@ QByteArray X11ProgramsTest::pasteWithXclip(const QString &type)
 
 RunningApplication X11ProgramsTest::startProgram(const QString &program,
                                                  const QStringList &arguments,
-                                                 const QString &identifier)
+                                                 const QString &identifier,
+                                                 QProcess **started)
 {
     QProcess *process = m_programs.start(program, arguments);
+    if (started)
+        *started = process;
     std::optional<RunningApplication> app;
     // openbox gives a new window the focus; it is in front once the window manager says so.
     const bool inFront = QTest::qWaitFor(

@@ -39,10 +39,16 @@ public:
 
     void writePrimaryString(const QString &text) override { m_primaryWrites.append(text); }
 
-    // Another application copies.
-    void copy(const Flavors &flavors)
+    QString lastReadOwner() const override { return m_readOwner; }
+    bool holdsOwnContent() const override { return ownContent; }
+
+    bool ownContent = false;
+
+    // Another application copies; owner names the program.
+    void copy(const Flavors &flavors, const QString &owner = {})
     {
         m_content = flavors;
+        m_owner = owner;
         bump();
     }
     // The owning program quits: the clipboard empties.
@@ -55,8 +61,12 @@ public:
     }
     // Completes read number index (cancelled or not) with the current content, or with given
     // flavors.
-    void completeRead(int index) { m_reads.at(index)(m_content); }
-    void completeRead(int index, const Flavors &flavors) { m_reads.at(index)(flavors); }
+    void completeRead(int index) { completeRead(index, m_content); }
+    void completeRead(int index, const Flavors &flavors)
+    {
+        m_readOwner = m_owner;
+        m_reads.at(index)(flavors);
+    }
     void completeLastRead() { completeRead(int(m_reads.size()) - 1); }
 
     int readCount() const { return int(m_reads.size()); }
@@ -74,6 +84,8 @@ private:
 
     qint64 m_changeCount = 1;
     Flavors m_content;
+    QString m_owner;
+    QString m_readOwner;
     QList<ReadCompletion> m_reads;
     int m_cancels = 0;
     QList<Write> m_writes;

@@ -18,6 +18,7 @@
 #include "overlay/PreviewWindow.h"
 #include "overlay/QuickLookController.h"
 #include "paste/Paster.h"
+#include "platform/x11/X11SelectionReader.h"
 #include "platform/x11/X11WindowHints.h"
 
 #include <QApplication>
@@ -150,7 +151,25 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
         m_store.captureFromClipboard(item);
         recognizeCapturedImage(item, m_ocr, m_store);
     });
+    // The store may have kept an older entry of the same content in place of the new one.
+    connect(m_monitor.get(),
+            &ClipboardMonitor::transientCopyCleared,
+            this,
+            [this](const ClipItem &secret) {
+                QSet<QUuid> ids;
+                for (const ClipItem &entry : m_store.history()) {
+                    if (entry.sameContent(secret))
+                        ids.insert(entry.id);
+                }
+                if (!ids.isEmpty())
+                    m_store.deleteFromHistory(ids);
+            });
     m_monitor->start();
+    followSelectionRecording();
+    connect(&AppPrefs::shared(),
+            &AppPrefs::recordPrimarySelectionChanged,
+            this,
+            &AppDelegate::followSelectionRecording);
     done(QStringLiteral("capturing"));
     m_paster = std::make_unique<Paster>(m_pasteboard,
                                         m_workspace,
@@ -246,6 +265,29 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
     // Pasting types keys into other applications; where that cannot work the user is told once.
     done(m_paster->promptIfUntrusted() ? QStringLiteral("paste check: keys can be posted")
                                        : QStringLiteral("paste check: keys cannot be posted"));
+}
+
+void AppDelegate::followSelectionRecording()
+{
+    if (!AppPrefs::shared().recordPrimarySelection()) {
+        m_primaryMonitor.reset();
+        m_primaryPasteboard.reset();
+        return;
+    }
+    if (m_primaryMonitor)
+        return;
+    m_primaryPasteboard = std::make_unique<X11Pasteboard>(X11SelectionReader::kDefaultRequestTimeout,
+                                                          nullptr,
+                                                          X11Pasteboard::Selection::primary);
+    m_primaryMonitor = std::make_unique<ClipboardMonitor>(*m_primaryPasteboard,
+                                                          m_workspace,
+                                                          AppPrefs::shared(),
+                                                          m_sounds);
+    m_primaryMonitor->settleSelection(ClipboardMonitor::kSelectionSettleMs);
+    connect(m_primaryMonitor.get(), &ClipboardMonitor::onNew, this, [this](const ClipItem &item) {
+        m_store.captureFromClipboard(item);
+    });
+    m_primaryMonitor->start();
 }
 
 void AppDelegate::toggleOverlay()

@@ -56,6 +56,8 @@ public:
     Store &store() { return m_store; }
 
 private:
+    void followSelectionRecording();
+
     static QElapsedTimer startedClock()
     {
         QElapsedTimer clock;
@@ -74,6 +76,9 @@ private:
     X11Workspace m_workspace;
     X11KeyPoster m_keyPoster;
     std::unique_ptr<ClipboardMonitor> m_monitor;
+    // The text selection's watch, only while the user wants selections recorded.
+    std::unique_ptr<X11Pasteboard> m_primaryPasteboard;
+    std::unique_ptr<ClipboardMonitor> m_primaryMonitor;
     std::unique_ptr<Paster> m_paster;
     OverlayState m_overlayState;
     // The overlay's top row and preview, kept longer than the views that show them.

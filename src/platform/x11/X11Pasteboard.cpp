@@ -166,8 +166,11 @@ X11Pasteboard::X11Pasteboard(QObject *parent)
     : X11Pasteboard(X11SelectionReader::kDefaultRequestTimeout, parent)
 {}
 
-X11Pasteboard::X11Pasteboard(std::chrono::milliseconds requestTimeout, QObject *parent)
+X11Pasteboard::X11Pasteboard(std::chrono::milliseconds requestTimeout,
+                             QObject *parent,
+                             Selection selection)
     : Pasteboard(parent)
+    , m_selection(selection)
 {
     X11SelectionReader::Callbacks callbacks;
     callbacks.changed = [this] {
@@ -186,16 +189,22 @@ X11Pasteboard::X11Pasteboard(std::chrono::milliseconds requestTimeout, QObject *
         QMetaObject::invokeMethod(
             this, [this, lostChange] { emit ownerGone(lostChange); }, Qt::QueuedConnection);
     };
-    callbacks.finished = [this](quint64 readId, Flavors flavors) {
+    callbacks.finished = [this](quint64 readId, Flavors flavors, QString owner) {
         QMetaObject::invokeMethod(
             this,
-            [this, readId, flavors = std::move(flavors)]() mutable {
-                finishRead(readId, std::move(flavors));
+            [this, readId, flavors = std::move(flavors), owner = std::move(owner)]() mutable {
+                finishRead(readId, std::move(flavors), std::move(owner));
             },
             Qt::QueuedConnection);
     };
-    m_reader = std::make_unique<X11SelectionReader>(QByteArray(), requestTimeout, callbacks);
-    if (QGuiApplication::platformName() == u"xcb")
+    const bool clipboard = selection == Selection::clipboard;
+    m_reader = std::make_unique<X11SelectionReader>(QByteArray(),
+                                                    requestTimeout,
+                                                    callbacks,
+                                                    clipboard ? QByteArrayLiteral("CLIPBOARD")
+                                                              : QByteArrayLiteral("PRIMARY"));
+    // One filter serves both selections.
+    if (clipboard && QGuiApplication::platformName() == u"xcb")
         m_legacyText = std::make_shared<LegacyTextServer>();
 }
 
@@ -231,11 +240,12 @@ void X11Pasteboard::cancelRead()
     m_reader->cancel();
 }
 
-void X11Pasteboard::finishRead(quint64 readId, Flavors flavors)
+void X11Pasteboard::finishRead(quint64 readId, Flavors flavors, QString owner)
 {
     if (readId != m_readId)
         return;
     m_readId = 0;
+    m_lastReadOwner = std::move(owner);
     if (ReadCompletion completion = std::exchange(m_completion, {}))
         completion(std::move(flavors));
 }
@@ -244,14 +254,19 @@ void X11Pasteboard::writeFlavors(const Flavors &flavors)
 {
     // An empty item rather than QClipboard::clear(): clearing asks the current owner for its
     // targets first, on this thread, and a dead owner would stall it.
-    QGuiApplication::clipboard()->setMimeData(new FlavorMimeData(flavors), QClipboard::Clipboard);
+    QGuiApplication::clipboard()->setMimeData(new FlavorMimeData(flavors),
+                                              m_selection == Selection::clipboard
+                                                  ? QClipboard::Clipboard
+                                                  : QClipboard::Selection);
 }
 
 void X11Pasteboard::writeString(const QString &text)
 {
     QGuiApplication::clipboard()->setMimeData(new FlavorMimeData(
                                                   {{TextFlavors::kUtf8String, text.toUtf8()}}),
-                                              QClipboard::Clipboard);
+                                              m_selection == Selection::clipboard
+                                                  ? QClipboard::Clipboard
+                                                  : QClipboard::Selection);
 }
 
 void X11Pasteboard::writePrimaryString(const QString &text)
@@ -259,4 +274,11 @@ void X11Pasteboard::writePrimaryString(const QString &text)
     QGuiApplication::clipboard()->setMimeData(new FlavorMimeData(
                                                   {{TextFlavors::kUtf8String, text.toUtf8()}}),
                                               QClipboard::Selection);
+}
+
+bool X11Pasteboard::holdsOwnContent() const
+{
+    const QClipboard *clipboard = QGuiApplication::clipboard();
+    return m_selection == Selection::clipboard ? clipboard->ownsClipboard()
+                                               : clipboard->ownsSelection();
 }

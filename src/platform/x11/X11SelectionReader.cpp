@@ -1,8 +1,10 @@
 #include "X11SelectionReader.h"
 
+#include <QFile>
 #include <QHash>
 #include <QList>
 
+#include <xcb/res.h>
 #include <xcb/xcb.h>
 #include <xcb/xfixes.h>
 
@@ -49,7 +51,10 @@ Reply<T> reply(T *raw)
 class X11SelectionReader::Worker
 {
 public:
-    Worker(const QByteArray &displayName, std::chrono::milliseconds timeout, Callbacks callbacks);
+    Worker(const QByteArray &displayName,
+           std::chrono::milliseconds timeout,
+           Callbacks callbacks,
+           const QByteArray &selection);
     ~Worker();
 
     bool connected() const { return m_connection != nullptr; }
@@ -79,6 +84,7 @@ private:
     Transfer convert(const Request &request, xcb_window_t window, xcb_atom_t target);
     Transfer receiveIncrementally(const Request &request, xcb_window_t window, Transfer transfer);
     QList<QByteArray> atomNames(const QList<xcb_atom_t> &atoms);
+    QString ownerProgram(xcb_window_t owner);
     xcb_window_t createRequestor();
 
     const std::chrono::milliseconds m_timeout;
@@ -100,6 +106,10 @@ private:
     std::atomic<qint64> m_lastReadChange{-1};
     QList<xcb_atom_t> m_pseudoTargets;
     QHash<xcb_atom_t, QByteArray> m_atomNames;
+    bool m_hasRes = false;
+    const QByteArray m_selectionName;
+    // The owner of the selection being read, for the finished callback.
+    QString m_owner;
 
     // State of the request being waited for; touched only by the worker thread.
     xcb_window_t m_requestor = XCB_NONE;
@@ -118,9 +128,11 @@ private:
 
 X11SelectionReader::Worker::Worker(const QByteArray &displayName,
                                    std::chrono::milliseconds timeout,
-                                   Callbacks callbacks)
+                                   Callbacks callbacks,
+                                   const QByteArray &selection)
     : m_timeout(timeout)
     , m_callbacks(std::move(callbacks))
+    , m_selectionName(selection)
 {
     m_wakeFd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (m_wakeFd < 0 || !setUp(displayName)) {
@@ -171,7 +183,15 @@ bool X11SelectionReader::Worker::setUp(const QByteArray &displayName)
                                         xcb_xfixes_query_version(m_connection, 5, 0),
                                         nullptr));
 
-    m_clipboard = intern("CLIPBOARD");
+    const xcb_query_extension_reply_t *res = xcb_get_extension_data(m_connection, &xcb_res_id);
+    m_hasRes = res && res->present;
+    if (m_hasRes)
+        free(xcb_res_query_version_reply(m_connection,
+                                         xcb_res_query_version(m_connection, 1, 2),
+                                         nullptr));
+
+    // Named for the usual case; PRIMARY when this reader watches the text selection.
+    m_clipboard = intern(m_selectionName.constData());
     m_targets = intern("TARGETS");
     m_incr = intern("INCR");
     m_property = intern("CLIPHAVEN_SELECTION");
@@ -214,7 +234,7 @@ bool X11SelectionReader::Worker::setUp(const QByteArray &displayName)
         xcb_get_selection_owner_reply(m_connection,
                                       xcb_get_selection_owner(m_connection, m_manager),
                                       nullptr));
-    if (manager && manager->owner == XCB_NONE)
+    if (m_selectionName == "CLIPBOARD" && manager && manager->owner == XCB_NONE)
         xcb_set_selection_owner(m_connection, m_watchWindow, m_manager, XCB_CURRENT_TIME);
     xcb_flush(m_connection);
     return !xcb_connection_has_error(m_connection);
@@ -277,7 +297,7 @@ void X11SelectionReader::Worker::run()
             flavors = read(*request);
         if (flavors && !superseded(*request)) {
             m_lastReadChange = request->changeCount;
-            m_callbacks.finished(request->id, std::move(*flavors));
+            m_callbacks.finished(request->id, std::move(*flavors), std::exchange(m_owner, {}));
         }
     }
 }
@@ -421,6 +441,7 @@ std::optional<Flavors> X11SelectionReader::Worker::read(const Request &request)
                                       nullptr));
     if (!owner || owner->owner == XCB_NONE)
         return Flavors();
+    m_owner = ownerProgram(owner->owner);
 
     // A fresh requestor window per read, and again after a target that timed out, so a late
     // answer to an abandoned request can never be taken for an answer to a later one.
@@ -526,6 +547,34 @@ xcb_window_t X11SelectionReader::Worker::createRequestor()
                       &eventMask);
     m_requestor = window;
     return window;
+}
+
+QString X11SelectionReader::Worker::ownerProgram(xcb_window_t owner)
+{
+    // The executable of the owning process, so that two runs of one program (xclip copying,
+    // then xclip clearing) count as the same program; else the owner's connection.
+    if (m_hasRes) {
+        xcb_res_client_id_spec_t spec{owner, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+        auto ids = reply(
+            xcb_res_query_client_ids_reply(m_connection,
+                                           xcb_res_query_client_ids(m_connection, 1, &spec),
+                                           nullptr));
+        if (ids) {
+            for (auto it = xcb_res_query_client_ids_ids_iterator(ids.get()); it.rem;
+                 xcb_res_client_id_value_next(&it)) {
+                if (!(it.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID)
+                    || xcb_res_client_id_value_value_length(it.data) < 1) {
+                    continue;
+                }
+                const uint32_t pid = *xcb_res_client_id_value_value(it.data);
+                const QString exe = QFile::symLinkTarget(u"/proc/" + QString::number(pid) + u"/exe");
+                if (!exe.isEmpty())
+                    return exe;
+            }
+        }
+    }
+    const uint32_t mask = xcb_get_setup(m_connection)->resource_id_mask;
+    return u"client:" + QString::number(owner & ~mask, 16);
 }
 
 QList<QByteArray> X11SelectionReader::Worker::atomNames(const QList<xcb_atom_t> &atoms)
@@ -658,8 +707,10 @@ Transfer X11SelectionReader::Worker::receiveIncrementally(const Request &request
 
 X11SelectionReader::X11SelectionReader(const QByteArray &displayName,
                                        std::chrono::milliseconds requestTimeout,
-                                       Callbacks callbacks)
-    : m_worker(std::make_unique<Worker>(displayName, requestTimeout, std::move(callbacks)))
+                                       Callbacks callbacks,
+                                       const QByteArray &selection)
+    : m_worker(
+        std::make_unique<Worker>(displayName, requestTimeout, std::move(callbacks), selection))
 {}
 
 X11SelectionReader::~X11SelectionReader() = default;

@@ -3,6 +3,7 @@
 #include "model/ClipItem.h"
 
 #include <QByteArray>
+#include <QString>
 
 #include <atomic>
 #include <chrono>
@@ -31,7 +32,8 @@ public:
     struct Callbacks
     {
         std::function<void()> changed;
-        std::function<void(quint64 readId, Flavors flavors)> finished;
+        // owner names the program that owned the selection (see ownerProgram), empty when none.
+        std::function<void(quint64 readId, Flavors flavors, QString owner)> finished;
         // The owner's window or connection went away, taking the content seen under the change
         // count lostChange with it.
         std::function<void(qint64 lostChange)> ownerGone;
@@ -42,10 +44,12 @@ public:
     static constexpr qsizetype kMaxFlavorBytes = qsizetype(512) * 1024 * 1024;
 
     // displayName empty: the DISPLAY of the environment. Without a display the change count
-    // stays 0 and every read finishes with nothing.
+    // stays 0 and every read finishes with nothing. selection names the selection watched and
+    // read; only the CLIPBOARD reader takes the clipboard-manager role.
     X11SelectionReader(const QByteArray &displayName,
                        std::chrono::milliseconds requestTimeout,
-                       Callbacks callbacks);
+                       Callbacks callbacks,
+                       const QByteArray &selection = QByteArrayLiteral("CLIPBOARD"));
     ~X11SelectionReader();
 
     bool isConnected() const;
