@@ -7,6 +7,7 @@
 #include "app/AutostartEntry.h"
 #include "app/IgnoredAppsModel.h"
 #include "app/OpenWindows.h"
+#include "app/PasteKeystrokesModel.h"
 #include "app/PreferencesModel.h"
 #include "app/ShortcutNames.h"
 #include "app/ShortcutRecorder.h"
@@ -49,6 +50,9 @@ public:
         m_shortcuts.registry.reset(ShortcutNames::toggleOverlay);
         m_store.eraseHistory();
         prefs.setIgnoredApps({});
+        prefs.setPasteKeystrokes({});
+        prefs.setForgetTransientCopies(true);
+        prefs.setRecordPrimarySelection(false);
         prefs.setShowInMenuBar(true);
         prefs.setPlaySounds(true);
         autostart.setEnabled(false);
@@ -84,6 +88,7 @@ public:
     ShortcutRecorder recorder{m_shortcuts.registry, ShortcutNames::toggleOverlay};
     IgnoredAppsModel ignoredApps{prefs, m_catalog};
     ApplicationChooserModel chooser{prefs, m_catalog, &m_windows};
+    PasteKeystrokesModel pasteKeystrokes{prefs, m_catalog};
     AutostartEntry autostart{path("autostart"), QStringLiteral("/usr/bin/cliphaven")};
 };
 
@@ -103,6 +108,8 @@ public slots:
         context->setContextProperty(QStringLiteral("testRecorder"), &m_helper->recorder);
         context->setContextProperty(QStringLiteral("testIgnoredApps"), &m_helper->ignoredApps);
         context->setContextProperty(QStringLiteral("testChooser"), &m_helper->chooser);
+        context->setContextProperty(QStringLiteral("testPasteKeystrokes"),
+                                    &m_helper->pasteKeystrokes);
         context->setContextProperty(QStringLiteral("testAutostart"), &m_helper->autostart);
         context->setContextProperty(QStringLiteral("testHelper"), m_helper.get());
     }

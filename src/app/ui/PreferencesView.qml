@@ -12,6 +12,7 @@ Pane {
     required property QtObject recorder
     required property QtObject ignoredApps
     required property QtObject chooser
+    required property QtObject pasteKeystrokes
     required property QtObject autostart
 
     readonly property color secondaryText: Qt.rgba(palette.windowText.r, palette.windowText.g, palette.windowText.b, 0.7)
@@ -173,6 +174,9 @@ Pane {
                         Layout.fillWidth: true
                         text: "Saved categories are not affected."
                     }
+                    CaptureSwitches {
+                        prefs: view.prefs
+                    }
                 }
 
                 Divider {}
@@ -234,6 +238,13 @@ Pane {
                             }
                         }
                     }
+                }
+
+                Divider {}
+
+                PasteKeystrokesSection {
+                    keystrokes: view.pasteKeystrokes
+                    chooser: view.chooser
                 }
             }
         }

@@ -6,6 +6,7 @@
 #include "app/ApplicationChooserModel.h"
 #include "app/AutostartEntry.h"
 #include "app/IgnoredAppsModel.h"
+#include "app/PasteKeystrokesModel.h"
 #include "app/PreferencesModel.h"
 #include "app/ShortcutNames.h"
 #include "app/ShortcutRecorder.h"
@@ -41,6 +42,7 @@ void PreferencesWindow::build()
     m_recorder = std::make_unique<ShortcutRecorder>(m_shortcuts, ShortcutNames::toggleOverlay);
     m_ignoredApps = std::make_unique<IgnoredAppsModel>(m_prefs, catalog);
     m_chooser = std::make_unique<ApplicationChooserModel>(m_prefs, catalog, m_windows);
+    m_pasteKeystrokes = std::make_unique<PasteKeystrokesModel>(m_prefs, catalog);
     m_autostart = std::make_unique<AutostartEntry>();
 
     m_engine = std::make_unique<QQmlEngine>();
@@ -54,6 +56,7 @@ void PreferencesWindow::build()
         {QStringLiteral("recorder"), QVariant::fromValue<QObject *>(m_recorder.get())},
         {QStringLiteral("ignoredApps"), QVariant::fromValue<QObject *>(m_ignoredApps.get())},
         {QStringLiteral("chooser"), QVariant::fromValue<QObject *>(m_chooser.get())},
+        {QStringLiteral("pasteKeystrokes"), QVariant::fromValue<QObject *>(m_pasteKeystrokes.get())},
         {QStringLiteral("autostart"), QVariant::fromValue<QObject *>(m_autostart.get())},
     });
     m_window = qobject_cast<QQuickWindow *>(root);
@@ -70,6 +73,7 @@ void PreferencesWindow::showPreferences()
         auto catalog = std::make_shared<const ApplicationCatalog>();
         m_ignoredApps->setCatalog(catalog);
         m_chooser->refresh(catalog);
+        m_pasteKeystrokes->setCatalog(catalog);
         m_recorder->reload();
     }
     if (!m_window->isVisible()) {

@@ -12,6 +12,7 @@ class ApplicationChooserModel;
 class AutostartEntry;
 class IgnoredAppsModel;
 class OpenWindows;
+class PasteKeystrokesModel;
 class PreferencesModel;
 class QQmlEngine;
 
@@ -55,6 +56,7 @@ private:
     std::unique_ptr<ShortcutRecorder> m_recorder;
     std::unique_ptr<IgnoredAppsModel> m_ignoredApps;
     std::unique_ptr<ApplicationChooserModel> m_chooser;
+    std::unique_ptr<PasteKeystrokesModel> m_pasteKeystrokes;
     std::unique_ptr<AutostartEntry> m_autostart;
     QPointer<QQuickWindow> m_window;
 };

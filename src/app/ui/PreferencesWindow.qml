@@ -10,6 +10,7 @@ ApplicationWindow {
     required property QtObject recorder
     required property QtObject ignoredApps
     required property QtObject chooser
+    required property QtObject pasteKeystrokes
     required property QtObject autostart
 
     title: "Cliphaven Preferences"
@@ -29,6 +30,7 @@ ApplicationWindow {
         recorder: window.recorder
         ignoredApps: window.ignoredApps
         chooser: window.chooser
+        pasteKeystrokes: window.pasteKeystrokes
         autostart: window.autostart
     }
 
