@@ -3,6 +3,7 @@
 #include "Sounds.h"
 #include "app/AppPrefs.h"
 #include "capture/ClipboardMonitor.h"
+#include "model/PasteKeystrokeRules.h"
 #include "platform/KeyPoster.h"
 #include "platform/Pasteboard.h"
 
