@@ -553,6 +553,7 @@ QString X11SelectionReader::Worker::ownerProgram(xcb_window_t owner)
 {
     // The executable of the owning process, so that two runs of one program (xclip copying,
     // then xclip clearing) count as the same program; else the owner's connection.
+    // Answered from the X server's record of who connected, which outlives that process.
     if (m_hasRes) {
         xcb_res_client_id_spec_t spec{owner, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
         auto ids = reply(
@@ -567,9 +568,14 @@ QString X11SelectionReader::Worker::ownerProgram(xcb_window_t owner)
                     continue;
                 }
                 const uint32_t pid = *xcb_res_client_id_value_value(it.data);
-                const QString exe = QFile::symLinkTarget(u"/proc/" + QString::number(pid) + u"/exe");
+                const QString process = u"/proc/" + QString::number(pid);
+                const QString exe = QFile::symLinkTarget(process + u"/exe");
                 if (!exe.isEmpty())
                     return exe;
+                // Command-line tools (xclip, xsel) connect, then fork into the background and
+                // the connecting process exits: all such owners count as one program.
+                if (!QFile::exists(process))
+                    return QStringLiteral("detached");
             }
         }
     }
