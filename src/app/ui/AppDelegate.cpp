@@ -5,9 +5,9 @@
 #include "SparkleUpdater.h"
 #include "TrayIcon.h"
 #include "app/AppPrefs.h"
+#include "app/OpenWindows.h"
 #include "app/ShortcutNames.h"
 #include "app/SingleInstance.h"
-#include "app/x11/X11OpenWindows.h"
 #include "capture/CapturedImageText.h"
 #include "capture/ClipboardMonitor.h"
 #include "capture/LinkPreviewCache.h"
@@ -18,7 +18,6 @@
 #include "overlay/PreviewWindow.h"
 #include "overlay/QuickLookController.h"
 #include "paste/Paster.h"
-#include "platform/x11/X11WindowHints.h"
 
 #include <QApplication>
 #include <QGridLayout>
@@ -129,6 +128,13 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
     // No main menu: Qt's text fields have their editing shortcuts already.
     QApplication::setQuitOnLastWindowClosed(false);
     done(QStringLiteral("background utility"));
+    qCInfo(lcStartup).noquote() << "session:" << m_platform.description();
+    // Without the compositor there is nothing left to capture or serve: quit normally, so the
+    // store writes what is pending.
+    m_platform.onSessionLost([] {
+        qCWarning(lcStartup, "The Wayland compositor went away; quitting.");
+        QCoreApplication::quit();
+    });
 
     // "Check for Updates…" reads the feed on demand.
     SparkleUpdater::shared();
@@ -142,8 +148,8 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
     }
 
     // Capture starts at once; what is on the clipboard now is not taken.
-    m_monitor = std::make_unique<ClipboardMonitor>(m_pasteboard,
-                                                   m_workspace,
+    m_monitor = std::make_unique<ClipboardMonitor>(m_platform.pasteboard(),
+                                                   m_platform.workspace(),
                                                    AppPrefs::shared(),
                                                    m_sounds);
     connect(m_monitor.get(), &ClipboardMonitor::onNew, this, [this](const ClipItem &item) {
@@ -152,9 +158,9 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
     });
     m_monitor->start();
     done(QStringLiteral("capturing"));
-    m_paster = std::make_unique<Paster>(m_pasteboard,
-                                        m_workspace,
-                                        m_keyPoster,
+    m_paster = std::make_unique<Paster>(m_platform.pasteboard(),
+                                        m_platform.workspace(),
+                                        m_platform.keyPoster(),
                                         m_sounds,
                                         AppPrefs::shared());
 
@@ -170,11 +176,12 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
                                                 &LinkPreviewCache::shared());
     m_overlay->onPick = [this](const ClipItem &item) { handlePick(item); };
     m_overlay->onBeep = [] { QApplication::beep(); };
-    m_overlay->beforeMap = [](QWindow &window) { X11WindowHints::skipTaskbar(window); };
+    m_overlay->beforeMap = [this](QWindow &window) { m_platform.prepareFloatingWindow(window); };
     // The screen of the window the user was in, else the primary one.
     m_overlay->screenForShow = [this]() -> QScreen * {
-        const std::optional<QRect> frame = m_previousApp ? m_workspace.windowFrame(*m_previousApp)
-                                                         : std::nullopt;
+        const std::optional<QRect> frame = m_previousApp
+                                               ? m_platform.workspace().windowFrame(*m_previousApp)
+                                               : std::nullopt;
         return frame ? OverlayWindow::screenOfWindow(*frame) : nullptr;
     };
     // The top row: the shortcut's key caps (read once the shortcuts are set up, below) and
@@ -192,7 +199,7 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
     // Space previews the current item over the overlay, which stays while the preview has the
     // focus. When another application takes the focus from the preview, the overlay goes too.
     m_preview = std::make_unique<PreviewWindow>(QuickLookController::shared());
-    m_preview->beforeMap = [](QWindow &window) { X11WindowHints::skipTaskbar(window); };
+    m_preview->beforeMap = [this](QWindow &window) { m_platform.prepareFloatingWindow(window); };
     m_preview->onClosed = [this](PreviewWindow::CloseReason reason) {
         const QQuickWindow *overlay = m_overlay->window();
         if (reason == PreviewWindow::CloseReason::FocusLost && overlay && !overlay->isActive())
@@ -258,7 +265,7 @@ void AppDelegate::toggleOverlay()
         return;
     }
     // Remembered on opening only: it is where the pick will be pasted.
-    m_previousApp = m_workspace.frontmostApplication();
+    m_previousApp = m_platform.workspace().frontmostApplication();
     m_overlay->show();
 }
 
@@ -275,7 +282,7 @@ void AppDelegate::handlePick(const ClipItem &item)
 void AppDelegate::showPreferences()
 {
     if (!m_preferences) {
-        m_openWindows = std::make_unique<X11OpenWindows>();
+        m_openWindows = m_platform.makeOpenWindows();
         m_preferences = std::make_unique<PreferencesWindow>(m_store,
                                                             AppPrefs::shared(),
                                                             *m_shortcuts,

@@ -1,0 +1,107 @@
+#include "PlatformSession.h"
+
+#include "app/OpenWindows.h"
+#include "app/x11/X11OpenWindows.h"
+#include "platform/Unavailable.h"
+#include "platform/wayland/WaylandConnection.h"
+#include "platform/wayland/WaylandPasteboard.h"
+#include "platform/x11/X11KeyPoster.h"
+#include "platform/x11/X11Pasteboard.h"
+#include "platform/x11/X11WindowHints.h"
+#include "platform/x11/X11Workspace.h"
+
+#include <QGuiApplication>
+#include <QWindow>
+
+namespace {
+
+// How long the compositor may take to list its globals at start-up; a local compositor answers
+// in well under a millisecond.
+constexpr std::chrono::seconds kProbeTimeout{1};
+
+bool offersDataControl(const WaylandConnection &connection)
+{
+    return connection.offers("ext_data_control_manager_v1")
+           || connection.offers("zwlr_data_control_manager_v1");
+}
+
+// The desktop's own name for itself, for the log and the about line.
+QString desktopName()
+{
+    const QString desktop = qEnvironmentVariable("XDG_CURRENT_DESKTOP").section(u':', 0, 0);
+    return desktop.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(desktop);
+}
+
+} // namespace
+
+void PlatformSession::chooseQtPlatform()
+{
+    if (qEnvironmentVariableIsSet("QT_QPA_PLATFORM") || !WaylandConnection::sessionAdvertised())
+        return;
+    WaylandConnection connection;
+    if (!connection.fetchGlobals(WaylandConnection::Clock::now() + kProbeTimeout))
+        return;
+    if (offersDataControl(connection)) {
+        // Qt would run through Xwayland where XDG_SESSION_TYPE does not say "wayland".
+        qputenv("QT_QPA_PLATFORM", "wayland;xcb");
+    } else if (!qEnvironmentVariableIsEmpty("DISPLAY")) {
+        // GNOME mirrors its clipboard to Xwayland, and X11 programs may read and own it there.
+        qputenv("QT_QPA_PLATFORM", "xcb");
+    }
+}
+
+PlatformSession::PlatformSession()
+{
+    if (QGuiApplication::platformName() == u"wayland") {
+        auto pasteboard = std::make_unique<WaylandPasteboard>();
+        if (pasteboard->isActive()) {
+            m_kind = Kind::wayland;
+            m_description = QStringLiteral("Wayland%1, clipboard through %2")
+                                .arg(desktopName(), pasteboard->protocolName());
+        } else {
+            m_kind = Kind::waylandWithoutDataControl;
+            m_description = QStringLiteral("Wayland%1, no data-control protocol").arg(desktopName());
+        }
+        m_pasteboard = std::move(pasteboard);
+        m_workspace = std::make_unique<UnknownWorkspace>();
+        m_keyPoster = std::make_unique<UntrustedKeyPoster>();
+        return;
+    }
+    // X11, or a Wayland session seen through Xwayland.
+    const bool throughXwayland = QGuiApplication::platformName() == u"xcb"
+                                 && WaylandConnection::sessionAdvertised();
+    m_kind = throughXwayland ? Kind::xwayland : Kind::x11;
+    m_description = throughXwayland
+                        ? QStringLiteral("Wayland%1 through Xwayland").arg(desktopName())
+                        : QStringLiteral("X11%1").arg(desktopName());
+    m_pasteboard = std::make_unique<X11Pasteboard>();
+    m_workspace = std::make_unique<X11Workspace>();
+    m_keyPoster = std::make_unique<X11KeyPoster>();
+}
+
+PlatformSession::~PlatformSession() = default;
+
+std::unique_ptr<OpenWindows> PlatformSession::makeOpenWindows() const
+{
+    if (m_kind == Kind::x11 || m_kind == Kind::xwayland)
+        return std::make_unique<X11OpenWindows>();
+    return nullptr;
+}
+
+void PlatformSession::prepareFloatingWindow(QWindow &window) const
+{
+    if (QGuiApplication::platformName() != u"wayland") {
+        X11WindowHints::skipTaskbar(window);
+        return;
+    }
+    // A Wayland window cannot place itself. Tiling compositors float a window whose minimum
+    // and maximum sizes are equal, and centre it on the focused output.
+    window.setMinimumSize(window.size());
+    window.setMaximumSize(window.size());
+}
+
+void PlatformSession::onSessionLost(std::function<void()> handler)
+{
+    if (auto *wayland = qobject_cast<WaylandPasteboard *>(m_pasteboard.get()))
+        QObject::connect(wayland, &WaylandPasteboard::compositorLost, wayland, std::move(handler));
+}
