@@ -6,6 +6,7 @@
 #include "TrayIcon.h"
 #include "app/AppPrefs.h"
 #include "app/OpenWindows.h"
+#include "app/SessionInfo.h"
 #include "app/ShortcutNames.h"
 #include "app/SingleInstance.h"
 #include "capture/CapturedImageText.h"
@@ -18,6 +19,7 @@
 #include "overlay/PreviewWindow.h"
 #include "overlay/QuickLookController.h"
 #include "paste/Paster.h"
+#include "platform/Pasteboard.h"
 
 #include <QApplication>
 #include <QGridLayout>
@@ -236,8 +238,12 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
         if (self)
             self->toggleOverlay();
     });
-    m_hotkeyCaps->setSource(
-        [this] { return m_shortcuts->getShortcut(ShortcutNames::toggleOverlay); });
+    // Without global key grabs the stored shortcut does nothing, so the caps show nothing.
+    m_hotkeyCaps->setSource([this]() -> std::optional<KeyboardShortcuts::Shortcut> {
+        if (!m_platform.hasGlobalKeyGrabs())
+            return std::nullopt;
+        return m_shortcuts->getShortcut(ShortcutNames::toggleOverlay);
+    });
     const auto shortcut = m_shortcuts->getShortcut(ShortcutNames::toggleOverlay);
     done(QStringLiteral("global shortcut: ")
          + (shortcut ? shortcut->description() : QStringLiteral("none")));
@@ -287,6 +293,13 @@ void AppDelegate::showPreferences()
                                                             AppPrefs::shared(),
                                                             *m_shortcuts,
                                                             m_openWindows.get());
+        m_sessionInfo = std::make_unique<SessionInfo>(
+            SessionInfo::Facts{m_platform.description(),
+                               m_platform.hasGlobalKeyGrabs(),
+                               m_platform.capturesClipboard(),
+                               m_platform.knowsFrontmostApplication()},
+            [this](const QString &text) { m_platform.pasteboard().writeString(text); });
+        m_preferences->setSession(m_sessionInfo.get());
     }
     m_preferences->showPreferences();
 }

@@ -21,6 +21,7 @@ class OverlayWindow;
 class Paster;
 class PreviewWindow;
 class PreferencesWindow;
+class SessionInfo;
 class SingleInstance;
 class OpenWindows;
 class TrayIcon;
@@ -82,6 +83,7 @@ private:
     KeyboardShortcuts::SystemKeyboard m_keyboard;
     std::unique_ptr<KeyboardShortcuts::Registry> m_shortcuts;
     std::unique_ptr<OpenWindows> m_openWindows;
+    std::unique_ptr<SessionInfo> m_sessionInfo;
     std::unique_ptr<PreferencesWindow> m_preferences;
     std::unique_ptr<TrayIcon> m_tray;
     // The paste target: the application that was in front when the overlay last opened.

@@ -64,6 +64,7 @@ PlatformSession::PlatformSession()
         }
         m_pasteboard = std::move(pasteboard);
         m_workspace = std::make_unique<UnknownWorkspace>();
+        m_knowsFrontmost = false;
         m_keyPoster = std::make_unique<UntrustedKeyPoster>();
         return;
     }
@@ -71,6 +72,8 @@ PlatformSession::PlatformSession()
     const bool throughXwayland = QGuiApplication::platformName() == u"xcb"
                                  && WaylandConnection::sessionAdvertised();
     m_kind = throughXwayland ? Kind::xwayland : Kind::x11;
+    // Through Xwayland only X11 programs are seen in front, and most are Wayland-native there.
+    m_knowsFrontmost = !throughXwayland;
     m_description = throughXwayland
                         ? QStringLiteral("Wayland%1 through Xwayland").arg(desktopName())
                         : QStringLiteral("X11%1").arg(desktopName());

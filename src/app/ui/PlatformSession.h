@@ -44,6 +44,8 @@ public:
     bool capturesClipboard() const { return m_kind != Kind::waylandWithoutDataControl; }
     // Whether the desktop lets a program grab a key system-wide (X11 does, Wayland does not).
     bool hasGlobalKeyGrabs() const { return m_kind == Kind::x11; }
+    // Whether the workspace names the application in front, so the ignore list can match it.
+    bool knowsFrontmostApplication() const { return m_knowsFrontmost; }
 
     Pasteboard &pasteboard() { return *m_pasteboard; }
     Workspace &workspace() { return *m_workspace; }
@@ -56,6 +58,7 @@ public:
 
 private:
     Kind m_kind = Kind::x11;
+    bool m_knowsFrontmost = true;
     QString m_description;
     std::unique_ptr<Pasteboard> m_pasteboard;
     std::unique_ptr<Workspace> m_workspace;

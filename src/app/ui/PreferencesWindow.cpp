@@ -55,6 +55,7 @@ void PreferencesWindow::build()
         {QStringLiteral("ignoredApps"), QVariant::fromValue<QObject *>(m_ignoredApps.get())},
         {QStringLiteral("chooser"), QVariant::fromValue<QObject *>(m_chooser.get())},
         {QStringLiteral("autostart"), QVariant::fromValue<QObject *>(m_autostart.get())},
+        {QStringLiteral("session"), QVariant::fromValue<QObject *>(m_session)},
     });
     m_window = qobject_cast<QQuickWindow *>(root);
     if (!m_window)

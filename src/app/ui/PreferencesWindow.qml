@@ -11,6 +11,7 @@ ApplicationWindow {
     required property QtObject ignoredApps
     required property QtObject chooser
     required property QtObject autostart
+    property QtObject session: null
 
     title: "Cliphaven Preferences"
     width: 460
@@ -30,6 +31,7 @@ ApplicationWindow {
         ignoredApps: window.ignoredApps
         chooser: window.chooser
         autostart: window.autostart
+        session: window.session
     }
 
     // Closing only hides; a recording in progress ends with it.
