@@ -18,5 +18,5 @@ class UntrustedKeyPoster final : public KeyPoster
 {
 public:
     bool isTrusted() override { return false; }
-    void postPasteKeystroke() override {}
+    void postPasteKeystroke(PasteKeystroke) override {}
 };
