@@ -9,10 +9,12 @@ set -euo pipefail
 
 session_user=cliphaven-test
 sway_pid=
+keyboard_pid=
 command_pid=
 dir=$(mktemp -d)
 cleanup() {
     [ -n "$command_pid" ] && kill "$command_pid" 2>/dev/null || true
+    [ -n "$keyboard_pid" ] && kill "$keyboard_pid" 2>/dev/null || true
     [ -n "$sway_pid" ] && kill "$sway_pid" 2>/dev/null || true
     wait 2>/dev/null || true
     rm -rf "$dir"
@@ -68,6 +70,10 @@ for _ in $(seq 100); do
 done
 export SWAYSOCK="$swaysock"
 unset DISPLAY
+# A keyboard on the seat for the whole session, as a desktop has: a virtual one that types
+# nothing. Without it the seat gains and loses its keyboard with each program that types.
+wtype -s 86400000 &
+keyboard_pid=$!
 # In the background, so that a signal to this script ends the session at once.
 "$@" &
 command_pid=$!

@@ -4,7 +4,9 @@
 #include "app/x11/X11OpenWindows.h"
 #include "platform/Unavailable.h"
 #include "platform/wayland/WaylandConnection.h"
+#include "platform/wayland/WaylandKeyPoster.h"
 #include "platform/wayland/WaylandPasteboard.h"
+#include "platform/wayland/WaylandWorkspace.h"
 #include "platform/x11/X11KeyPoster.h"
 #include "platform/x11/X11Pasteboard.h"
 #include "platform/x11/X11WindowHints.h"
@@ -30,6 +32,30 @@ QString desktopName()
 {
     const QString desktop = qEnvironmentVariable("XDG_CURRENT_DESKTOP").section(u':', 0, 0);
     return desktop.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(desktop);
+}
+
+// The ignore-list chooser's open windows: the toplevels' app_ids.
+class ToplevelOpenWindows final : public OpenWindows
+{
+public:
+    explicit ToplevelOpenWindows(WaylandWorkspace &workspace)
+        : m_workspace(workspace)
+    {}
+    QStringList windowClasses() const override { return m_workspace.applicationIdentifiers(); }
+
+private:
+    WaylandWorkspace &m_workspace;
+};
+
+// The first way of typing into other programs this desktop accepts, in order of preference;
+// none: the pick stays on the clipboard.
+std::unique_ptr<KeyPoster> firstTrusted(std::vector<std::unique_ptr<KeyPoster>> candidates)
+{
+    for (auto &candidate : candidates) {
+        if (candidate->isTrusted())
+            return std::move(candidate);
+    }
+    return std::make_unique<UntrustedKeyPoster>();
 }
 
 } // namespace
@@ -63,9 +89,18 @@ PlatformSession::PlatformSession()
             m_description = QStringLiteral("Wayland%1, no data-control protocol").arg(desktopName());
         }
         m_pasteboard = std::move(pasteboard);
-        m_workspace = std::make_unique<UnknownWorkspace>();
-        m_knowsFrontmost = false;
-        m_keyPoster = std::make_unique<UntrustedKeyPoster>();
+        auto toplevels = std::make_unique<WaylandWorkspace>();
+        if (toplevels->isActive()) {
+            m_toplevels = toplevels.get();
+            m_workspace = std::move(toplevels);
+        } else {
+            m_workspace = std::make_unique<UnknownWorkspace>();
+            m_knowsFrontmost = false;
+        }
+        std::vector<std::unique_ptr<KeyPoster>> keyPosters;
+        // wlroots compositors.
+        keyPosters.push_back(std::make_unique<WaylandKeyPoster>());
+        m_keyPoster = firstTrusted(std::move(keyPosters));
         return;
     }
     // X11, or a Wayland session seen through Xwayland.
@@ -88,6 +123,8 @@ std::unique_ptr<OpenWindows> PlatformSession::makeOpenWindows() const
 {
     if (m_kind == Kind::x11 || m_kind == Kind::xwayland)
         return std::make_unique<X11OpenWindows>();
+    if (m_toplevels)
+        return std::make_unique<ToplevelOpenWindows>(*m_toplevels);
     return nullptr;
 }
 

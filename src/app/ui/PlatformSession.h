@@ -8,6 +8,7 @@
 class KeyPoster;
 class OpenWindows;
 class Pasteboard;
+class WaylandWorkspace;
 class QWindow;
 class Workspace;
 
@@ -63,4 +64,6 @@ private:
     std::unique_ptr<Pasteboard> m_pasteboard;
     std::unique_ptr<Workspace> m_workspace;
     std::unique_ptr<KeyPoster> m_keyPoster;
+    // The workspace when it lists Wayland toplevels.
+    WaylandWorkspace *m_toplevels = nullptr;
 };
