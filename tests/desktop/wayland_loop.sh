@@ -3,7 +3,8 @@
 # `cliphaven --toggle` (bound by hand, as the desktop offers no key grabs), type a query, press
 # Return, and the text arrives in the terminal that was in front (foot running cat into a file),
 # Unicode and line breaks intact. A copy made while an ignored application is in front is not
-# recorded. Run inside scripts/with-headless-sway.sh.
+# recorded. When the compositor ends, Cliphaven ends too, with its history saved.
+# Run inside scripts/with-headless-sway.sh.
 set -euo pipefail
 app=$1
 work=$(mktemp -d)
@@ -77,3 +78,13 @@ if grep -q "Error registering hotkey" "$work/cliphaven.log"; then
     exit 1
 fi
 echo "pasted into foot: ok"
+
+# The compositor goes away: Cliphaven ends with it, without a crash, and the history is on disk.
+sleep 0.5 # the debounced save of the last change
+swaymsg exit >/dev/null 2>&1 || true
+status=0
+wait_for '! kill -0 "${pids[0]}" 2>/dev/null'
+wait "${pids[0]}" || status=$?
+[ "$status" -lt 128 ] || { echo "Cliphaven crashed (status $status) when the compositor ended" >&2; exit 1; }
+history_texts | grep -q zebra || { echo "the history was lost when the compositor ended" >&2; exit 1; }
+echo "compositor gone: Cliphaven ended with status $status, history kept"
