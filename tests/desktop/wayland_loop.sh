@@ -73,6 +73,11 @@ wtype -k Return
 wait_for '[ "$(wc -l <"$work/pasted")" -ge 2 ]'
 pasted=$(cat "$work/pasted")
 [ "$pasted" = "$text" ] || { echo "the terminal got [$pasted], not [$text]" >&2; exit 1; }
+# The pick is on the Wayland clipboard under its own type and the generic text ones.
+for type in 'text/plain;charset=utf-8' text/plain UTF8_STRING; do
+    [ "$(wl-paste --no-newline --type "$type")" = "$text" ] ||
+        { echo "the clipboard's $type is not the picked clip" >&2; exit 1; }
+done
 if grep -q "Error registering hotkey" "$work/cliphaven.log"; then
     echo "a hot-key error was printed on a session without key grabs" >&2
     exit 1
