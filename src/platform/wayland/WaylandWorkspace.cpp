@@ -195,6 +195,8 @@ void WaylandWorkspace::readEvents()
 {
     // Nothing waits here: what is there is read and handled, and the notifier says when more
     // comes. A broken connection stops the notifier; the last state stays.
+    if (!m_notifier || !m_notifier->isEnabled())
+        return;
     if (!m_connection->dispatchOnce(WaylandConnection::Clock::now()))
         m_notifier->setEnabled(false);
 }
