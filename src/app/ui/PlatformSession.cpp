@@ -34,6 +34,10 @@ QString desktopName()
     return desktop.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(desktop);
 }
 
+// Set when chooseQtPlatform() chose for Qt, so that programs Cliphaven starts choose for
+// themselves again.
+bool g_choseQtPlatform = false;
+
 // The ignore-list chooser's open windows: the toplevels' app_ids.
 class ToplevelOpenWindows final : public OpenWindows
 {
@@ -70,14 +74,18 @@ void PlatformSession::chooseQtPlatform()
     if (offersDataControl(connection)) {
         // Qt would run through Xwayland where XDG_SESSION_TYPE does not say "wayland".
         qputenv("QT_QPA_PLATFORM", "wayland;xcb");
+        g_choseQtPlatform = true;
     } else if (!qEnvironmentVariableIsEmpty("DISPLAY")) {
         // GNOME mirrors its clipboard to Xwayland, and X11 programs may read and own it there.
         qputenv("QT_QPA_PLATFORM", "xcb");
+        g_choseQtPlatform = true;
     }
 }
 
 PlatformSession::PlatformSession()
 {
+    if (std::exchange(g_choseQtPlatform, false))
+        qunsetenv("QT_QPA_PLATFORM");
     if (QGuiApplication::platformName() == u"wayland") {
         auto pasteboard = std::make_unique<WaylandPasteboard>();
         if (pasteboard->isActive()) {
