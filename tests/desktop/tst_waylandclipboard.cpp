@@ -122,6 +122,8 @@ private slots:
         QTest::addColumn<QString>("behaviour");
         QTest::newRow("never answers") << "--silent";
         QTest::newRow("closes its pipe at once") << "--close";
+        // Ten deadlines at most.
+        QTest::newRow("trickles forever") << "--trickle";
     }
 
     void misbehavingTypeIsLeftOutAndTheOthersKept()

@@ -4,7 +4,7 @@
 //   wayland_source [-t TYPE (-s TEXT | -f FILE | --silent | --close)]...
 //
 // --silent keeps the request's pipe open and never writes; --close closes it at once without a
-// byte. It prints "ready" once it owns the selection and runs until another client takes it.
+// byte; --trickle writes a byte every 100 ms and never ends. It prints "ready" once it owns the selection and runs until another client takes it.
 
 #include "wlr-data-control-unstable-v1-client-protocol.h"
 
@@ -19,11 +19,12 @@
 #include <string>
 #include <vector>
 
+#include <poll.h>
 #include <unistd.h>
 
 namespace {
 
-enum class Behaviour { serve, silent, close };
+enum class Behaviour { serve, silent, close, trickle };
 
 struct Type
 {
@@ -35,6 +36,7 @@ std::map<std::string, Type> g_types;
 zwlr_data_control_manager_v1 *g_manager = nullptr;
 wl_seat *g_seat = nullptr;
 std::vector<int> g_heldOpen;
+std::vector<int> g_trickling;
 bool g_cancelled = false;
 
 void onGlobal(void *, wl_registry *registry, uint32_t name, const char *interface, uint32_t)
@@ -51,6 +53,10 @@ void onSend(void *, zwlr_data_control_source_v1 *, const char *mimeType, int32_t
     const auto it = g_types.find(mimeType);
     if (it == g_types.end() || it->second.behaviour == Behaviour::close) {
         close(fd);
+        return;
+    }
+    if (it->second.behaviour == Behaviour::trickle) {
+        g_trickling.push_back(fd);
         return;
     }
     if (it->second.behaviour == Behaviour::silent) {
@@ -93,6 +99,8 @@ int main(int argc, char *argv[])
             g_types[current].bytes.assign(std::istreambuf_iterator<char>(file), {});
         } else if (argument == "--silent") {
             g_types[current].behaviour = Behaviour::silent;
+        } else if (argument == "--trickle") {
+            g_types[current].behaviour = Behaviour::trickle;
         } else if (argument == "--close") {
             g_types[current].behaviour = Behaviour::close;
         } else {
@@ -126,7 +134,16 @@ int main(int argc, char *argv[])
     std::printf("ready\n");
     std::fflush(stdout);
 
-    while (!g_cancelled && wl_display_dispatch(display) >= 0) {
+    // Events, and a byte every 100 ms to each trickling reader.
+    pollfd fd = {wl_display_get_fd(display), POLLIN, 0};
+    while (!g_cancelled) {
+        wl_display_flush(display);
+        if (poll(&fd, 1, 100) > 0 && wl_display_dispatch(display) < 0)
+            break;
+        if (wl_display_dispatch_pending(display) < 0)
+            break;
+        for (int out : g_trickling)
+            [[maybe_unused]] const ssize_t put = write(out, "x", 1);
     }
     for (int fd : g_heldOpen)
         close(fd);

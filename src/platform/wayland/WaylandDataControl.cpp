@@ -26,6 +26,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+// A type may take this many deadlines in all, however steadily it sends.
+constexpr int kTransferLimit = 10;
+
 // The two data-control protocols have the same requests, events and arguments in the same
 // order; the worker speaks to either through this table of their generated calls.
 struct DataControlApi
@@ -146,6 +149,8 @@ struct Incoming
     int fd = -1;
     QByteArray data;
     Clock::time_point idleDeadline;
+    // However steadily a type trickles in, it ends here.
+    Clock::time_point finalDeadline;
 };
 
 // One answer on its way out to a reader.
@@ -445,7 +450,8 @@ void WaylandDataControl::Worker::startRead(const Request &request)
         return;
     m_reading = request;
     const QStringList types = m_selection ? m_offerTypes.value(m_selection) : QStringList();
-    const Clock::time_point deadline = Clock::now() + m_timeout;
+    const Clock::time_point now = Clock::now();
+    const Clock::time_point deadline = now + m_timeout;
     for (const QString &type : types) {
         int fds[2];
         if (::pipe2(fds, O_CLOEXEC | O_NONBLOCK) != 0)
@@ -453,7 +459,7 @@ void WaylandDataControl::Worker::startRead(const Request &request)
         m_api->receive(m_selection, type.toUtf8().constData(), fds[1]);
         // The request holds its own copy of the write end.
         ::close(fds[1]);
-        m_incoming.append(Incoming{type, fds[0], {}, deadline});
+        m_incoming.append(Incoming{type, fds[0], {}, deadline, now + kTransferLimit * m_timeout});
     }
     finishReadIfDone();
 }
@@ -532,7 +538,7 @@ void WaylandDataControl::Worker::serveOutgoing(Outgoing &outgoing, short revents
 void WaylandDataControl::Worker::expire(Clock::time_point now)
 {
     for (Incoming &incoming : m_incoming) {
-        if (incoming.fd >= 0 && now >= incoming.idleDeadline)
+        if (incoming.fd >= 0 && now >= std::min(incoming.idleDeadline, incoming.finalDeadline))
             closeFd(incoming.fd);
     }
     for (Outgoing &outgoing : m_outgoing) {
@@ -606,7 +612,7 @@ void WaylandDataControl::Worker::run()
         Clock::time_point nearest = Clock::time_point::max();
         for (const Incoming &incoming : std::as_const(m_incoming)) {
             fds.append(pollfd{incoming.fd, POLLIN, 0});
-            nearest = std::min(nearest, incoming.idleDeadline);
+            nearest = std::min({nearest, incoming.idleDeadline, incoming.finalDeadline});
         }
         for (const Outgoing &outgoing : std::as_const(m_outgoing)) {
             fds.append(pollfd{outgoing.fd, POLLOUT, 0});

@@ -15,8 +15,8 @@
 //
 // The change count rises with every new selection the compositor announces (Cliphaven's own
 // included); the selection present at start is not a change. A read receives every offered MIME
-// type through a pipe of its own, all at once; a type that sends nothing for the deadline, or
-// fails, is left out and the others are kept. A read is abandoned as soon as the selection
+// type through a pipe of its own, all at once; a type that sends nothing for the deadline, takes
+// more than ten deadlines in all, or fails, is left out and the others are kept. A read is abandoned as soon as the selection
 // changes again or a newer read is requested. A write offers every flavor and serves each
 // request from memory until another client takes the selection. The primary selection is not
 // watched.
