@@ -165,6 +165,7 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
                                         m_platform.keyPoster(),
                                         m_sounds,
                                         AppPrefs::shared());
+    m_paster->setOnWayland(m_platform.kind() != PlatformSession::Kind::x11);
 
     QTimer::singleShot(kBackfillDelayMs, this, [this, done] {
         m_store.backfillMissingOCR();
