@@ -33,8 +33,12 @@ def walk(n):
 walk(json.load(sys.stdin))"
 }
 
-mkdir -p "$XDG_CONFIG_HOME/Cliphaven"
-printf '[General]\nCliphavenIgnoredApps=vault\n' >"$XDG_CONFIG_HOME/Cliphaven/Cliphaven.conf"
+# The ignored application as the list stores it: its desktop entry's StartupWMClass, which its
+# Wayland app_id (the entry's id) does not spell.
+mkdir -p "$XDG_CONFIG_HOME/Cliphaven" "$XDG_DATA_HOME/applications"
+printf '[General]\nCliphavenIgnoredApps=ExampleVault\n' >"$XDG_CONFIG_HOME/Cliphaven/Cliphaven.conf"
+printf '[Desktop Entry]\nType=Application\nName=Vault\nExec=vault\nStartupWMClass=ExampleVault\n' \
+    >"$XDG_DATA_HOME/applications/org.example.Vault.desktop"
 # foot pastes the clipboard on Ctrl+Shift+V; Ctrl+V too here, whichever the paster sends.
 printf '[key-bindings]\nclipboard-paste=Control+v Control+Shift+v\n' >"$work/foot.ini"
 
@@ -42,9 +46,9 @@ printf '[key-bindings]\nclipboard-paste=Control+v Control+Shift+v\n' >"$work/foo
 pids+=($!)
 wait_for 'grep -q "session: Wayland" "$work/cliphaven.log" || [ -s "$store" ]'
 
-foot --config "$work/foot.ini" --app-id vault sh -c 'cat >/dev/null' &
+foot --config "$work/foot.ini" --app-id org.example.Vault sh -c 'cat >/dev/null' &
 pids+=($!)
-wait_for '[ "$(focused_app)" = vault ]'
+wait_for '[ "$(focused_app)" = org.example.Vault ]'
 printf 'copied in the vault' | wl-copy
 sleep 1
 

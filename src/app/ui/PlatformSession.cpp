@@ -1,5 +1,6 @@
 #include "PlatformSession.h"
 
+#include "app/ApplicationCatalog.h"
 #include "app/OpenWindows.h"
 #include "app/x11/X11OpenWindows.h"
 #include "platform/Unavailable.h"
@@ -51,6 +52,41 @@ private:
     WaylandWorkspace &m_workspace;
 };
 
+// The toplevels, named as the ignore list names applications. A Wayland app_id is usually the
+// desktop file's id ("org.keepassxc.KeePassXC"), while the list stores what X11 windows carry
+// (the entry's StartupWMClass, "KeePassXC"); the installed entry the app_id names translates.
+class CatalogNamedWorkspace final : public Workspace
+{
+public:
+    explicit CatalogNamedWorkspace(std::unique_ptr<WaylandWorkspace> toplevels)
+        : m_toplevels(std::move(toplevels))
+    {}
+
+    WaylandWorkspace &toplevels() { return *m_toplevels; }
+
+    std::optional<RunningApplication> frontmostApplication() override
+    {
+        std::optional<RunningApplication> app = m_toplevels->frontmostApplication();
+        if (app && !app->identifier.isEmpty()) {
+            // Read at the first need, not at start-up.
+            if (!m_catalog)
+                m_catalog.emplace();
+            if (const std::optional<DesktopEntry> entry = m_catalog->find(app->identifier))
+                app->identifier = entry->identifier();
+        }
+        return app;
+    }
+    void activate(const RunningApplication &app) override { m_toplevels->activate(app); }
+    std::optional<QRect> windowFrame(const RunningApplication &app) override
+    {
+        return m_toplevels->windowFrame(app);
+    }
+
+private:
+    std::unique_ptr<WaylandWorkspace> m_toplevels;
+    std::optional<ApplicationCatalog> m_catalog;
+};
+
 // The first way of typing into other programs this desktop accepts, in order of preference;
 // none: the pick stays on the clipboard.
 std::unique_ptr<KeyPoster> firstTrusted(std::vector<std::unique_ptr<KeyPoster>> candidates)
@@ -100,7 +136,7 @@ PlatformSession::PlatformSession()
         auto toplevels = std::make_unique<WaylandWorkspace>();
         if (toplevels->isActive()) {
             m_toplevels = toplevels.get();
-            m_workspace = std::move(toplevels);
+            m_workspace = std::make_unique<CatalogNamedWorkspace>(std::move(toplevels));
         } else {
             m_workspace = std::make_unique<UnknownWorkspace>();
             m_knowsFrontmost = false;
