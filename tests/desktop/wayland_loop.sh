@@ -88,6 +88,13 @@ if grep -q "Error registering hotkey" "$work/cliphaven.log"; then
 fi
 echo "pasted into foot: ok"
 
+# Another window taking the focus hides the overlay, as on X11.
+"$app" --toggle
+wait_for '[ "$(focused_app)" = cliphaven ]'
+swaymsg '[app_id=target] focus' >/dev/null
+wait_for '! swaymsg -t get_tree | grep -q "\"app_id\": \"cliphaven\""'
+echo "overlay hidden on focus loss: ok"
+
 # The compositor goes away: Cliphaven ends with it, without a crash, and the history is on disk.
 sleep 0.5 # the debounced save of the last change
 swaymsg exit >/dev/null 2>&1 || true
