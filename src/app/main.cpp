@@ -1,6 +1,7 @@
 #include "app/QuitOnSignals.h"
 #include "app/SingleInstance.h"
 #include "app/ui/AppDelegate.h"
+#include "app/ui/PlatformSession.h"
 #include "overlay/SceneGraphBackend.h"
 
 #include <QApplication>
@@ -17,6 +18,8 @@ int main(int argc, char *argv[])
     // collect in per-thread heaps (measured: about 45 MB kept otherwise).
     mallopt(M_MMAP_THRESHOLD, 256 * 1024);
 
+    // On a Wayland session, Qt's platform follows what the compositor offers Cliphaven.
+    PlatformSession::chooseQtPlatform();
     QApplication app(argc, argv);
     // Qt Quick's renderer, chosen before any window exists: software on a software-only GPU.
     SceneGraphBackend::choose();

@@ -5,9 +5,10 @@
 #include "SparkleUpdater.h"
 #include "TrayIcon.h"
 #include "app/AppPrefs.h"
+#include "app/OpenWindows.h"
+#include "app/SessionInfo.h"
 #include "app/ShortcutNames.h"
 #include "app/SingleInstance.h"
-#include "app/x11/X11OpenWindows.h"
 #include "capture/CapturedImageText.h"
 #include "capture/ClipboardMonitor.h"
 #include "capture/LinkPreviewCache.h"
@@ -18,8 +19,7 @@
 #include "overlay/PreviewWindow.h"
 #include "overlay/QuickLookController.h"
 #include "paste/Paster.h"
-#include "platform/x11/X11SelectionReader.h"
-#include "platform/x11/X11WindowHints.h"
+#include "platform/Pasteboard.h"
 
 #include <QApplication>
 #include <QGridLayout>
@@ -130,6 +130,13 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
     // No main menu: Qt's text fields have their editing shortcuts already.
     QApplication::setQuitOnLastWindowClosed(false);
     done(QStringLiteral("background utility"));
+    qCInfo(lcStartup).noquote() << "session:" << m_platform.description();
+    // Without the compositor there is nothing left to capture or serve: quit normally, so the
+    // store writes what is pending.
+    m_platform.onSessionLost([] {
+        qCWarning(lcStartup, "The Wayland compositor went away; quitting.");
+        QCoreApplication::quit();
+    });
 
     // "Check for Updates…" reads the feed on demand.
     SparkleUpdater::shared();
@@ -143,8 +150,8 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
     }
 
     // Capture starts at once; what is on the clipboard now is not taken.
-    m_monitor = std::make_unique<ClipboardMonitor>(m_pasteboard,
-                                                   m_workspace,
+    m_monitor = std::make_unique<ClipboardMonitor>(m_platform.pasteboard(),
+                                                   m_platform.workspace(),
                                                    AppPrefs::shared(),
                                                    m_sounds);
     connect(m_monitor.get(), &ClipboardMonitor::onNew, this, [this](const ClipItem &item) {
@@ -171,11 +178,12 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
             this,
             &AppDelegate::followSelectionRecording);
     done(QStringLiteral("capturing"));
-    m_paster = std::make_unique<Paster>(m_pasteboard,
-                                        m_workspace,
-                                        m_keyPoster,
+    m_paster = std::make_unique<Paster>(m_platform.pasteboard(),
+                                        m_platform.workspace(),
+                                        m_platform.keyPoster(),
                                         m_sounds,
                                         AppPrefs::shared());
+    m_paster->setOnWayland(m_platform.kind() != PlatformSession::Kind::x11);
 
     QTimer::singleShot(kBackfillDelayMs, this, [this, done] {
         m_store.backfillMissingOCR();
@@ -189,11 +197,12 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
                                                 &LinkPreviewCache::shared());
     m_overlay->onPick = [this](const ClipItem &item) { handlePick(item); };
     m_overlay->onBeep = [] { QApplication::beep(); };
-    m_overlay->beforeMap = [](QWindow &window) { X11WindowHints::skipTaskbar(window); };
+    m_overlay->beforeMap = [this](QWindow &window) { m_platform.prepareFloatingWindow(window); };
     // The screen of the window the user was in, else the primary one.
     m_overlay->screenForShow = [this]() -> QScreen * {
-        const std::optional<QRect> frame = m_previousApp ? m_workspace.windowFrame(*m_previousApp)
-                                                         : std::nullopt;
+        const std::optional<QRect> frame = m_previousApp
+                                               ? m_platform.workspace().windowFrame(*m_previousApp)
+                                               : std::nullopt;
         return frame ? OverlayWindow::screenOfWindow(*frame) : nullptr;
     };
     // The top row: the shortcut's key caps (read once the shortcuts are set up, below) and
@@ -211,7 +220,7 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
     // Space previews the current item over the overlay, which stays while the preview has the
     // focus. When another application takes the focus from the preview, the overlay goes too.
     m_preview = std::make_unique<PreviewWindow>(QuickLookController::shared());
-    m_preview->beforeMap = [](QWindow &window) { X11WindowHints::skipTaskbar(window); };
+    m_preview->beforeMap = [this](QWindow &window) { m_platform.prepareFloatingWindow(window); };
     m_preview->onClosed = [this](PreviewWindow::CloseReason reason) {
         const QQuickWindow *overlay = m_overlay->window();
         if (reason == PreviewWindow::CloseReason::FocusLost && overlay && !overlay->isActive())
@@ -248,8 +257,12 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
         if (self)
             self->toggleOverlay();
     });
-    m_hotkeyCaps->setSource(
-        [this] { return m_shortcuts->getShortcut(ShortcutNames::toggleOverlay); });
+    // Without global key grabs the stored shortcut does nothing, so the caps show nothing.
+    m_hotkeyCaps->setSource([this]() -> std::optional<KeyboardShortcuts::Shortcut> {
+        if (!m_platform.hasGlobalKeyGrabs())
+            return std::nullopt;
+        return m_shortcuts->getShortcut(ShortcutNames::toggleOverlay);
+    });
     const auto shortcut = m_shortcuts->getShortcut(ShortcutNames::toggleOverlay);
     done(QStringLiteral("global shortcut: ")
          + (shortcut ? shortcut->description() : QStringLiteral("none")));
@@ -276,11 +289,11 @@ void AppDelegate::followSelectionRecording()
     }
     if (m_primaryMonitor)
         return;
-    m_primaryPasteboard = std::make_unique<X11Pasteboard>(X11SelectionReader::kDefaultRequestTimeout,
-                                                          nullptr,
-                                                          X11Pasteboard::Selection::primary);
+    m_primaryPasteboard = m_platform.makePrimaryPasteboard();
+    if (!m_primaryPasteboard)
+        return;
     m_primaryMonitor = std::make_unique<ClipboardMonitor>(*m_primaryPasteboard,
-                                                          m_workspace,
+                                                          m_platform.workspace(),
                                                           AppPrefs::shared(),
                                                           m_sounds);
     m_primaryMonitor->settleSelection(ClipboardMonitor::kSelectionSettleMs);
@@ -300,7 +313,7 @@ void AppDelegate::toggleOverlay()
         return;
     }
     // Remembered on opening only: it is where the pick will be pasted.
-    m_previousApp = m_workspace.frontmostApplication();
+    m_previousApp = m_platform.workspace().frontmostApplication();
     m_overlay->show();
 }
 
@@ -317,11 +330,18 @@ void AppDelegate::handlePick(const ClipItem &item)
 void AppDelegate::showPreferences()
 {
     if (!m_preferences) {
-        m_openWindows = std::make_unique<X11OpenWindows>();
+        m_openWindows = m_platform.makeOpenWindows();
         m_preferences = std::make_unique<PreferencesWindow>(m_store,
                                                             AppPrefs::shared(),
                                                             *m_shortcuts,
                                                             m_openWindows.get());
+        m_sessionInfo = std::make_unique<SessionInfo>(
+            SessionInfo::Facts{m_platform.description(),
+                               m_platform.hasGlobalKeyGrabs(),
+                               m_platform.capturesClipboard(),
+                               m_platform.knowsFrontmostApplication()},
+            [this](const QString &text) { m_platform.pasteboard().writeString(text); });
+        m_preferences->setSession(m_sessionInfo.get());
     }
     m_preferences->showPreferences();
 }

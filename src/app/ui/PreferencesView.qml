@@ -14,6 +14,8 @@ Pane {
     required property QtObject chooser
     required property QtObject pasteKeystrokes
     required property QtObject autostart
+    // What the desktop session lacks, and the about line; none in tests that do not set it.
+    property QtObject session: null
 
     readonly property color secondaryText: Qt.rgba(palette.windowText.r, palette.windowText.g, palette.windowText.b, 0.7)
 
@@ -75,6 +77,10 @@ Pane {
                     Caption {
                         Layout.fillWidth: true
                         text: "Requires at least one modifier key (Ctrl, Alt, Shift, Super)."
+                    }
+                    ShortcutCommandNote {
+                        Layout.fillWidth: true
+                        session: view.session
                     }
                     Caption {
                         objectName: "shortcutProblem"
@@ -152,6 +158,12 @@ Pane {
                     SectionTitle {
                         text: "History"
                     }
+                    SessionNotice {
+                        objectName: "captureNotice"
+                        Layout.fillWidth: true
+                        visible: view.session !== null && !view.session.capturesClipboard
+                        text: "Capturing needs the data-control protocol, which this desktop does not offer: copies are not recorded here."
+                    }
                     RowLayout {
                         Layout.fillWidth: true
                         Label {
@@ -212,6 +224,12 @@ Pane {
                         Layout.fillWidth: true
                         text: "Cliphaven will not capture clipboard activity while these apps are frontmost."
                     }
+                    SessionNotice {
+                        objectName: "ignoreListNotice"
+                        Layout.fillWidth: true
+                        visible: view.session !== null && !view.session.ignoreListApplies
+                        text: "The ignore list cannot apply on this desktop: it does not tell Cliphaven which application is in front. Copies that password managers mark as secret are still skipped."
+                    }
                     RowLayout {
                         objectName: "noIgnoredApps"
                         Layout.topMargin: 4
@@ -245,6 +263,13 @@ Pane {
                 PasteKeystrokesSection {
                     keystrokes: view.pasteKeystrokes
                     chooser: view.chooser
+                }
+
+                Caption {
+                    objectName: "aboutLine"
+                    Layout.fillWidth: true
+                    visible: view.session !== null
+                    text: view.session ? view.session.aboutLine : ""
                 }
             }
         }

@@ -58,6 +58,7 @@ void PreferencesWindow::build()
         {QStringLiteral("chooser"), QVariant::fromValue<QObject *>(m_chooser.get())},
         {QStringLiteral("pasteKeystrokes"), QVariant::fromValue<QObject *>(m_pasteKeystrokes.get())},
         {QStringLiteral("autostart"), QVariant::fromValue<QObject *>(m_autostart.get())},
+        {QStringLiteral("session"), QVariant::fromValue<QObject *>(m_session)},
     });
     m_window = qobject_cast<QQuickWindow *>(root);
     if (!m_window)

@@ -39,6 +39,8 @@ public:
                       QObject *parent = nullptr);
     ~PreferencesWindow() override;
 
+    // What Preferences says about the desktop session; set before the first show.
+    void setSession(QObject *session) { m_session = session; }
     // Shows the window in front, building it first if needed.
     void showPreferences();
     // Null until first shown.
@@ -59,4 +61,5 @@ private:
     std::unique_ptr<PasteKeystrokesModel> m_pasteKeystrokes;
     std::unique_ptr<AutostartEntry> m_autostart;
     QPointer<QQuickWindow> m_window;
+    QObject *m_session = nullptr;
 };

@@ -12,6 +12,7 @@ ApplicationWindow {
     required property QtObject chooser
     required property QtObject pasteKeystrokes
     required property QtObject autostart
+    property QtObject session: null
 
     title: "Cliphaven Preferences"
     width: 460
@@ -32,6 +33,7 @@ ApplicationWindow {
         chooser: window.chooser
         pasteKeystrokes: window.pasteKeystrokes
         autostart: window.autostart
+        session: window.session
     }
 
     // Closing only hides; a recording in progress ends with it.
