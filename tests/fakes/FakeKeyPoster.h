@@ -10,9 +10,14 @@ public:
         ++trustChecks;
         return trusted;
     }
-    void postPasteKeystroke() override { ++keystrokes; }
+    void postPasteKeystroke(PasteKeystroke keystroke) override
+    {
+        ++keystrokes;
+        lastKeystroke = keystroke;
+    }
 
     bool trusted = true;
     int trustChecks = 0;
     int keystrokes = 0;
+    PasteKeystroke lastKeystroke = PasteKeystroke::controlV;
 };

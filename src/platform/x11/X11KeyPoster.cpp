@@ -1,6 +1,7 @@
 #include "X11KeyPoster.h"
 
 #include <QGuiApplication>
+#include <QList>
 
 #include <xcb/xcb.h>
 #include <xcb/xcb_keysyms.h>
@@ -12,7 +13,23 @@
 namespace {
 
 constexpr xcb_keysym_t kControlL = 0xffe3;
+constexpr xcb_keysym_t kShiftL = 0xffe1;
 constexpr xcb_keysym_t kLowerV = 0x0076;
+constexpr xcb_keysym_t kInsert = 0xff63;
+
+// Modifiers first, the key last.
+QList<xcb_keysym_t> keysymsOf(PasteKeystroke keystroke)
+{
+    switch (keystroke) {
+    case PasteKeystroke::controlV:
+        return {kControlL, kLowerV};
+    case PasteKeystroke::controlShiftV:
+        return {kControlL, kShiftL, kLowerV};
+    case PasteKeystroke::shiftInsert:
+        return {kShiftL, kInsert};
+    }
+    return {};
+}
 
 template<typename T>
 std::unique_ptr<T, decltype(&free)> reply(T *raw)
@@ -56,7 +73,7 @@ void X11KeyPoster::fakeKey(quint8 type, quint8 keycode)
     xcb_test_fake_input(m_connection, type, keycode, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
 }
 
-void X11KeyPoster::postPasteKeystroke()
+void X11KeyPoster::postPasteKeystroke(PasteKeystroke keystroke)
 {
     if (!isTrusted())
         return;
@@ -69,10 +86,13 @@ void X11KeyPoster::postPasteKeystroke()
             codes(xcb_key_symbols_get_keycode(symbols.get(), keysym), &free);
         return codes ? codes.get()[0] : XCB_NO_SYMBOL;
     };
-    const xcb_keycode_t control = keycodeOf(kControlL);
-    const xcb_keycode_t v = keycodeOf(kLowerV);
-    if (control == XCB_NO_SYMBOL || v == XCB_NO_SYMBOL)
-        return;
+    QList<xcb_keycode_t> keys;
+    for (const xcb_keysym_t keysym : keysymsOf(keystroke)) {
+        const xcb_keycode_t code = keycodeOf(keysym);
+        if (code == XCB_NO_SYMBOL)
+            return;
+        keys.append(code);
+    }
 
     const auto modifierCookie = xcb_get_modifier_mapping(m_connection);
     const auto keymapCookie = xcb_query_keymap(m_connection);
@@ -88,9 +108,9 @@ void X11KeyPoster::postPasteKeystroke()
         }
     }
 
-    fakeKey(XCB_KEY_PRESS, control);
-    fakeKey(XCB_KEY_PRESS, v);
-    fakeKey(XCB_KEY_RELEASE, v);
-    fakeKey(XCB_KEY_RELEASE, control);
+    for (const xcb_keycode_t code : std::as_const(keys))
+        fakeKey(XCB_KEY_PRESS, code);
+    for (auto it = keys.crbegin(); it != keys.crend(); ++it)
+        fakeKey(XCB_KEY_RELEASE, *it);
     xcb_flush(m_connection);
 }
