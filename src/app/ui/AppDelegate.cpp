@@ -18,9 +18,13 @@
 #include "overlay/PreviewWindow.h"
 #include "overlay/QuickLookController.h"
 #include "paste/Paster.h"
+#include "platform/portal/MutterKeyPoster.h"
+#include "platform/portal/PortalHotKeyBackend.h"
+#include "platform/portal/RemoteDesktopKeyPoster.h"
 #include "platform/x11/X11WindowHints.h"
 
 #include <QApplication>
+#include <QDBusConnection>
 #include <QGridLayout>
 #include <QLoggingCategory>
 #include <QMessageBox>
@@ -152,9 +156,10 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
     });
     m_monitor->start();
     done(QStringLiteral("capturing"));
+    setUpDesktopPortal();
     m_paster = std::make_unique<Paster>(m_pasteboard,
                                         m_workspace,
-                                        m_keyPoster,
+                                        *m_keys,
                                         m_sounds,
                                         AppPrefs::shared());
 
@@ -223,8 +228,21 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
 
     // The global shortcut: Shift+Super+V unless the user chose another.
     KeyboardShortcuts::setCurrentKeyboardLayout(m_keyboard.layout.get());
+    KeyboardShortcuts::HotKeyBackend *hotKeys = m_keyboard.hotKeys.get();
+    if (m_portalHotKeys)
+        hotKeys = m_portalHotKeys.get();
     m_shortcuts = std::make_unique<KeyboardShortcuts::Registry>(AppPrefs::shared().settings(),
-                                                                *m_keyboard.hotKeys);
+                                                                *hotKeys);
+    if (m_portalHotKeys) {
+        // A portal that cannot make a session refuses from then on: registering again makes
+        // the registry see the refusal, so Preferences shows what to do instead.
+        connect(m_portalHotKeys.get(), &PortalHotKeyBackend::stateChanged, this, [this] {
+            if (m_portalHotKeys->state() != PortalHotKeyBackend::State::unavailable)
+                return;
+            m_shortcuts->disable(ShortcutNames::toggleOverlay);
+            m_shortcuts->enable(ShortcutNames::toggleOverlay);
+        });
+    }
     m_shortcuts->onKeyDown(ShortcutNames::toggleOverlay, [self = QPointer(this)] {
         if (self)
             self->toggleOverlay();
@@ -246,6 +264,84 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
     // Pasting types keys into other applications; where that cannot work the user is told once.
     done(m_paster->promptIfUntrusted() ? QStringLiteral("paste check: keys can be posted")
                                        : QStringLiteral("paste check: keys cannot be posted"));
+}
+
+// On a Wayland session keystrokes and the global shortcut go through the desktop portal, where
+// a session can really be had. GNOME's compositor service stands behind the portal for pasting
+// (its own portal backend wraps it), and XTest through Xwayland behind that (X11 programs only).
+void AppDelegate::setUpDesktopPortal()
+{
+    if (qEnvironmentVariable("XDG_SESSION_TYPE") != u"wayland"
+        && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+        return;
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected())
+        return;
+    QSettings &settings = AppPrefs::shared().settings();
+    m_mutterKeys = std::make_unique<MutterKeyPoster>(bus, &m_keyPoster);
+    m_portalKeys = std::make_unique<RemoteDesktopKeyPoster>(
+        bus,
+        settings.value(AppPrefs::kRemoteDesktopRestoreTokenKey).toString(),
+        settings.value(AppPrefs::kRemoteDesktopRefusedKey).toBool(),
+        m_mutterKeys.get());
+    connect(m_portalKeys.get(),
+            &RemoteDesktopKeyPoster::restoreTokenChanged,
+            this,
+            [](const QString &token) {
+                AppPrefs::shared().settings().setValue(AppPrefs::kRemoteDesktopRestoreTokenKey,
+                                                       token);
+            });
+    connect(m_portalKeys.get(), &RemoteDesktopKeyPoster::refusedChanged, this, [](bool refused) {
+        AppPrefs::shared().settings().setValue(AppPrefs::kRemoteDesktopRefusedKey, refused);
+    });
+    connect(m_portalKeys.get(),
+            &RemoteDesktopKeyPoster::problem,
+            this,
+            [this](RemoteDesktopKeyPoster::Problem problem) { explainPasteProblem(int(problem)); });
+    connect(m_mutterKeys.get(), &MutterKeyPoster::undelivered, this, [this] {
+        explainPasteProblem(int(RemoteDesktopKeyPoster::Problem::failed));
+    });
+    m_keys = m_portalKeys.get();
+
+    m_portalHotKeys = std::make_unique<PortalHotKeyBackend>(bus,
+                                                            QStringLiteral("toggle-overlay"),
+                                                            QStringLiteral(
+                                                                "Open or close Cliphaven"));
+}
+
+// Once per run: a refusal is remembered and never asked again, and a silent or failing portal
+// is not retried in this run either.
+void AppDelegate::explainPasteProblem(int problem)
+{
+    if (std::exchange(m_pasteProblemExplained, true))
+        return;
+    QString text;
+    switch (RemoteDesktopKeyPoster::Problem(problem)) {
+    case RemoteDesktopKeyPoster::Problem::refused:
+        text = QStringLiteral(
+            "You declined to let Cliphaven type into other apps, so it will not ask again. The "
+            "item you pick is put on your clipboard — press Ctrl+V to paste it. To paste "
+            "automatically, choose “Ask Again” under Pasting in Preferences.");
+        break;
+    case RemoteDesktopKeyPoster::Problem::noAnswer:
+        text = QStringLiteral(
+            "The desktop did not answer Cliphaven's request to type into other apps. The item "
+            "you pick is on your clipboard — press Ctrl+V to paste it.");
+        break;
+    case RemoteDesktopKeyPoster::Problem::failed:
+        text = QStringLiteral(
+            "This desktop offers Cliphaven no way to type into other apps. The item you pick is "
+            "on your clipboard — press Ctrl+V to paste it.");
+        break;
+    }
+    QTimer::singleShot(0, this, [text] {
+        QMessageBox box(QMessageBox::Information,
+                        QStringLiteral("Cliphaven"),
+                        QStringLiteral("Cliphaven could not paste for you"),
+                        QMessageBox::Ok);
+        box.setInformativeText(text);
+        box.exec();
+    });
 }
 
 void AppDelegate::toggleOverlay()
@@ -280,6 +376,7 @@ void AppDelegate::showPreferences()
                                                             AppPrefs::shared(),
                                                             *m_shortcuts,
                                                             m_openWindows.get());
+        m_preferences->setDesktopServices(m_portalHotKeys.get(), m_portalKeys.get());
     }
     m_preferences->showPreferences();
 }

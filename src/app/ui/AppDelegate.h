@@ -18,6 +18,10 @@
 
 class ClipboardMonitor;
 class HotkeyCaps;
+class KeyPoster;
+class MutterKeyPoster;
+class PortalHotKeyBackend;
+class RemoteDesktopKeyPoster;
 class MoreMenu;
 class OverlayWindow;
 class Paster;
@@ -56,6 +60,9 @@ public:
     Store &store() { return m_store; }
 
 private:
+    void setUpDesktopPortal();
+    void explainPasteProblem(int problem);
+
     static QElapsedTimer startedClock()
     {
         QElapsedTimer clock;
@@ -73,6 +80,12 @@ private:
     X11Pasteboard m_pasteboard;
     X11Workspace m_workspace;
     X11KeyPoster m_keyPoster;
+    // On Wayland: the portal first, then GNOME's compositor service, then XTest.
+    std::unique_ptr<MutterKeyPoster> m_mutterKeys;
+    std::unique_ptr<RemoteDesktopKeyPoster> m_portalKeys;
+    KeyPoster *m_keys = &m_keyPoster;
+    std::unique_ptr<PortalHotKeyBackend> m_portalHotKeys;
+    bool m_pasteProblemExplained = false;
     std::unique_ptr<ClipboardMonitor> m_monitor;
     std::unique_ptr<Paster> m_paster;
     OverlayState m_overlayState;

@@ -13,6 +13,8 @@ Pane {
     required property QtObject ignoredApps
     required property QtObject chooser
     required property QtObject autostart
+    property QtObject desktopShortcut: null
+    property QtObject remotePaste: null
 
     readonly property color secondaryText: Qt.rgba(palette.windowText.r, palette.windowText.g, palette.windowText.b, 0.7)
 
@@ -82,6 +84,15 @@ Pane {
                         text: view.recorder.problem
                         color: "#c62828"
                     }
+                    DesktopShortcutCaption {
+                        Layout.fillWidth: true
+                        desktopShortcut: view.desktopShortcut
+                    }
+                }
+
+                RemotePastingRow {
+                    Layout.fillWidth: true
+                    remotePaste: view.remotePaste
                 }
 
                 Divider {}

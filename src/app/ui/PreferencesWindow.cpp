@@ -55,6 +55,8 @@ void PreferencesWindow::build()
         {QStringLiteral("ignoredApps"), QVariant::fromValue<QObject *>(m_ignoredApps.get())},
         {QStringLiteral("chooser"), QVariant::fromValue<QObject *>(m_chooser.get())},
         {QStringLiteral("autostart"), QVariant::fromValue<QObject *>(m_autostart.get())},
+        {QStringLiteral("desktopShortcut"), QVariant::fromValue(m_desktopShortcut)},
+        {QStringLiteral("remotePaste"), QVariant::fromValue(m_remotePaste)},
     });
     m_window = qobject_cast<QQuickWindow *>(root);
     if (!m_window)

@@ -38,6 +38,14 @@ public:
                       QObject *parent = nullptr);
     ~PreferencesWindow() override;
 
+    // The desktop portal's shortcut and pasting services, shown where they are used; set before
+    // the first show. Either may be null.
+    void setDesktopServices(QObject *desktopShortcut, QObject *remotePaste)
+    {
+        m_desktopShortcut = desktopShortcut;
+        m_remotePaste = remotePaste;
+    }
+
     // Shows the window in front, building it first if needed.
     void showPreferences();
     // Null until first shown.
@@ -57,4 +65,6 @@ private:
     std::unique_ptr<ApplicationChooserModel> m_chooser;
     std::unique_ptr<AutostartEntry> m_autostart;
     QPointer<QQuickWindow> m_window;
+    QObject *m_desktopShortcut = nullptr;
+    QObject *m_remotePaste = nullptr;
 };

@@ -11,6 +11,8 @@ ApplicationWindow {
     required property QtObject ignoredApps
     required property QtObject chooser
     required property QtObject autostart
+    property QtObject desktopShortcut: null
+    property QtObject remotePaste: null
 
     title: "Cliphaven Preferences"
     width: 460
@@ -30,6 +32,8 @@ ApplicationWindow {
         ignoredApps: window.ignoredApps
         chooser: window.chooser
         autostart: window.autostart
+        desktopShortcut: window.desktopShortcut
+        remotePaste: window.remotePaste
     }
 
     // Closing only hides; a recording in progress ends with it.
