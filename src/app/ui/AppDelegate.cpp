@@ -315,6 +315,8 @@ void AppDelegate::explainPasteProblem(int problem)
 {
     if (std::exchange(m_pasteProblemExplained, true))
         return;
+    // This is the paster's one-time explanation too: a later launch does not repeat it.
+    AppPrefs::shared().settings().setValue(AppPrefs::kAccessibilityPromptedKey, true);
     QString text;
     switch (RemoteDesktopKeyPoster::Problem(problem)) {
     case RemoteDesktopKeyPoster::Problem::refused:

@@ -90,12 +90,12 @@ Pane {
                     }
                 }
 
+                Divider {}
+
                 RemotePastingRow {
                     Layout.fillWidth: true
                     remotePaste: view.remotePaste
                 }
-
-                Divider {}
 
                 // 2. The panel icon, and starting with the session.
                 ColumnLayout {

@@ -3,7 +3,7 @@ import QtQuick.Controls.Fusion
 import QtQuick.Layouts
 
 // After the user declined the desktop's request to let Cliphaven type into other apps: says so,
-// and offers to be asked again on the next paste.
+// and offers to be asked again on the next paste. A section of its own, with its divider below.
 ColumnLayout {
     id: row
 
@@ -30,5 +30,8 @@ ColumnLayout {
             font.pixelSize: 11
             onClicked: row.remotePaste.askAgain()
         }
+    }
+    Divider {
+        Layout.topMargin: 12
     }
 }
