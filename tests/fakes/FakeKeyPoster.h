@@ -2,6 +2,8 @@
 
 #include "platform/KeyPoster.h"
 
+#include <QList>
+
 class FakeKeyPoster : public KeyPoster
 {
 public:
@@ -10,14 +12,9 @@ public:
         ++trustChecks;
         return trusted;
     }
-    void postPasteKeystroke(PasteKeystroke keystroke) override
-    {
-        ++keystrokes;
-        lastKeystroke = keystroke;
-    }
+    void postPasteKeystroke(PasteKeystroke keystroke) override { keystrokes.append(keystroke); }
 
     bool trusted = true;
     int trustChecks = 0;
-    int keystrokes = 0;
-    PasteKeystroke lastKeystroke = PasteKeystroke::controlV;
+    QList<PasteKeystroke> keystrokes;
 };

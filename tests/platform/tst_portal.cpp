@@ -221,7 +221,7 @@ void TestPortal::refusalIsRememberedAndExplainedOnce()
     QVERIFY(!keys.isTrusted());
     keys.postPasteKeystroke(PasteKeystroke::controlV);
     QTest::qWait(200);
-    QCOMPARE(next.keystrokes, 0);
+    QVERIFY(next.keystrokes.isEmpty());
     QCOMPARE(problems.size(), 1);
     QCOMPARE(matching(portal.calls(), "Start").size(), 1);
     QVERIFY(portal.keysyms().isEmpty());
@@ -314,13 +314,13 @@ void TestPortal::failedSessionFallsThroughToTheNextPoster()
     RemoteDesktopKeyPoster keys(portal.bus(), {}, false, &next, kShortDeadlines);
     QSignalSpy problems(&keys, &RemoteDesktopKeyPoster::problem);
     keys.postPasteKeystroke(PasteKeystroke::controlShiftV);
-    QTRY_COMPARE_WITH_TIMEOUT(next.keystrokes, 1, kGenerous);
-    QCOMPARE(next.lastKeystroke, PasteKeystroke::controlShiftV);
+    QTRY_COMPARE_WITH_TIMEOUT(next.keystrokes.size(), 1, kGenerous);
+    QCOMPARE(next.keystrokes.first(), PasteKeystroke::controlShiftV);
     QCOMPARE(keys.state(), State::unavailable);
     QVERIFY(problems.isEmpty());
     // From then on keystrokes go straight to the next poster, and trust is its own.
     keys.postPasteKeystroke(PasteKeystroke::controlV);
-    QCOMPARE(next.keystrokes, 2);
+    QCOMPARE(next.keystrokes, (QList{PasteKeystroke::controlShiftV, PasteKeystroke::controlV}));
     next.trusted = false;
     QVERIFY(!keys.isTrusted());
 }

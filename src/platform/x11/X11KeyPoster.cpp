@@ -1,7 +1,7 @@
 #include "X11KeyPoster.h"
 
 #include <QGuiApplication>
-#include <QList>
+#include <QVarLengthArray>
 
 #include <xcb/xcb.h>
 #include <xcb/xcb_keysyms.h>
@@ -14,22 +14,8 @@ namespace {
 
 constexpr xcb_keysym_t kControlL = 0xffe3;
 constexpr xcb_keysym_t kShiftL = 0xffe1;
-constexpr xcb_keysym_t kLowerV = 0x0076;
 constexpr xcb_keysym_t kInsert = 0xff63;
-
-// Modifiers first, the key last.
-QList<xcb_keysym_t> keysymsOf(PasteKeystroke keystroke)
-{
-    switch (keystroke) {
-    case PasteKeystroke::controlV:
-        return {kControlL, kLowerV};
-    case PasteKeystroke::controlShiftV:
-        return {kControlL, kShiftL, kLowerV};
-    case PasteKeystroke::shiftInsert:
-        return {kShiftL, kInsert};
-    }
-    return {};
-}
+constexpr xcb_keysym_t kLowerV = 0x0076;
 
 template<typename T>
 std::unique_ptr<T, decltype(&free)> reply(T *raw)
@@ -86,13 +72,22 @@ void X11KeyPoster::postPasteKeystroke(PasteKeystroke keystroke)
             codes(xcb_key_symbols_get_keycode(symbols.get(), keysym), &free);
         return codes ? codes.get()[0] : XCB_NO_SYMBOL;
     };
-    QList<xcb_keycode_t> keys;
-    for (const xcb_keysym_t keysym : keysymsOf(keystroke)) {
-        const xcb_keycode_t code = keycodeOf(keysym);
-        if (code == XCB_NO_SYMBOL)
-            return;
-        keys.append(code);
+    // The modifiers pressed in order, then the key. A keystroke whose keys are missing from
+    // the layout is not typed at all: a lone V or Insert would reach the program as text.
+    QVarLengthArray<xcb_keycode_t, 3> keys;
+    switch (keystroke) {
+    case PasteKeystroke::controlV:
+        keys = {keycodeOf(kControlL), keycodeOf(kLowerV)};
+        break;
+    case PasteKeystroke::controlShiftV:
+        keys = {keycodeOf(kControlL), keycodeOf(kShiftL), keycodeOf(kLowerV)};
+        break;
+    case PasteKeystroke::shiftInsert:
+        keys = {keycodeOf(kShiftL), keycodeOf(kInsert)};
+        break;
     }
+    if (keys.contains(XCB_NO_SYMBOL))
+        return;
 
     const auto modifierCookie = xcb_get_modifier_mapping(m_connection);
     const auto keymapCookie = xcb_query_keymap(m_connection);
@@ -108,9 +103,9 @@ void X11KeyPoster::postPasteKeystroke(PasteKeystroke keystroke)
         }
     }
 
-    for (const xcb_keycode_t code : std::as_const(keys))
-        fakeKey(XCB_KEY_PRESS, code);
-    for (auto it = keys.crbegin(); it != keys.crend(); ++it)
-        fakeKey(XCB_KEY_RELEASE, *it);
+    for (const xcb_keycode_t key : std::as_const(keys))
+        fakeKey(XCB_KEY_PRESS, key);
+    for (auto key = keys.crbegin(); key != keys.crend(); ++key)
+        fakeKey(XCB_KEY_RELEASE, *key);
     xcb_flush(m_connection);
 }

@@ -8,8 +8,8 @@
 
 struct xcb_connection_t;
 
-// Types the paste keystroke through the XTest extension, after releasing every modifier key still held
-// (a Shift or Super left down from the shortcut turns the keystroke into another one).
+// Types a paste keystroke through the XTest extension, after releasing every modifier key still
+// held (a Shift or Super left down from the shortcut turns the keystroke into another one).
 class X11KeyPoster : public KeyPoster
 {
 public:
