@@ -20,8 +20,12 @@
 #include "overlay/QuickLookController.h"
 #include "paste/Paster.h"
 #include "platform/Pasteboard.h"
+#include "platform/portal/MutterKeyPoster.h"
+#include "platform/portal/PortalHotKeyBackend.h"
+#include "platform/portal/RemoteDesktopKeyPoster.h"
 
 #include <QApplication>
+#include <QDBusConnection>
 #include <QGridLayout>
 #include <QLoggingCategory>
 #include <QMessageBox>
@@ -178,9 +182,11 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
             this,
             &AppDelegate::followSelectionRecording);
     done(QStringLiteral("capturing"));
+    m_keys = &m_platform.keyPoster();
+    setUpDesktopPortal();
     m_paster = std::make_unique<Paster>(m_platform.pasteboard(),
                                         m_platform.workspace(),
-                                        m_platform.keyPoster(),
+                                        *m_keys,
                                         m_sounds,
                                         AppPrefs::shared());
     m_paster->setOnWayland(m_platform.kind() != PlatformSession::Kind::x11);
@@ -251,15 +257,31 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
 
     // The global shortcut: Shift+Super+V unless the user chose another.
     KeyboardShortcuts::setCurrentKeyboardLayout(m_keyboard.layout.get());
+    KeyboardShortcuts::HotKeyBackend *hotKeys = m_keyboard.hotKeys.get();
+    if (m_portalHotKeys)
+        hotKeys = m_portalHotKeys.get();
     m_shortcuts = std::make_unique<KeyboardShortcuts::Registry>(AppPrefs::shared().settings(),
-                                                                *m_keyboard.hotKeys);
+                                                                *hotKeys);
+    if (m_portalHotKeys) {
+        // A portal that cannot make a session refuses from then on: registering again makes
+        // the registry see the refusal, so Preferences shows what to do instead.
+        connect(m_portalHotKeys.get(), &PortalHotKeyBackend::stateChanged, this, [this] {
+            if (m_portalHotKeys->state() != PortalHotKeyBackend::State::unavailable)
+                return;
+            m_shortcuts->disable(ShortcutNames::toggleOverlay);
+            m_shortcuts->enable(ShortcutNames::toggleOverlay);
+        });
+    }
     m_shortcuts->onKeyDown(ShortcutNames::toggleOverlay, [self = QPointer(this)] {
         if (self)
             self->toggleOverlay();
     });
     // Without global key grabs the stored shortcut does nothing, so the caps show nothing.
     m_hotkeyCaps->setSource([this]() -> std::optional<KeyboardShortcuts::Shortcut> {
-        if (!m_platform.hasGlobalKeyGrabs())
+        const bool portalBound = m_portalHotKeys
+                                 && m_portalHotKeys->state()
+                                        == PortalHotKeyBackend::State::ready;
+        if (!m_platform.hasGlobalKeyGrabs() && !portalBound)
             return std::nullopt;
         return m_shortcuts->getShortcut(ShortcutNames::toggleOverlay);
     });
@@ -303,6 +325,87 @@ void AppDelegate::followSelectionRecording()
     m_primaryMonitor->start();
 }
 
+// On a Wayland session keystrokes and the global shortcut go through the desktop portal, where
+// a session can really be had. GNOME's compositor service stands behind the portal for pasting
+// (its own portal backend wraps it), and XTest through Xwayland behind that (X11 programs only).
+void AppDelegate::setUpDesktopPortal()
+{
+    if (m_platform.kind() == PlatformSession::Kind::x11)
+        return;
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected())
+        return;
+    QSettings &settings = AppPrefs::shared().settings();
+    m_portalHotKeys = std::make_unique<PortalHotKeyBackend>(bus,
+                                                            QStringLiteral("toggle-overlay"),
+                                                            QStringLiteral(
+                                                                "Open or close Cliphaven"));
+    // A compositor that types for us (a virtual keyboard) asks the user nothing: keep it.
+    if (m_platform.kind() == PlatformSession::Kind::wayland && m_platform.keyPoster().isTrusted())
+        return;
+    m_mutterKeys = std::make_unique<MutterKeyPoster>(bus, &m_platform.keyPoster());
+    m_portalKeys = std::make_unique<RemoteDesktopKeyPoster>(
+        bus,
+        settings.value(AppPrefs::kRemoteDesktopRestoreTokenKey).toString(),
+        settings.value(AppPrefs::kRemoteDesktopRefusedKey).toBool(),
+        m_mutterKeys.get());
+    connect(m_portalKeys.get(),
+            &RemoteDesktopKeyPoster::restoreTokenChanged,
+            this,
+            [](const QString &token) {
+                AppPrefs::shared().settings().setValue(AppPrefs::kRemoteDesktopRestoreTokenKey,
+                                                       token);
+            });
+    connect(m_portalKeys.get(), &RemoteDesktopKeyPoster::refusedChanged, this, [](bool refused) {
+        AppPrefs::shared().settings().setValue(AppPrefs::kRemoteDesktopRefusedKey, refused);
+    });
+    connect(m_portalKeys.get(),
+            &RemoteDesktopKeyPoster::problem,
+            this,
+            [this](RemoteDesktopKeyPoster::Problem problem) { explainPasteProblem(int(problem)); });
+    connect(m_mutterKeys.get(), &MutterKeyPoster::undelivered, this, [this] {
+        explainPasteProblem(int(RemoteDesktopKeyPoster::Problem::failed));
+    });
+    m_keys = m_portalKeys.get();
+}
+
+// Once per run: a refusal is remembered and never asked again, and a silent or failing portal
+// is not retried in this run either.
+void AppDelegate::explainPasteProblem(int problem)
+{
+    if (std::exchange(m_pasteProblemExplained, true))
+        return;
+    // This is the paster's one-time explanation too: a later launch does not repeat it.
+    AppPrefs::shared().settings().setValue(AppPrefs::kAccessibilityPromptedKey, true);
+    QString text;
+    switch (RemoteDesktopKeyPoster::Problem(problem)) {
+    case RemoteDesktopKeyPoster::Problem::refused:
+        text = QStringLiteral(
+            "You declined to let Cliphaven type into other apps, so it will not ask again. The "
+            "item you pick is put on your clipboard — press Ctrl+V to paste it. To paste "
+            "automatically, choose “Ask Again” under Pasting in Preferences.");
+        break;
+    case RemoteDesktopKeyPoster::Problem::noAnswer:
+        text = QStringLiteral(
+            "The desktop did not answer Cliphaven's request to type into other apps. The item "
+            "you pick is on your clipboard — press Ctrl+V to paste it.");
+        break;
+    case RemoteDesktopKeyPoster::Problem::failed:
+        text = QStringLiteral(
+            "This desktop offers Cliphaven no way to type into other apps. The item you pick is "
+            "on your clipboard — press Ctrl+V to paste it.");
+        break;
+    }
+    QTimer::singleShot(0, this, [text] {
+        QMessageBox box(QMessageBox::Information,
+                        QStringLiteral("Cliphaven"),
+                        QStringLiteral("Cliphaven could not paste for you"),
+                        QMessageBox::Ok);
+        box.setInformativeText(text);
+        box.exec();
+    });
+}
+
 void AppDelegate::toggleOverlay()
 {
     if (!m_overlay)
@@ -342,6 +445,7 @@ void AppDelegate::showPreferences()
                                m_platform.knowsFrontmostApplication()},
             [this](const QString &text) { m_platform.pasteboard().writeString(text); });
         m_preferences->setSession(m_sessionInfo.get());
+        m_preferences->setDesktopServices(m_portalHotKeys.get(), m_portalKeys.get());
     }
     m_preferences->showPreferences();
 }

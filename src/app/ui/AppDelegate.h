@@ -16,6 +16,10 @@
 
 class ClipboardMonitor;
 class HotkeyCaps;
+class KeyPoster;
+class MutterKeyPoster;
+class PortalHotKeyBackend;
+class RemoteDesktopKeyPoster;
 class MoreMenu;
 class OverlayWindow;
 class Paster;
@@ -57,6 +61,8 @@ public:
 
 private:
     void followSelectionRecording();
+    void setUpDesktopPortal();
+    void explainPasteProblem(int problem);
 
     static QElapsedTimer startedClock()
     {
@@ -74,6 +80,13 @@ private:
     Sounds m_sounds;
     // The clipboard, the frontmost application and key posting of this desktop session.
     PlatformSession m_platform;
+    // On Wayland where the session cannot type itself: the portal first, then GNOME's
+    // compositor service, then the session's own poster (XTest through Xwayland).
+    std::unique_ptr<MutterKeyPoster> m_mutterKeys;
+    std::unique_ptr<RemoteDesktopKeyPoster> m_portalKeys;
+    KeyPoster *m_keys = nullptr;
+    std::unique_ptr<PortalHotKeyBackend> m_portalHotKeys;
+    bool m_pasteProblemExplained = false;
     std::unique_ptr<ClipboardMonitor> m_monitor;
     // The text selection's watch, only while the user wants selections recorded.
     std::unique_ptr<Pasteboard> m_primaryPasteboard;

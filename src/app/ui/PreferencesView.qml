@@ -16,6 +16,8 @@ Pane {
     required property QtObject autostart
     // What the desktop session lacks, and the about line; none in tests that do not set it.
     property QtObject session: null
+    property QtObject desktopShortcut: null
+    property QtObject remotePaste: null
 
     readonly property color secondaryText: Qt.rgba(palette.windowText.r, palette.windowText.g, palette.windowText.b, 0.7)
 
@@ -89,9 +91,18 @@ Pane {
                         text: view.recorder.problem
                         color: "#c62828"
                     }
+                    DesktopShortcutCaption {
+                        Layout.fillWidth: true
+                        desktopShortcut: view.desktopShortcut
+                    }
                 }
 
                 Divider {}
+
+                RemotePastingRow {
+                    Layout.fillWidth: true
+                    remotePaste: view.remotePaste
+                }
 
                 // 2. The panel icon, and starting with the session.
                 ColumnLayout {

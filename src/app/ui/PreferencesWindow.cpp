@@ -59,6 +59,8 @@ void PreferencesWindow::build()
         {QStringLiteral("pasteKeystrokes"), QVariant::fromValue<QObject *>(m_pasteKeystrokes.get())},
         {QStringLiteral("autostart"), QVariant::fromValue<QObject *>(m_autostart.get())},
         {QStringLiteral("session"), QVariant::fromValue<QObject *>(m_session)},
+        {QStringLiteral("desktopShortcut"), QVariant::fromValue(m_desktopShortcut)},
+        {QStringLiteral("remotePaste"), QVariant::fromValue(m_remotePaste)},
     });
     m_window = qobject_cast<QQuickWindow *>(root);
     if (!m_window)

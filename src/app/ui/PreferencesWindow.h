@@ -41,6 +41,14 @@ public:
 
     // What Preferences says about the desktop session; set before the first show.
     void setSession(QObject *session) { m_session = session; }
+    // The desktop portal's shortcut and pasting services, shown where they are used; set before
+    // the first show. Either may be null.
+    void setDesktopServices(QObject *desktopShortcut, QObject *remotePaste)
+    {
+        m_desktopShortcut = desktopShortcut;
+        m_remotePaste = remotePaste;
+    }
+
     // Shows the window in front, building it first if needed.
     void showPreferences();
     // Null until first shown.
@@ -62,4 +70,6 @@ private:
     std::unique_ptr<AutostartEntry> m_autostart;
     QPointer<QQuickWindow> m_window;
     QObject *m_session = nullptr;
+    QObject *m_desktopShortcut = nullptr;
+    QObject *m_remotePaste = nullptr;
 };

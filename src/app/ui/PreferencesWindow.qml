@@ -13,6 +13,8 @@ ApplicationWindow {
     required property QtObject pasteKeystrokes
     required property QtObject autostart
     property QtObject session: null
+    property QtObject desktopShortcut: null
+    property QtObject remotePaste: null
 
     title: "Cliphaven Preferences"
     width: 460
@@ -34,6 +36,8 @@ ApplicationWindow {
         pasteKeystrokes: window.pasteKeystrokes
         autostart: window.autostart
         session: window.session
+        desktopShortcut: window.desktopShortcut
+        remotePaste: window.remotePaste
     }
 
     // Closing only hides; a recording in progress ends with it.
