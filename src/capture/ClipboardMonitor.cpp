@@ -78,19 +78,50 @@ void ClipboardMonitor::poll()
     // Whatever is still being read belongs to an older change: the owner has moved on.
     ++m_serial;
     m_pasteboard.cancelRead();
+    m_currentRead = 0;
 
+    bool capture = true;
     if (m_suppressNextChange) {
         m_suppressNextChange = false;
-        return;
+        capture = false;
+    } else if (m_prefs.paused() || isFrontmostIgnored()) {
+        capture = false;
     }
-    if (m_prefs.paused())
-        return;
-    if (isFrontmostIgnored())
-        return;
+    if (capture)
+        read(m_serial);
+    else if (!m_textRequests.isEmpty())
+        read(std::nullopt);
+}
 
-    const quint64 serial = m_serial;
-    m_pasteboard.readFirstItem(
-        [this, serial](Flavors flavors) { build(serial, std::move(flavors)); });
+void ClipboardMonitor::readText(std::function<void(const QString &)> completion)
+{
+    m_textRequests.append(std::move(completion));
+    if (!m_currentRead)
+        read(std::nullopt);
+}
+
+void ClipboardMonitor::read(std::optional<quint64> captureSerial)
+{
+    const quint64 readId = ++m_lastReadId;
+    m_currentRead = readId;
+    m_pasteboard.readFirstItem([this, readId, captureSerial](Flavors flavors) {
+        if (readId != m_currentRead)
+            return;
+        m_currentRead = 0;
+        if (!m_textRequests.isEmpty()) {
+            QString text;
+            for (const QString &type : kPlainTextTypes) {
+                if (const auto found = flavors.constFind(type); found != flavors.cend()) {
+                    text = decodeUtf8(*found).value_or(QString());
+                    break;
+                }
+            }
+            for (const auto &completion : std::exchange(m_textRequests, {}))
+                completion(text);
+        }
+        if (captureSerial)
+            build(*captureSerial, std::move(flavors));
+    });
 }
 
 bool ClipboardMonitor::isFrontmostIgnored() const

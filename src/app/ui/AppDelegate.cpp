@@ -12,11 +12,13 @@
 #include "capture/ClipboardMonitor.h"
 #include "capture/LinkPreviewCache.h"
 #include "model/SeedData.h"
+#include "overlay/FieldPasteGuard.h"
 #include "overlay/HotkeyCaps.h"
 #include "overlay/MoreMenu.h"
 #include "overlay/OverlayWindow.h"
 #include "overlay/PreviewWindow.h"
 #include "overlay/QuickLookController.h"
+#include "overlay/StoreNotice.h"
 #include "paste/Paster.h"
 #include "platform/x11/X11WindowHints.h"
 
@@ -151,6 +153,10 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
         recognizeCapturedImage(item, m_ocr, m_store);
     });
     m_monitor->start();
+    // Qt's own text fields must never read the clipboard on this thread; pasting into them
+    // reads through the monitor instead.
+    m_fieldPaste = std::make_unique<FieldPasteGuard>(
+        [this](std::function<void(const QString &)> done) { m_monitor->readText(std::move(done)); });
     done(QStringLiteral("capturing"));
     m_paster = std::make_unique<Paster>(m_pasteboard,
                                         m_workspace,
@@ -219,6 +225,11 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
             &SparkleUpdater::shared(),
             &SparkleUpdater::checkForUpdates);
     connect(m_tray.get(), &TrayIcon::quitRequested, qApp, &QCoreApplication::quit);
+    // A history that cannot be saved is said in the tray as well as in the overlay.
+    connect(&m_store, &Store::saveFailureChanged, m_tray.get(), [this] {
+        const QString failure = m_store.saveFailure();
+        m_tray->setNotice(failure.isEmpty() ? QString() : StoreNotice::saveFailureText(failure));
+    });
     done(m_tray->statusItem() ? QStringLiteral("tray icon: on") : QStringLiteral("tray icon: off"));
 
     // The global shortcut: Shift+Super+V unless the user chose another.

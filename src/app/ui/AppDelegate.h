@@ -17,6 +17,7 @@
 #include <optional>
 
 class ClipboardMonitor;
+class FieldPasteGuard;
 class HotkeyCaps;
 class MoreMenu;
 class OverlayWindow;
@@ -74,6 +75,7 @@ private:
     X11Workspace m_workspace;
     X11KeyPoster m_keyPoster;
     std::unique_ptr<ClipboardMonitor> m_monitor;
+    std::unique_ptr<FieldPasteGuard> m_fieldPaste;
     std::unique_ptr<Paster> m_paster;
     OverlayState m_overlayState;
     // The overlay's top row and preview, kept longer than the views that show them.
