@@ -212,18 +212,10 @@ QString uuidString(const QUuid &id)
     return id.toString(QUuid::WithoutBraces).toUpper();
 }
 
-QByteArray encode(const Disk &disk)
-{
-    qsizetype expected = 64;
-    for (const ClipItem &item : disk.history)
-        expected += estimatedSize(item);
-    for (const Category &category : disk.categories) {
-        expected += 100 + category.name.size() * 2;
-        for (const ClipItem &item : category.items)
-            expected += estimatedSize(item);
-    }
+namespace {
 
-    JsonWriter w(expected);
+void writeDisk(JsonWriter &w, const Disk &disk)
+{
     w.beginObject();
     w.key(u"history");
     w.beginArray();
@@ -247,7 +239,30 @@ QByteArray encode(const Disk &disk)
     }
     w.endArray();
     w.endObject();
+}
+
+} // namespace
+
+QByteArray encode(const Disk &disk)
+{
+    qsizetype expected = 64;
+    for (const ClipItem &item : disk.history)
+        expected += estimatedSize(item);
+    for (const Category &category : disk.categories) {
+        expected += 100 + category.name.size() * 2;
+        for (const ClipItem &item : category.items)
+            expected += estimatedSize(item);
+    }
+    JsonWriter w(expected);
+    writeDisk(w, disk);
     return w.take();
+}
+
+bool encode(const Disk &disk, const JsonWriter::Sink &sink)
+{
+    JsonWriter w(sink);
+    writeDisk(w, disk);
+    return w.finish();
 }
 
 std::optional<Salvage> salvage(QByteArrayView json)

@@ -2,6 +2,7 @@
 
 #include "Category.h"
 #include "ClipItem.h"
+#include "JsonWriter.h"
 
 #include <QByteArray>
 #include <QList>
@@ -21,6 +22,9 @@ struct Disk
 };
 
 QByteArray encode(const Disk &disk);
+// The same text in pieces, never whole in memory: a store of large images is saved without a
+// second copy of it. False when the sink refused a piece.
+bool encode(const Disk &disk, const JsonWriter::Sink &sink);
 
 // What a damaged file still holds: every entry and category that parses, and a count of the
 // entries that did not (a category that does not parse counts with its entries).

@@ -90,10 +90,15 @@ void StoreWriter::drain()
             snapshot = std::exchange(m_pending, std::nullopt);
             outcome.generation = m_pendingGeneration;
         }
-        const QByteArray bytes = StoreCodec::encode(*snapshot);
+        // Encoded straight into the file: a second copy of a store of large images would double
+        // the memory a save takes.
+        const bool written = writeFileAtomically(
+            m_filePath,
+            [&](const JsonWriter::Sink &sink) { return StoreCodec::encode(*snapshot, sink); },
+            &outcome.failure);
         // Drop the lists here, on the worker, so the main thread never frees image buffers.
         snapshot.reset();
-        if (!writeFileAtomically(m_filePath, bytes, &outcome.failure))
+        if (!written)
             qCWarning(lcStoreWriter) << "could not write" << m_filePath << ":" << outcome.failure;
         {
             std::lock_guard lock(m_mutex);
@@ -125,6 +130,14 @@ QString StoreWriter::temporaryFilePattern(const QString &path)
 // store. Here every step is checked, and the data is on the disk before the rename.
 bool StoreWriter::writeFileAtomically(const QString &path, const QByteArray &bytes, QString *failure)
 {
+    return writeFileAtomically(
+        path, [&](const JsonWriter::Sink &sink) { return sink(bytes); }, failure);
+}
+
+bool StoreWriter::writeFileAtomically(const QString &path,
+                                      const std::function<bool(const JsonWriter::Sink &)> &produce,
+                                      QString *failure)
+{
     const QString folder = QFileInfo(path).absolutePath();
     auto fail = [&](int error) {
         if (failure)
@@ -146,9 +159,16 @@ bool StoreWriter::writeFileAtomically(const QString &path, const QByteArray &byt
         ::unlink(temporary.constData());
         return fail(error);
     };
+    int writeError = 0;
+    const bool produced = produce([&](QByteArrayView piece) {
+        if (writeAll(fd, piece.data(), piece.size()))
+            return true;
+        writeError = errno;
+        return false;
+    });
     // fsync matters: with delayed allocation a full disk may only show when the data is flushed.
-    if (!writeAll(fd, bytes.constData(), bytes.size()) || ::fsync(fd) != 0) {
-        const int error = errno;
+    if (!produced || ::fsync(fd) != 0) {
+        const int error = produced ? errno : (writeError ? writeError : EIO);
         ::close(fd);
         return discard(error);
     }

@@ -39,6 +39,11 @@ public:
     static bool writeFileAtomically(const QString &path,
                                     const QByteArray &bytes,
                                     QString *failure = nullptr);
+    // The same, with the content handed over in pieces by produce() through the sink it gets;
+    // produce() returns false when it could not make the content or the sink refused a piece.
+    static bool writeFileAtomically(const QString &path,
+                                    const std::function<bool(const JsonWriter::Sink &)> &produce,
+                                    QString *failure = nullptr);
     // The temporary files a write leaves behind when the process dies in the middle of it.
     static QString temporaryFilePattern(const QString &path);
 

@@ -1,6 +1,7 @@
 #include "capture/CapturedImageText.h"
 #include "common/Files.h"
 #include "fakes/FakeTextRecognizer.h"
+#include "model/JsonWriter.h"
 #include "model/SeedData.h"
 #include "model/Store.h"
 #include "model/StoreCodec.h"
@@ -489,6 +490,35 @@ private slots:
             QCOMPARE(store.history().size(), withHistory ? 1 : 0);
             QCOMPARE(store.categories().size(), withHistory ? 0 : 1);
         }
+    }
+
+    // Saving streams the text in pieces: the same bytes as encoding it whole, for payloads
+    // across several pieces and shared between an image and its flavor; a refused piece stops it.
+    void streamedEncodingIsTheSameText()
+    {
+        QByteArray payload(3 * JsonWriter::kChunkBytes + 1, Qt::Uninitialized);
+        for (qsizetype i = 0; i < payload.size(); ++i)
+            payload[i] = char(i * 7919 % 251);
+        ClipItem image = ClipItem::makeImage(payload);
+        image.flavors = Flavors{{QStringLiteral("image/png"), payload}};
+        StoreCodec::Disk disk{{image, text(QStringLiteral("line \"1\"\n"))}, {}};
+        disk.categories.append(Category::make(QStringLiteral("C")));
+        disk.categories.first().items.append(image);
+
+        QByteArray streamed;
+        int pieces = 0;
+        QVERIFY(StoreCodec::encode(disk, [&](QByteArrayView piece) {
+            streamed.append(piece);
+            ++pieces;
+            return true;
+        }));
+        QCOMPARE_GT(pieces, 4);
+        QVERIFY(streamed == StoreCodec::encode(disk));
+        QCOMPARE(StoreCodec::decode(streamed)->history, disk.history);
+
+        int offered = 0;
+        QVERIFY(!StoreCodec::encode(disk, [&](QByteArrayView) { return ++offered < 2; }));
+        QCOMPARE(offered, 2);
     }
 
     // A save that cannot be written leaves the old file byte for byte, says why, and retries
