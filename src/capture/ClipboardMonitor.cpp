@@ -83,22 +83,24 @@ void ClipboardMonitor::poll()
     // Whatever is still being read belongs to an older change: the owner has moved on.
     ++m_serial;
     m_pasteboard.cancelRead();
+    m_currentRead = 0;
 
+    bool capture = true;
     if (m_suppressNextChange) {
         m_suppressNextChange = false;
-        return;
+        capture = false;
+    } else if (m_prefs.paused() || isFrontmostIgnored()) {
+        capture = false;
     }
-    if (m_prefs.paused())
-        return;
-    if (isFrontmostIgnored())
-        return;
-
-    if (m_settleMs) {
+    if (capture && m_settleMs) {
         // Every further change starts the wait again.
         m_settleTimer.start(m_settleMs);
-        return;
+        capture = false;
     }
-    read(m_serial, count);
+    if (capture)
+        read(m_serial, count);
+    else if (!m_textRequests.isEmpty())
+        read(std::nullopt, count);
 }
 
 void ClipboardMonitor::readSettled()
@@ -110,10 +112,28 @@ void ClipboardMonitor::readSettled()
     read(m_serial, m_lastChange);
 }
 
-void ClipboardMonitor::read(quint64 serial, qint64 change)
+void ClipboardMonitor::readText(std::function<void(const QString &)> completion)
 {
-    m_pasteboard.readFirstItem([this, serial, change](Flavors flavors) {
-        build(serial, change, std::move(flavors), m_pasteboard.lastReadOwner());
+    m_textRequests.append(std::move(completion));
+    if (!m_currentRead)
+        read(std::nullopt, m_lastChange);
+}
+
+void ClipboardMonitor::read(std::optional<quint64> captureSerial, qint64 change)
+{
+    const quint64 readId = ++m_lastReadId;
+    m_currentRead = readId;
+    m_pasteboard.readFirstItem([this, readId, captureSerial, change](Flavors flavors) {
+        if (readId != m_currentRead)
+            return;
+        m_currentRead = 0;
+        if (!m_textRequests.isEmpty()) {
+            const QString text = TextFlavors::plainText(flavors).value_or(QString());
+            for (const auto &completion : std::exchange(m_textRequests, {}))
+                completion(text);
+        }
+        if (captureSerial)
+            build(*captureSerial, change, std::move(flavors), m_pasteboard.lastReadOwner());
     });
 }
 

@@ -7,6 +7,7 @@
 #include <QThreadPool>
 #include <QTimer>
 
+#include <functional>
 #include <optional>
 
 class AppPrefs;
@@ -63,6 +64,11 @@ public:
     // One check of the clipboard: the step the timer and change events drive.
     void poll();
 
+    // The clipboard's text (empty when it has none), for pasting into Cliphaven's own text
+    // fields: read off the main thread like a capture, and sharing the capture's read, so
+    // neither cancels the other. The completion runs later on the main thread.
+    void readText(std::function<void(const QString &)> completion);
+
     qint64 lastChange() const { return m_lastChange; }
     // Set by the paste-back right before it writes, so that its own write is not captured.
     bool suppressNextChange() const { return m_suppressNextChange; }
@@ -88,7 +94,8 @@ signals:
 
 private:
     bool isFrontmostIgnored() const;
-    void read(quint64 serial, qint64 change);
+    // Reads the clipboard for the waiting text requests and, given a serial, for a capture.
+    void read(std::optional<quint64> captureSerial, qint64 change);
     void readSettled();
     void build(quint64 serial, qint64 change, Flavors flavors, const QString &owner);
     void deliver(quint64 serial,
@@ -119,4 +126,8 @@ private:
     quint64 m_serial = 0;
     // Decoding and re-encoding a large image takes long; it never runs on the main thread.
     QThreadPool m_builders;
+    // The read in progress (0: none); an older one's result is not used.
+    quint64 m_currentRead = 0;
+    quint64 m_lastReadId = 0;
+    QList<std::function<void(const QString &)>> m_textRequests;
 };

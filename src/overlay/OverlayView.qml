@@ -12,6 +12,7 @@ Item {
     // The top row's key caps and overflow menu; left out when not given.
     property HotkeyCaps hotkeyCaps: null
     property MoreMenu moreMenu: null
+    property StoreNotice storeNotice: null
 
     readonly property real margin: 100
 
@@ -150,6 +151,11 @@ Item {
                     objectName: "emptyView"
                     anchors.centerIn: grid
                     visible: root.controller.model.count === 0
+                }
+
+                StoreNoticeBar {
+                    notice: root.storeNotice
+                    anchors { left: parent.left; right: parent.right; bottom: parent.bottom; margins: 14 }
                 }
             }
         }

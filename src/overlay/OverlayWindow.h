@@ -24,6 +24,7 @@ class QScreen;
 class QWindow;
 class SidebarController;
 class Store;
+class StoreNotice;
 class TileImageSource;
 
 // The overlay panel: a frameless, translucent, always-on-top tool window that stays out of the
@@ -95,6 +96,7 @@ public:
     ClipListModel *model() const { return m_model; }
     GridController *grid() const { return m_grid; }
     SidebarController *sidebar() const { return m_sidebar; }
+    StoreNotice *storeNotice() const { return m_storeNotice; }
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
@@ -111,6 +113,7 @@ private:
     ClipListModel *m_model;
     GridController *m_grid;
     SidebarController *m_sidebar;
+    StoreNotice *m_storeNotice;
     KeyControl m_keys;
     QPropertyAnimation *m_appearance;
     QPointer<QQuickView> m_view;

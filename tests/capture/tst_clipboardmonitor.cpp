@@ -141,6 +141,45 @@ private slots:
         QCOMPARE(r->copyPlays, 1);
     }
 
+    // Pasting into Cliphaven's own fields reads through the monitor: one read serves both a
+    // capture and the paste, and a change in between moves the paste to the newer content.
+    void textForAFieldSharesTheCaptureRead()
+    {
+        QStringList pasted;
+        const auto paste = [&](const QString &text) { pasted.append(text); };
+
+        // Idle: a read of its own, and no capture from it.
+        r->pasteboard.copy(textFlavors(QStringLiteral("seen at start")));
+        r->monitor.poll();
+        r->pasteboard.completeLastRead();
+        QTRY_COMPARE_WITH_TIMEOUT(r->delivered.size(), 1, 5000);
+        r->monitor.readText(paste);
+        QCOMPARE(r->pasteboard.readCount(), 2);
+        r->pasteboard.completeLastRead();
+        QCOMPARE(pasted, QStringList{"seen at start"});
+
+        // During a capture's read: no second read, both answered by the one.
+        r->pasteboard.copy(textFlavors(QStringLiteral("copied")));
+        r->monitor.poll();
+        r->monitor.readText(paste);
+        QCOMPARE(r->pasteboard.readCount(), 3);
+        r->pasteboard.completeLastRead();
+        QCOMPARE(pasted, (QStringList{"seen at start", "copied"}));
+        QTRY_COMPARE_WITH_TIMEOUT(r->delivered.size(), 2, 5000);
+
+        // Paused, a change while the paste's read runs: read again, the newer text pasted once.
+        r->prefs.setPaused(true);
+        r->monitor.readText(paste);
+        r->pasteboard.copy(textFlavors(QStringLiteral("newer")));
+        r->monitor.poll();
+        QCOMPARE(r->pasteboard.readCount(), 5);
+        r->pasteboard.completeRead(3, textFlavors(QStringLiteral("older")));
+        r->pasteboard.completeLastRead();
+        QCOMPARE(pasted, (QStringList{"seen at start", "copied", "newer"}));
+        QTest::qWait(50);
+        QCOMPARE(r->delivered.size(), 2);
+    }
+
     void changeSkippedDuringReadStillDropsTheOlderRead()
     {
         // The owner changed while the read ran, so what it returns may be the newer content,

@@ -13,11 +13,13 @@
 #include "capture/ClipboardMonitor.h"
 #include "capture/LinkPreviewCache.h"
 #include "model/SeedData.h"
+#include "overlay/FieldPasteGuard.h"
 #include "overlay/HotkeyCaps.h"
 #include "overlay/MoreMenu.h"
 #include "overlay/OverlayWindow.h"
 #include "overlay/PreviewWindow.h"
 #include "overlay/QuickLookController.h"
+#include "overlay/StoreNotice.h"
 #include "paste/Paster.h"
 #include "platform/Pasteboard.h"
 #include "platform/portal/MutterKeyPoster.h"
@@ -181,6 +183,10 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
             &AppPrefs::recordPrimarySelectionChanged,
             this,
             &AppDelegate::followSelectionRecording);
+    // Qt's own text fields must never read the clipboard on this thread; pasting into them
+    // reads through the monitor instead.
+    m_fieldPaste = std::make_unique<FieldPasteGuard>(
+        [this](std::function<void(const QString &)> done) { m_monitor->readText(std::move(done)); });
     done(QStringLiteral("capturing"));
     m_keys = &m_platform.keyPoster();
     setUpDesktopPortal();
@@ -253,6 +259,11 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
             &SparkleUpdater::shared(),
             &SparkleUpdater::checkForUpdates);
     connect(m_tray.get(), &TrayIcon::quitRequested, qApp, &QCoreApplication::quit);
+    // A history that cannot be saved is said in the tray as well as in the overlay.
+    connect(&m_store, &Store::saveFailureChanged, m_tray.get(), [this] {
+        const QString failure = m_store.saveFailure();
+        m_tray->setNotice(failure.isEmpty() ? QString() : StoreNotice::saveFailureText(failure));
+    });
     done(m_tray->statusItem() ? QStringLiteral("tray icon: on") : QStringLiteral("tray icon: off"));
 
     // The global shortcut: Shift+Super+V unless the user chose another.

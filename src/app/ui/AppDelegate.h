@@ -15,6 +15,7 @@
 #include <optional>
 
 class ClipboardMonitor;
+class FieldPasteGuard;
 class HotkeyCaps;
 class KeyPoster;
 class MutterKeyPoster;
@@ -91,6 +92,7 @@ private:
     // The text selection's watch, only while the user wants selections recorded.
     std::unique_ptr<Pasteboard> m_primaryPasteboard;
     std::unique_ptr<ClipboardMonitor> m_primaryMonitor;
+    std::unique_ptr<FieldPasteGuard> m_fieldPaste;
     std::unique_ptr<Paster> m_paster;
     OverlayState m_overlayState;
     // The overlay's top row and preview, kept longer than the views that show them.

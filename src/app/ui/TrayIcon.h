@@ -7,6 +7,7 @@
 #include <memory>
 
 class AppPrefs;
+class QAction;
 class QMenu;
 
 // Cliphaven's icon in the panel's tray: present while showInMenuBar is on, a clipboard
@@ -32,6 +33,11 @@ public:
     // The resource the icon shows now.
     QString iconPath() const;
 
+    // A problem the user must know of, shown at the top of the menu and in the tooltip, with a
+    // warning on the icon, and announced once as a message when it appears; empty clears it.
+    void setNotice(const QString &text);
+    QString notice() const { return m_notice; }
+
 signals:
     // A left click, or "Show Cliphaven".
     void toggleOverlayRequested();
@@ -45,4 +51,6 @@ private:
     AppPrefs &m_prefs;
     std::unique_ptr<QMenu> m_menu;
     std::unique_ptr<QSystemTrayIcon> m_statusItem;
+    QAction *m_noticeAction = nullptr;
+    QString m_notice;
 };
