@@ -2,6 +2,7 @@
 
 #include "model/ClipItem.h"
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QThreadPool>
 #include <QTimer>
@@ -78,6 +79,8 @@ private:
     qint64 m_lastChange = 0;
     QTimer m_timer;
     bool m_suppressNextChange = false;
+    // Since the newest change was seen.
+    QElapsedTimer m_changeClock;
     // Moves with every change seen; work started for an older value is dropped.
     quint64 m_serial = 0;
     // Decoding and re-encoding a large image takes long; it never runs on the main thread.

@@ -71,6 +71,12 @@ void Paster::paste(const ClipItem &item,
     QTimer::singleShot(kKeystrokeDelayMs, this, [this] { m_keys.postPasteKeystroke(); });
 }
 
+void Paster::copy(const ClipItem &item, ClipboardMonitor &monitor)
+{
+    monitor.setSuppressNextChange(true);
+    write(item);
+}
+
 bool Paster::promptIfUntrusted()
 {
     if (m_keys.isTrusted())
