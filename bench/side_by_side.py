@@ -399,7 +399,7 @@ class Bench:
         program.expect_capture()
         t0 = time.monotonic()
         self.copy(data, mime)
-        captured = program.captured_at(30)
+        captured = program.captured_at(15)
         return None if captured is None else (captured - t0) * 1000
 
     def toggle_timing(self, program, window, command, event_type):
