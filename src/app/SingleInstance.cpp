@@ -185,8 +185,13 @@ void SingleInstance::onNewConnection()
         socket->setParent(this);
         auto buffer = std::make_shared<QByteArray>();
         const auto readMessages = [this, socket, buffer] {
-            if (socket->property("answered").toBool())
+            // Answered, or dropped for misbehaving: nothing more is read.
+            if (socket->property("done").toBool())
                 return;
+            const auto drop = [socket] {
+                socket->setProperty("done", true);
+                socket->abort();
+            };
             buffer->append(socket->readAll());
             while (!buffer->isEmpty()) {
                 if (buffer->startsWith(kCommandHeader)) {
@@ -196,7 +201,7 @@ void SingleInstance::onNewConnection()
                     case Parse::incomplete:
                         return;
                     case Parse::malformed:
-                        socket->abort();
+                        drop();
                         return;
                     case Parse::complete:
                         buffer->clear();
@@ -210,7 +215,7 @@ void SingleInstance::onNewConnection()
                 const qsizetype newline = buffer->indexOf('\n');
                 if (newline < 0) {
                     if (buffer->size() > kMaxMessageBytes)
-                        socket->abort();
+                        drop();
                     return;
                 }
                 if (buffer->left(newline + 1) == kReopenMessage)
@@ -231,7 +236,7 @@ void SingleInstance::onNewConnection()
 
 void SingleInstance::reply(QLocalSocket *socket, const CommandReply &reply)
 {
-    socket->setProperty("answered", true);
+    socket->setProperty("done", true);
     if (socket->state() != QLocalSocket::ConnectedState)
         return;
     socket->write(QByteArray::number(reply.status) + ' ' + QByteArray::number(reply.out.size())
