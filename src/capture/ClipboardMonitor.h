@@ -3,6 +3,7 @@
 #include "model/ClipItem.h"
 
 #include <QDeadlineTimer>
+#include <QElapsedTimer>
 #include <QObject>
 #include <QThreadPool>
 #include <QTimer>
@@ -122,6 +123,8 @@ private:
     // Runs while a selection settles; 0 settle time for the clipboard.
     int m_settleMs = 0;
     QTimer m_settleTimer;
+    // Since the newest change was seen.
+    QElapsedTimer m_changeClock;
     // Moves with every change seen; work started for an older value is dropped.
     quint64 m_serial = 0;
     // Decoding and re-encoding a large image takes long; it never runs on the main thread.

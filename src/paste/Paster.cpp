@@ -100,6 +100,12 @@ std::optional<QString> Paster::plainText(const ClipItem &item)
     return std::nullopt;
 }
 
+void Paster::copy(const ClipItem &item, ClipboardMonitor &monitor)
+{
+    monitor.setSuppressNextChange(true);
+    write(item);
+}
+
 bool Paster::promptIfUntrusted()
 {
     if (m_keys.isTrusted())

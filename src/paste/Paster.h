@@ -41,6 +41,10 @@ public:
                const std::optional<RunningApplication> &app,
                ClipboardMonitor &monitor);
 
+    // Puts a chosen item back on the clipboard with every flavor, without pasting it and
+    // without recording it again.
+    void copy(const ClipItem &item, ClipboardMonitor &monitor);
+
     // At launch: whether keystrokes can be posted here; when not, the same one-time
     // explanation a failed paste would give. Returns whether they can.
     bool promptIfUntrusted();

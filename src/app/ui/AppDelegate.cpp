@@ -7,6 +7,7 @@
 #include "app/AppPrefs.h"
 #include "app/OpenWindows.h"
 #include "app/SessionInfo.h"
+#include "app/CommandRunner.h"
 #include "app/ShortcutNames.h"
 #include "app/SingleInstance.h"
 #include "capture/CapturedImageText.h"
@@ -306,6 +307,23 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
 
     // Launching Cliphaven again (or with --toggle) while it runs toggles the overlay.
     connect(&instance, &SingleInstance::reopenRequested, this, &AppDelegate::toggleOverlay);
+    // The command line's commands act on this instance's store and clipboard.
+    instance.setCommandHandler([this](const QStringList &arguments, const QByteArray &input) {
+        CommandRunner::Actions actions;
+        actions.copy = [this](const ClipItem &item) { m_paster->copy(item, *m_monitor); };
+        // Into whatever program is active: the one the script or picker ran from.
+        actions.paste = [this](const ClipItem &item) {
+            m_paster->paste(item, std::nullopt, *m_monitor);
+        };
+        actions.put = [this](const ClipItem &item) {
+            if (item.flavors)
+                m_pasteboard.writeFlavors(*item.flavors);
+            else
+                m_pasteboard.writeString(item.text.value_or(QString()));
+        };
+        actions.setPaused = [](bool paused) { AppPrefs::shared().setPaused(paused); };
+        return CommandRunner(m_store, std::move(actions)).run(arguments, input);
+    });
     done(QStringLiteral("reopen handled"));
 
     // Pasting types keys into other applications; where that cannot work the user is told once.
