@@ -3,6 +3,8 @@
 #include "JsonReader.h"
 #include "JsonWriter.h"
 
+#include <QSet>
+
 #include <string_view>
 #include <unordered_map>
 
@@ -196,6 +198,29 @@ private:
     std::unordered_map<std::string_view, QByteArray> m_decoded;
 };
 
+// Everything in the program finds entries by id, so a file edited by hand that repeats one
+// would have a delete or a paste reach the wrong entry. Each later holder of a repeated id
+// gets a fresh one; its content is kept.
+void makeIdsUnique(Disk &disk)
+{
+    QSet<QUuid> seen;
+    const auto claim = [&seen](QUuid &id) {
+        if (seen.contains(id))
+            id = QUuid::createUuid();
+        seen.insert(id);
+    };
+    for (ClipItem &item : disk.history)
+        claim(item.id);
+    QSet<QUuid> categoryIds;
+    for (Category &category : disk.categories) {
+        if (categoryIds.contains(category.id))
+            category.id = QUuid::createUuid();
+        categoryIds.insert(category.id);
+        for (ClipItem &item : category.items)
+            claim(item.id);
+    }
+}
+
 } // namespace
 
 QString uuidString(const QUuid &id)
@@ -259,6 +284,7 @@ std::optional<Disk> decode(QByteArrayView json)
             return std::nullopt;
         disk.categories.append(std::move(*category));
     }
+    makeIdsUnique(disk);
     return disk;
 }
 
