@@ -16,6 +16,7 @@ class GridController;
 class HotkeyCaps;
 class LinkPreviewCache;
 class MoreMenu;
+class OverlayAlert;
 class OverlayState;
 class QKeyEvent;
 class QPropertyAnimation;
@@ -95,6 +96,8 @@ public:
     ClipListModel *model() const { return m_model; }
     GridController *grid() const { return m_grid; }
     SidebarController *sidebar() const { return m_sidebar; }
+    // Questions and messages shown inside the card.
+    OverlayAlert *alert() const { return m_alert; }
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
@@ -111,6 +114,7 @@ private:
     ClipListModel *m_model;
     GridController *m_grid;
     SidebarController *m_sidebar;
+    OverlayAlert *m_alert;
     KeyControl m_keys;
     QPropertyAnimation *m_appearance;
     QPointer<QQuickView> m_view;
