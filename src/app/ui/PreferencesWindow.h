@@ -10,6 +10,7 @@ class AppPrefs;
 class ApplicationCatalog;
 class ApplicationChooserModel;
 class AutostartEntry;
+class DesktopColorScheme;
 class IgnoredAppsModel;
 class OpenWindows;
 class PreferencesModel;
@@ -56,5 +57,6 @@ private:
     std::unique_ptr<IgnoredAppsModel> m_ignoredApps;
     std::unique_ptr<ApplicationChooserModel> m_chooser;
     std::unique_ptr<AutostartEntry> m_autostart;
+    std::unique_ptr<DesktopColorScheme> m_colorScheme;
     QPointer<QQuickWindow> m_window;
 };
