@@ -3,6 +3,8 @@
 #include "JsonReader.h"
 #include "JsonWriter.h"
 
+#include <QSet>
+
 #include <string_view>
 #include <unordered_map>
 
@@ -205,6 +207,29 @@ private:
     std::unordered_map<std::string_view, QByteArray> m_decoded;
 };
 
+// Everything in the program finds entries by id, so a file edited by hand that repeats one
+// would have a delete or a paste reach the wrong entry. Each later holder of a repeated id
+// gets a fresh one; its content is kept.
+void makeIdsUnique(Disk &disk)
+{
+    QSet<QUuid> seen;
+    const auto claim = [&seen](QUuid &id) {
+        if (seen.contains(id))
+            id = QUuid::createUuid();
+        seen.insert(id);
+    };
+    for (ClipItem &item : disk.history)
+        claim(item.id);
+    QSet<QUuid> categoryIds;
+    for (Category &category : disk.categories) {
+        if (categoryIds.contains(category.id))
+            category.id = QUuid::createUuid();
+        categoryIds.insert(category.id);
+        for (ClipItem &item : category.items)
+            claim(item.id);
+    }
+}
+
 } // namespace
 
 QString uuidString(const QUuid &id)
@@ -293,6 +318,7 @@ std::optional<Salvage> salvage(QByteArrayView json)
     // Both lists are required: a file without them is not a store, whatever else it holds.
     if (!history || !categories)
         ++result.unreadableCategories;
+    makeIdsUnique(result.disk);
     return result;
 }
 

@@ -1,5 +1,6 @@
 #include "ClipListModel.h"
 
+#include "CodeText.h"
 #include "OverlayState.h"
 #include "TileImageProvider.h"
 #include "capture/LinkPreviewCache.h"
@@ -96,7 +97,8 @@ QHash<int, QByteArray> ClipListModel::roleNames() const
             {LinkTitleRole, "linkTitle"},
             {LinkImageRole, "linkImage"},
             {LinkFetchedRole, "linkFetched"},
-            {SelectedRole, "selected"}};
+            {SelectedRole, "selected"},
+            {CodeRole, "code"}};
 }
 
 QVariant ClipListModel::data(const QModelIndex &index, int role) const
@@ -159,6 +161,8 @@ QVariant ClipListModel::data(const QModelIndex &index, int role) const
         return entry.has_value();
     case SelectedRole:
         return row.selected;
+    case CodeRole:
+        return row.code;
     default:
         return {};
     }
@@ -200,6 +204,8 @@ ClipListModel::Row ClipListModel::makeRow(const ClipItem &item, bool selected)
         row.color = item.detectedHexColor().value_or(QColor());
     else if (row.presentation == Presentation::Link)
         row.url = item.detectedURL().value_or(QUrl());
+    else if (row.presentation == Presentation::Text)
+        row.code = CodeText::looksLikeCode(QStringView(item.preview()).left(kExcerptLength));
     row.selected = selected;
     return row;
 }

@@ -16,6 +16,7 @@ class GridController;
 class HotkeyCaps;
 class LinkPreviewCache;
 class MoreMenu;
+class OverlayAlert;
 class OverlayState;
 class QKeyEvent;
 class QPropertyAnimation;
@@ -97,6 +98,8 @@ public:
     GridController *grid() const { return m_grid; }
     SidebarController *sidebar() const { return m_sidebar; }
     StoreNotice *storeNotice() const { return m_storeNotice; }
+    // Questions and messages shown inside the card.
+    OverlayAlert *alert() const { return m_alert; }
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
@@ -114,6 +117,7 @@ private:
     GridController *m_grid;
     SidebarController *m_sidebar;
     StoreNotice *m_storeNotice;
+    OverlayAlert *m_alert;
     KeyControl m_keys;
     QPropertyAnimation *m_appearance;
     QPointer<QQuickView> m_view;

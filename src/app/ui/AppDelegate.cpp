@@ -17,6 +17,7 @@
 #include "overlay/FieldPasteGuard.h"
 #include "overlay/HotkeyCaps.h"
 #include "overlay/MoreMenu.h"
+#include "overlay/OverlayAlert.h"
 #include "overlay/OverlayWindow.h"
 #include "overlay/PreviewWindow.h"
 #include "overlay/QuickLookController.h"
@@ -30,10 +31,9 @@
 #include <QApplication>
 #include <QDBusConnection>
 #include <QGridLayout>
-#include <QLoggingCategory>
 #include <QMessageBox>
+#include <QLoggingCategory>
 #include <QPointer>
-#include <QPushButton>
 #include <QQuickWindow>
 #include <QScreen>
 #include <QTimer>
@@ -73,29 +73,6 @@ private:
     bool m_opened = false;
     std::unique_ptr<Sounds::Voice> m_voice;
 };
-
-// The one-time explainer before the first pause; true when the user chose "Pause".
-bool confirmPause()
-{
-    QMessageBox box(QMessageBox::Information,
-                    QStringLiteral("Cliphaven"),
-                    MoreMenu::kExplainerMessage,
-                    QMessageBox::NoButton);
-    box.setInformativeText(MoreMenu::kExplainerText);
-    box.setWindowIcon(QIcon(QStringLiteral(":/cliphaven/icons/cliphaven.svg")));
-    QPushButton *pause = box.addButton(QStringLiteral("Pause"), QMessageBox::AcceptRole);
-    box.addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
-    box.setDefaultButton(pause);
-    // Wide enough that the explanation reads as a paragraph, not a column.
-    if (auto *grid = qobject_cast<QGridLayout *>(box.layout()))
-        grid->addItem(new QSpacerItem(420, 0, QSizePolicy::Minimum, QSizePolicy::Minimum),
-                      grid->rowCount(),
-                      0,
-                      1,
-                      grid->columnCount());
-    box.exec();
-    return box.clickedButton() == pause;
-}
 
 } // namespace
 
@@ -222,12 +199,22 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
     // the overflow menu.
     m_hotkeyCaps = std::make_unique<HotkeyCaps>();
     m_moreMenu = std::make_unique<MoreMenu>(AppPrefs::shared());
-    m_moreMenu->confirmPause = confirmPause;
+    // The one-time explainer before the first pause, inside the card: a separate alert
+    // window would take the focus, and the overlay hides when it loses it.
+    m_moreMenu->askToPause = [this](std::function<void(bool)> answer) {
+        m_overlay->alert()->show(MoreMenu::kExplainerMessage,
+                                 MoreMenu::kExplainerText,
+                                 {QStringLiteral("Cancel"), QStringLiteral("Pause")},
+                                 [answer = std::move(answer)](int chosen) { answer(chosen == 1); });
+    };
     m_moreMenu->onShowPreferences = [this] {
         m_overlay->hide();
         showPreferences();
     };
     m_moreMenu->onCheckForUpdates = [] { SparkleUpdater::shared().checkForUpdates(); };
+    SparkleUpdater::shared().setInlineAlert(m_overlay->alert(), [this] {
+        return m_overlay->isVisible() && !m_overlay->isHiding();
+    });
     m_moreMenu->onQuit = [] { QCoreApplication::quit(); };
     m_overlay->setTopRow(m_hotkeyCaps.get(), m_moreMenu.get());
     // Space previews the current item over the overlay, which stays while the preview has the

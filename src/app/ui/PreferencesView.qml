@@ -20,8 +20,39 @@ Pane {
     property QtObject remotePaste: null
 
     readonly property color secondaryText: Qt.rgba(palette.windowText.r, palette.windowText.g, palette.windowText.b, 0.7)
+    // The height that shows every section without scrolling.
+    readonly property real fullHeight: sections.implicitHeight + 44
+    // An alert or the chooser is open: it, not the window, takes Escape.
+    readonly property bool dialogOpen: eraseDialog.visible || chooserDialog.visible
+
+    // Brings a control reached by Tab into view, with a little room around it.
+    function reveal(item) {
+        const flickable = scroll.contentItem
+        let inside = item
+        while (inside && inside !== sections)
+            inside = inside.parent
+        if (!inside || !flickable)
+            return
+        const top = item.mapToItem(sections, 0, 0).y + sections.y
+        const bottom = top + item.height
+        const room = 16
+        if (top - room < flickable.contentY)
+            flickable.contentY = Math.max(0, top - room)
+        else if (bottom + room > flickable.contentY + flickable.height)
+            flickable.contentY = Math.min(flickable.contentHeight - flickable.height,
+                                          bottom + room - flickable.height)
+    }
 
     padding: 0
+
+    Connections {
+        target: view.Window.window
+        function onActiveFocusItemChanged() {
+            const item = view.Window.window.activeFocusItem
+            if (item)
+                view.reveal(item)
+        }
+    }
 
     ScrollView {
         id: scroll
@@ -29,6 +60,8 @@ Pane {
         anchors.fill: parent
         contentWidth: availableWidth
         ScrollBar.horizontal.policy: ScrollBar.AlwaysOff
+        // Shown whenever something is out of view, not only while scrolling.
+        ScrollBar.vertical.policy: view.fullHeight > height ? ScrollBar.AlwaysOn : ScrollBar.AlwaysOff
 
         Item {
             width: scroll.availableWidth
@@ -62,13 +95,11 @@ Pane {
                             objectName: "shortcutRecorder"
                             recorder: view.recorder
                         }
-                        Button {
+                        PrefButton {
                             objectName: "resetShortcutButton"
                             text: "Reset"
                             visible: !view.recorder.isAtDefault
                             font.pixelSize: 11
-                            implicitHeight: 24
-                            implicitWidth: implicitContentWidth + leftPadding + rightPadding
                             leftPadding: 10
                             rightPadding: 10
                             topPadding: 2
@@ -111,8 +142,7 @@ Pane {
                     SectionTitle {
                         text: "Panel"
                     }
-                    Switch {
-                        leftPadding: 0
+                    SettingSwitch {
                         objectName: "showInMenuBarSwitch"
                         Layout.fillWidth: true
                         text: "Show icon in the panel's system tray"
@@ -123,8 +153,7 @@ Pane {
                         Layout.fillWidth: true
                         text: "Open Cliphaven from your applications menu or use your shortcut to bring back the overlay."
                     }
-                    Switch {
-                        leftPadding: 0
+                    SettingSwitch {
                         objectName: "launchAtLoginSwitch"
                         Layout.fillWidth: true
                         text: "Launch at login"
@@ -146,8 +175,7 @@ Pane {
                     SectionTitle {
                         text: "Sounds"
                     }
-                    Switch {
-                        leftPadding: 0
+                    SettingSwitch {
                         objectName: "playSoundsSwitch"
                         Layout.fillWidth: true
                         text: "Play sound effects on copy and paste"
@@ -185,11 +213,11 @@ Pane {
                         Item {
                             Layout.fillWidth: true
                         }
-                        Button {
+                        PrefButton {
                             objectName: "eraseHistoryButton"
                             text: "Erase History…"
                             enabled: view.model.canEraseHistory
-                            palette.buttonText: enabled ? "#c62828" : view.secondaryText
+                            destructive: true
                             onClicked: eraseDialog.open()
                         }
                     }

@@ -5,6 +5,7 @@
 #include "app/ApplicationCatalog.h"
 #include "app/ApplicationChooserModel.h"
 #include "app/AutostartEntry.h"
+#include "app/DesktopColorScheme.h"
 #include "app/IgnoredAppsModel.h"
 #include "app/PasteKeystrokesModel.h"
 #include "app/PreferencesModel.h"
@@ -17,6 +18,8 @@
 #include <QQmlEngine>
 #include <QQuickWindow>
 #include <QScreen>
+
+#include <algorithm>
 
 PreferencesWindow::PreferencesWindow(Store &store,
                                      AppPrefs &prefs,
@@ -65,6 +68,11 @@ void PreferencesWindow::build()
     m_window = qobject_cast<QQuickWindow *>(root);
     if (!m_window)
         qFatal("The preferences window failed to load: %s", qPrintable(component.errorString()));
+
+    m_colorScheme = std::make_unique<DesktopColorScheme>();
+    const auto applyScheme = [this] { m_window->setProperty("dark", m_colorScheme->dark()); };
+    applyScheme();
+    connect(m_colorScheme.get(), &DesktopColorScheme::darkChanged, m_window, applyScheme);
 }
 
 void PreferencesWindow::showPreferences()
@@ -86,6 +94,11 @@ void PreferencesWindow::showPreferences()
             screen = QGuiApplication::primaryScreen();
         m_window->setScreen(screen);
         const QRect area = screen->availableGeometry();
+        // Tall enough for every section, on any scale, as far as the screen allows; below
+        // that it scrolls.
+        const int wanted = m_window->property("preferredHeight").toInt();
+        const int fits = std::min(wanted, area.height() * 9 / 10);
+        m_window->resize(m_window->width(), std::max(fits, m_window->minimumHeight()));
         m_window->setPosition(area.center() - QPoint(m_window->width(), m_window->height()) / 2);
     }
     m_window->show();

@@ -10,6 +10,7 @@ class AppPrefs;
 class ApplicationCatalog;
 class ApplicationChooserModel;
 class AutostartEntry;
+class DesktopColorScheme;
 class IgnoredAppsModel;
 class OpenWindows;
 class PasteKeystrokesModel;
@@ -68,6 +69,7 @@ private:
     std::unique_ptr<ApplicationChooserModel> m_chooser;
     std::unique_ptr<PasteKeystrokesModel> m_pasteKeystrokes;
     std::unique_ptr<AutostartEntry> m_autostart;
+    std::unique_ptr<DesktopColorScheme> m_colorScheme;
     QPointer<QQuickWindow> m_window;
     QObject *m_session = nullptr;
     QObject *m_desktopShortcut = nullptr;
