@@ -3,7 +3,7 @@ BUILD_DIR ?= build
 BUILD_TYPE ?= RelWithDebInfo
 JOBS ?= $(shell nproc)
 
-.PHONY: all deps configure build run test bench format clean
+.PHONY: all deps configure build run test bench package format clean
 
 all: build
 
@@ -23,6 +23,10 @@ run: build
 
 test: build
 	ctest --test-dir $(BUILD_DIR) --output-on-failure -j $(JOBS)
+
+# cliphaven_<version>_amd64.deb in the build folder, from what `cmake --install` installs.
+package: build
+	cd $(BUILD_DIR) && cpack -G DEB
 
 bench: build
 	scripts/run-benchmarks.sh $(BUILD_DIR)

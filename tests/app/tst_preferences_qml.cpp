@@ -84,7 +84,8 @@ public:
     ShortcutRecorder recorder{m_shortcuts.registry, ShortcutNames::toggleOverlay};
     IgnoredAppsModel ignoredApps{prefs, m_catalog};
     ApplicationChooserModel chooser{prefs, m_catalog, &m_windows};
-    AutostartEntry autostart{path("autostart"), QStringLiteral("/usr/bin/cliphaven")};
+    // A program that is on every PATH, as an installed Cliphaven would be.
+    AutostartEntry autostart{path("autostart"), QStringLiteral("sh")};
 };
 
 class Setup : public QObject

@@ -117,6 +117,12 @@ Pane {
                             checked = Qt.binding(() => view.autostart.enabled)
                         }
                     }
+                    Caption {
+                        objectName: "notInstalledNote"
+                        Layout.fillWidth: true
+                        visible: !view.autostart.programInstalled
+                        text: "Launching at login starts “cliphaven” from your PATH: install Cliphaven for it to work."
+                    }
                 }
 
                 Divider {}
