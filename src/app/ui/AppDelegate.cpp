@@ -187,6 +187,7 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
         showPreferences();
     };
     m_moreMenu->onCheckForUpdates = [] { SparkleUpdater::shared().checkForUpdates(); };
+    m_moreMenu->setCanCheckForUpdates(SparkleUpdater::shared().canCheckForUpdates());
     m_moreMenu->onQuit = [] { QCoreApplication::quit(); };
     m_overlay->setTopRow(m_hotkeyCaps.get(), m_moreMenu.get());
     // Space previews the current item over the overlay, which stays while the preview has the
@@ -219,6 +220,7 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
             &SparkleUpdater::shared(),
             &SparkleUpdater::checkForUpdates);
     connect(m_tray.get(), &TrayIcon::quitRequested, qApp, &QCoreApplication::quit);
+    m_tray->setCanCheckForUpdates(SparkleUpdater::shared().canCheckForUpdates());
     done(m_tray->statusItem() ? QStringLiteral("tray icon: on") : QStringLiteral("tray icon: off"));
 
     // The global shortcut: Shift+Super+V unless the user chose another.

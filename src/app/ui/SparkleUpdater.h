@@ -36,6 +36,9 @@ public:
     // The box on screen now (the progress box or the answer); null when none.
     QMessageBox *currentAlert() const;
 
+    // False in a build without an update feed (and no feed in the settings).
+    bool canCheckForUpdates() const { return UpdateChecker::updatesOffered(m_settings); }
+
 public slots:
     void checkForUpdates();
 

@@ -2,6 +2,7 @@
 
 #include "app/AppPrefs.h"
 
+#include <QAction>
 #include <QMenu>
 
 namespace {
@@ -21,9 +22,9 @@ TrayIcon::TrayIcon(AppPrefs &prefs, QObject *parent)
     m_menu->addAction(QStringLiteral("Show Cliphaven"), this, &TrayIcon::toggleOverlayRequested);
     m_menu->addAction(QStringLiteral("Preferences…"), this, &TrayIcon::preferencesRequested);
     m_menu->addSeparator();
-    m_menu->addAction(QStringLiteral("Check for Updates…"),
-                      this,
-                      &TrayIcon::checkForUpdatesRequested);
+    m_checkForUpdates = m_menu->addAction(QStringLiteral("Check for Updates…"),
+                                          this,
+                                          &TrayIcon::checkForUpdatesRequested);
     m_menu->addAction(QStringLiteral("Quit Cliphaven"), this, &TrayIcon::quitRequested);
     applyMenuBarVisibility();
 }
@@ -51,6 +52,11 @@ TrayIcon::~TrayIcon()
 QString TrayIcon::iconPath() const
 {
     return m_prefs.paused() ? kPausedIcon : kClipboardIcon;
+}
+
+void TrayIcon::setCanCheckForUpdates(bool can)
+{
+    m_checkForUpdates->setVisible(can);
 }
 
 void TrayIcon::applyMenuBarVisibility()

@@ -7,6 +7,7 @@
 #include <memory>
 
 class AppPrefs;
+class QAction;
 class QMenu;
 
 // Cliphaven's icon in the panel's tray: present while showInMenuBar is on, a clipboard
@@ -31,6 +32,8 @@ public:
     QMenu *menu() const { return m_menu.get(); }
     // The resource the icon shows now.
     QString iconPath() const;
+    // "Check for Updates…" is in the menu only where there is an update feed.
+    void setCanCheckForUpdates(bool can);
 
 signals:
     // A left click, or "Show Cliphaven".
@@ -44,5 +47,6 @@ private:
 
     AppPrefs &m_prefs;
     std::unique_ptr<QMenu> m_menu;
+    QAction *m_checkForUpdates = nullptr;
     std::unique_ptr<QSystemTrayIcon> m_statusItem;
 };
