@@ -5,6 +5,7 @@
 #include "SparkleUpdater.h"
 #include "TrayIcon.h"
 #include "app/AppPrefs.h"
+#include "app/SessionRestore.h"
 #include "app/ShortcutNames.h"
 #include "app/SingleInstance.h"
 #include "app/x11/X11OpenWindows.h"
@@ -128,6 +129,7 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
     // overlay is a tool window kept off the taskbar (its hint is set before it is mapped).
     // No main menu: Qt's text fields have their editing shortcuts already.
     QApplication::setQuitOnLastWindowClosed(false);
+    optOutOfSessionRestore(*qApp);
     done(QStringLiteral("background utility"));
 
     // "Check for Updates…" reads the feed on demand.
