@@ -14,6 +14,10 @@ struct RunningApplication
     QString identifier;
     // 0 when unknown.
     qint64 pid = 0;
+    // A second name of the same application where the platform has one: on X11 the instance
+    // part of WM_CLASS, often the program's name ("xterm" beside the class "XTerm"). Empty when
+    // there is none.
+    QString instanceName;
 
     friend bool operator==(const RunningApplication &, const RunningApplication &) = default;
 };

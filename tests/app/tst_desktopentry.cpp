@@ -295,6 +295,19 @@ private slots:
         QCOMPARE(chooser.count(), 4);
     }
 
+    // Cliphaven's own Preferences window is open while choosing, and its entry is installed:
+    // neither is offered.
+    void chooserLeavesOutCliphavenItself()
+    {
+        QFile own(QStringLiteral(CLIPHAVEN_SOURCE_DIR "/src/app/data/cliphaven.desktop"));
+        QVERIFY(own.open(QIODevice::ReadOnly));
+        QVERIFY(writeApplication(share(), "cliphaven", own.readAll().split('\n').mid(1).join('\n')));
+        m_windows.classes = {QStringLiteral("Cliphaven"), QStringLiteral("Zenity")};
+        ApplicationChooserModel chooser(prefs(), catalog(), &m_windows);
+        QCOMPARE(column(chooser, ApplicationChooserModel::NameRole),
+                 (QStringList{"Zenity", "Firefox ESR", "KeePassXC", "XTerm"}));
+    }
+
 private:
     AppPrefs &prefs() { return m_test->prefs; }
     QString share() const { return m_test->dir.filePath(QStringLiteral("share")); }
