@@ -105,6 +105,13 @@ Pane {
                         Layout.fillWidth: true
                         text: "Open Cliphaven from your applications menu or use your shortcut to bring back the overlay."
                     }
+                    Caption {
+                        objectName: "noTrayNote"
+                        Layout.fillWidth: true
+                        visible: !view.model.trayAvailable
+                        text: "This desktop has no system tray, so the icon cannot show. Preferences stay in the overlay's … menu."
+                        color: "#c62828"
+                    }
                     Switch {
                         leftPadding: 0
                         objectName: "launchAtLoginSwitch"

@@ -16,6 +16,7 @@
 #include <QQmlEngine>
 #include <QQuickWindow>
 #include <QScreen>
+#include <QSystemTrayIcon>
 
 PreferencesWindow::PreferencesWindow(Store &store,
                                      AppPrefs &prefs,
@@ -38,6 +39,7 @@ void PreferencesWindow::build()
 {
     auto catalog = std::make_shared<const ApplicationCatalog>();
     m_model = std::make_unique<PreferencesModel>(m_store);
+    m_model->setTrayAvailable(QSystemTrayIcon::isSystemTrayAvailable());
     m_recorder = std::make_unique<ShortcutRecorder>(m_shortcuts, ShortcutNames::toggleOverlay);
     m_ignoredApps = std::make_unique<IgnoredAppsModel>(m_prefs, catalog);
     m_chooser = std::make_unique<ApplicationChooserModel>(m_prefs, catalog, m_windows);
@@ -63,6 +65,9 @@ void PreferencesWindow::build()
 
 void PreferencesWindow::showPreferences()
 {
+    // A panel with a tray may have started, or ended, since the last time.
+    if (m_model)
+        m_model->setTrayAvailable(QSystemTrayIcon::isSystemTrayAvailable());
     if (!m_window) {
         build();
     } else {
