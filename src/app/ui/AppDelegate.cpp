@@ -235,6 +235,15 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
     });
     m_hotkeyCaps->setSource(
         [this] { return m_shortcuts->getShortcut(ShortcutNames::toggleOverlay); });
+    // A refused shortcut shows on the overlay's caps, as soon as it is refused or won back.
+    const auto markRefused = [this] {
+        m_hotkeyCaps->setRefused(m_shortcuts->isRefused(ShortcutNames::toggleOverlay));
+    };
+    connect(m_shortcuts.get(),
+            &KeyboardShortcuts::Registry::registrationsChanged,
+            this,
+            markRefused);
+    markRefused();
     const auto shortcut = m_shortcuts->getShortcut(ShortcutNames::toggleOverlay);
     done(QStringLiteral("global shortcut: ")
          + (shortcut ? shortcut->description() : QStringLiteral("none")));

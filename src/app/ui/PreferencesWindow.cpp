@@ -1,6 +1,7 @@
 #include "PreferencesWindow.h"
 
 #include "AppIconProvider.h"
+#include "KeyboardShortcuts/Registry.h"
 #include "app/AppPrefs.h"
 #include "app/ApplicationCatalog.h"
 #include "app/ApplicationChooserModel.h"
@@ -65,6 +66,9 @@ void PreferencesWindow::build()
 
 void PreferencesWindow::showPreferences()
 {
+    // The program that held the shortcut may have let go since: ask again, so what the window
+    // says is true now.
+    m_shortcuts.retryRefused();
     // A panel with a tray may have started, or ended, since the last time.
     if (m_model)
         m_model->setTrayAvailable(QSystemTrayIcon::isSystemTrayAvailable());
