@@ -3,7 +3,7 @@ BUILD_DIR ?= build
 BUILD_TYPE ?= RelWithDebInfo
 JOBS ?= $(shell nproc)
 
-.PHONY: all deps configure build run test bench fuzz format clean
+.PHONY: all deps configure build run test bench fuzz package format clean
 
 all: build
 
@@ -28,6 +28,10 @@ test: build
 FUZZ_SECONDS ?= 300
 fuzz: deps
 	scripts/fuzz.sh $(BUILD_DIR) $(FUZZ_SECONDS)
+
+# cliphaven_<version>_amd64.deb in the build folder, from what `cmake --install` installs.
+package: build
+	cd $(BUILD_DIR) && cpack -G DEB
 
 bench: build
 	scripts/run-benchmarks.sh $(BUILD_DIR)

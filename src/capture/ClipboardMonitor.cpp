@@ -148,10 +148,16 @@ void ClipboardMonitor::read(std::optional<quint64> captureSerial, qint64 change)
 bool ClipboardMonitor::isFrontmostIgnored() const
 {
     const std::optional<RunningApplication> app = m_workspace.frontmostApplication();
-    // Window classes and the program names that stand in for them when a desktop entry has no
-    // StartupWMClass differ in case ("XTerm", "xterm"), so the match ignores case.
-    return app && !app->identifier.isEmpty()
-           && m_prefs.ignoredApps().contains(app->identifier, Qt::CaseInsensitive);
+    if (!app)
+        return false;
+    // An application chosen from its desktop entry without StartupWMClass is stored by its
+    // program's name, which may be either part of WM_CLASS: "telegram-desktop" is the instance
+    // of the class "TelegramDesktop". The parts also differ in case ("xterm", "XTerm").
+    const QStringList ignored = m_prefs.ignoredApps();
+    const auto isIgnored = [&](const QString &name) {
+        return !name.isEmpty() && ignored.contains(name, Qt::CaseInsensitive);
+    };
+    return isIgnored(app->identifier) || isIgnored(app->instanceName);
 }
 
 void ClipboardMonitor::build(quint64 serial, qint64 change, Flavors flavors, const QString &owner)

@@ -57,7 +57,9 @@ public:
         prefs.setShowInMenuBar(true);
         prefs.setPlaySounds(true);
         autostart.setEnabled(false);
+        model.setTrayAvailable(true);
     }
+    Q_INVOKABLE void setTrayAvailable(bool available) { model.setTrayAvailable(available); }
     Q_INVOKABLE void addClips(int count)
     {
         for (int i = 0; i < count; ++i)
@@ -93,7 +95,8 @@ public:
     IgnoredAppsModel ignoredApps{prefs, m_catalog};
     ApplicationChooserModel chooser{prefs, m_catalog, &m_windows};
     PasteKeystrokesModel pasteKeystrokes{prefs, m_catalog};
-    AutostartEntry autostart{path("autostart"), QStringLiteral("/usr/bin/cliphaven")};
+    // A program that is on every PATH, as an installed Cliphaven would be.
+    AutostartEntry autostart{path("autostart"), QStringLiteral("sh")};
     SessionInfo x11Session{{QStringLiteral("X11"), true, true, true},
                            [this](const QString &text) { m_copied.append(text); }};
     // A Wayland desktop that offers Cliphaven nothing it needs.

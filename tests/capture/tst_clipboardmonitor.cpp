@@ -60,6 +60,15 @@ private slots:
             << false << true;
         QTest::newRow("app without identifier")
             << false << false << App(RunningApplication{1, {}, 7, {}}) << true << true;
+        // Chosen from a desktop entry without StartupWMClass: its program's name, which this
+        // window carries as the instance part of WM_CLASS.
+        QTest::newRow("ignored by the other part of the window class")
+            << false << false
+            << App(RunningApplication{1,
+                                      QStringLiteral("TelegramDesktop"),
+                                      7,
+                                      QStringLiteral("telegram-desktop")})
+            << false << true;
     }
 
     void orderOfChecks()
@@ -70,7 +79,8 @@ private slots:
         QFETCH(bool, read);
         QFETCH(bool, asked);
 
-        r->prefs.setIgnoredApps({QStringLiteral("KeePassXC"), QString()});
+        r->prefs.setIgnoredApps(
+            {QStringLiteral("KeePassXC"), QString(), QStringLiteral("telegram-desktop")});
         r->prefs.setPaused(paused);
         r->monitor.setSuppressNextChange(suppress);
         r->workspace.frontmost = frontmost;

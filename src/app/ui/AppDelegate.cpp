@@ -8,6 +8,7 @@
 #include "app/OpenWindows.h"
 #include "app/SessionInfo.h"
 #include "app/CommandRunner.h"
+#include "app/SessionRestore.h"
 #include "app/ShortcutNames.h"
 #include "app/SingleInstance.h"
 #include "capture/CapturedImageText.h"
@@ -113,6 +114,7 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
     // overlay is a tool window kept off the taskbar (its hint is set before it is mapped).
     // No main menu: Qt's text fields have their editing shortcuts already.
     QApplication::setQuitOnLastWindowClosed(false);
+    optOutOfSessionRestore(*qApp);
     done(QStringLiteral("background utility"));
     qCInfo(lcStartup).noquote() << "session:" << m_platform.description();
     // Without the compositor there is nothing left to capture or serve: quit normally, so the
@@ -215,6 +217,7 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
     SparkleUpdater::shared().setInlineAlert(m_overlay->alert(), [this] {
         return m_overlay->isVisible() && !m_overlay->isHiding();
     });
+    m_moreMenu->setCanCheckForUpdates(SparkleUpdater::shared().canCheckForUpdates());
     m_moreMenu->onQuit = [] { QCoreApplication::quit(); };
     m_overlay->setTopRow(m_hotkeyCaps.get(), m_moreMenu.get());
     // Space previews the current item over the overlay, which stays while the preview has the
@@ -252,6 +255,7 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
         const QString failure = m_store.saveFailure();
         m_tray->setNotice(failure.isEmpty() ? QString() : StoreNotice::saveFailureText(failure));
     });
+    m_tray->setCanCheckForUpdates(SparkleUpdater::shared().canCheckForUpdates());
     done(m_tray->statusItem() ? QStringLiteral("tray icon: on") : QStringLiteral("tray icon: off"));
 
     // The global shortcut: Shift+Super+V unless the user chose another.
@@ -284,6 +288,15 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
             return std::nullopt;
         return m_shortcuts->getShortcut(ShortcutNames::toggleOverlay);
     });
+    // A refused shortcut shows on the overlay's caps, as soon as it is refused or won back.
+    const auto markRefused = [this] {
+        m_hotkeyCaps->setRefused(m_shortcuts->isRefused(ShortcutNames::toggleOverlay));
+    };
+    connect(m_shortcuts.get(),
+            &KeyboardShortcuts::Registry::registrationsChanged,
+            this,
+            markRefused);
+    markRefused();
     const auto shortcut = m_shortcuts->getShortcut(ShortcutNames::toggleOverlay);
     done(QStringLiteral("global shortcut: ")
          + (shortcut ? shortcut->description() : QStringLiteral("none")));

@@ -153,6 +153,13 @@ Pane {
                         Layout.fillWidth: true
                         text: "Open Cliphaven from your applications menu or use your shortcut to bring back the overlay."
                     }
+                    Caption {
+                        objectName: "noTrayNote"
+                        Layout.fillWidth: true
+                        visible: !view.model.trayAvailable
+                        text: "This desktop has no system tray, so the icon cannot show. Preferences stay in the overlay's … menu."
+                        color: "#c62828"
+                    }
                     SettingSwitch {
                         objectName: "launchAtLoginSwitch"
                         Layout.fillWidth: true
@@ -163,6 +170,12 @@ Pane {
                             // A write that failed leaves the switch as it really is.
                             checked = Qt.binding(() => view.autostart.enabled)
                         }
+                    }
+                    Caption {
+                        objectName: "notInstalledNote"
+                        Layout.fillWidth: true
+                        visible: !view.autostart.programInstalled
+                        text: "Launching at login starts “cliphaven” from your PATH: install Cliphaven for it to work."
                     }
                 }
 

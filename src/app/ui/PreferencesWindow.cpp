@@ -1,6 +1,7 @@
 #include "PreferencesWindow.h"
 
 #include "AppIconProvider.h"
+#include "KeyboardShortcuts/Registry.h"
 #include "app/AppPrefs.h"
 #include "app/ApplicationCatalog.h"
 #include "app/ApplicationChooserModel.h"
@@ -18,6 +19,7 @@
 #include <QQmlEngine>
 #include <QQuickWindow>
 #include <QScreen>
+#include <QSystemTrayIcon>
 
 #include <algorithm>
 
@@ -42,6 +44,7 @@ void PreferencesWindow::build()
 {
     auto catalog = std::make_shared<const ApplicationCatalog>();
     m_model = std::make_unique<PreferencesModel>(m_store);
+    m_model->setTrayAvailable(QSystemTrayIcon::isSystemTrayAvailable());
     m_recorder = std::make_unique<ShortcutRecorder>(m_shortcuts, ShortcutNames::toggleOverlay);
     m_ignoredApps = std::make_unique<IgnoredAppsModel>(m_prefs, catalog);
     m_chooser = std::make_unique<ApplicationChooserModel>(m_prefs, catalog, m_windows);
@@ -77,6 +80,12 @@ void PreferencesWindow::build()
 
 void PreferencesWindow::showPreferences()
 {
+    // The program that held the shortcut may have let go since: ask again, so what the window
+    // says is true now.
+    m_shortcuts.retryRefused();
+    // A panel with a tray may have started, or ended, since the last time.
+    if (m_model)
+        m_model->setTrayAvailable(QSystemTrayIcon::isSystemTrayAvailable());
     if (!m_window) {
         build();
     } else {

@@ -26,9 +26,9 @@ TrayIcon::TrayIcon(AppPrefs &prefs, QObject *parent)
     m_menu->addAction(QStringLiteral("Show Cliphaven"), this, &TrayIcon::toggleOverlayRequested);
     m_menu->addAction(QStringLiteral("Preferences…"), this, &TrayIcon::preferencesRequested);
     m_menu->addSeparator();
-    m_menu->addAction(QStringLiteral("Check for Updates…"),
-                      this,
-                      &TrayIcon::checkForUpdatesRequested);
+    m_checkForUpdates = m_menu->addAction(QStringLiteral("Check for Updates…"),
+                                          this,
+                                          &TrayIcon::checkForUpdatesRequested);
     m_menu->addAction(QStringLiteral("Quit Cliphaven"), this, &TrayIcon::quitRequested);
     applyMenuBarVisibility();
 }
@@ -75,6 +75,11 @@ void TrayIcon::setNotice(const QString &text)
             m_statusItem->showMessage(QStringLiteral("Cliphaven"), text, QSystemTrayIcon::Warning);
     }
     refreshStatusItemAppearance();
+}
+
+void TrayIcon::setCanCheckForUpdates(bool can)
+{
+    m_checkForUpdates->setVisible(can);
 }
 
 void TrayIcon::applyMenuBarVisibility()

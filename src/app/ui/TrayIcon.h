@@ -32,6 +32,8 @@ public:
     QMenu *menu() const { return m_menu.get(); }
     // The resource the icon shows now.
     QString iconPath() const;
+    // "Check for Updates…" is in the menu only where there is an update feed.
+    void setCanCheckForUpdates(bool can);
 
     // A problem the user must know of, shown at the top of the menu and in the tooltip, with a
     // warning on the icon, and announced once as a message when it appears; empty clears it.
@@ -50,6 +52,7 @@ private:
 
     AppPrefs &m_prefs;
     std::unique_ptr<QMenu> m_menu;
+    QAction *m_checkForUpdates = nullptr;
     std::unique_ptr<QSystemTrayIcon> m_statusItem;
     QAction *m_noticeAction = nullptr;
     QString m_notice;

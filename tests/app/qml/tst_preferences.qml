@@ -76,6 +76,20 @@ TestCase {
         // The shortcut shows as key caps, and Reset only away from the default.
         verify(shown.indexOf("Super") >= 0)
         verify(!findChild(view, "resetShortcutButton").visible)
+        // The launch-at-login entry finds the program it starts.
+        verify(!findChild(view, "notInstalledNote").visible)
+    }
+
+    // A desktop without a tray: the switch says why no icon shows, and where Preferences are.
+    function test_noTrayIsSaid() {
+        const view = createView()
+        const note = findChild(view, "noTrayNote")
+        verify(!note.visible)
+        testHelper.setTrayAvailable(false)
+        verify(note.visible)
+        verify(texts(view).indexOf("This desktop has no system tray, so the icon cannot show. Preferences stay in the overlay's … menu.") >= 0)
+        testHelper.setTrayAvailable(true)
+        verify(!note.visible)
     }
 
     function test_recorderRecordsACombination() {
