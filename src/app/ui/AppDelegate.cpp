@@ -317,9 +317,9 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
         };
         actions.put = [this](const ClipItem &item) {
             if (item.flavors)
-                m_pasteboard.writeFlavors(*item.flavors);
+                m_platform.pasteboard().writeFlavors(*item.flavors);
             else
-                m_pasteboard.writeString(item.text.value_or(QString()));
+                m_platform.pasteboard().writeString(item.text.value_or(QString()));
         };
         actions.setPaused = [](bool paused) { AppPrefs::shared().setPaused(paused); };
         return CommandRunner(m_store, std::move(actions)).run(arguments, input);

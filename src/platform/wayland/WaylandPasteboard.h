@@ -33,6 +33,9 @@ public:
     void cancelRead() override;
     void writeFlavors(const Flavors &flavors) override;
     void writeString(const QString &text) override;
+    // The primary selection is neither watched nor served here: a Shift+Insert paste on
+    // Wayland takes whatever text is selected.
+    void writePrimaryString(const QString &) override {}
 
     // The flavors a write offers: the item's own, and where it has text, the UTF-8 text under
     // the names Wayland and X11 programs ask for.
