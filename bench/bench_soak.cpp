@@ -23,7 +23,7 @@ namespace {
 constexpr int kBatch = 100;
 // The history holds 200 entries; from here on every copy pushes one out.
 constexpr int kSettledAfter = 600;
-constexpr double kAllowedGrowthMb = 12;
+constexpr double kAllowedGrowthMb = 8;
 
 qint64 residentKb(qint64 pid)
 {
