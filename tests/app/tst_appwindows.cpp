@@ -180,6 +180,8 @@ private slots:
         connect(&tray, &TrayIcon::quitRequested, this, [&] { asked << "quit"; });
         QStringList entries;
         for (QAction *action : tray.menu()->actions()) {
+            if (!action->isVisible())
+                continue;
             entries << (action->isSeparator() ? QStringLiteral("-") : action->text());
             action->trigger();
         }
@@ -190,6 +192,24 @@ private slots:
                               "Check for Updates…",
                               "Quit Cliphaven"}));
         QCOMPARE(asked, QStringList({"toggle", "preferences", "updates", "quit"}));
+    }
+
+    // A problem the user must know of heads the menu, disabled, and goes with the problem; the
+    // icon shows a warning meanwhile.
+    void noticeHeadsTheMenuWhileItLasts()
+    {
+        TestPrefs test;
+        TrayIcon tray(test.prefs);
+        const QString normalIcon = tray.iconPath();
+        tray.setNotice(QStringLiteral("History cannot be saved: the disk is full."));
+        QAction *first = tray.menu()->actions().constFirst();
+        QVERIFY(first->isVisible());
+        QVERIFY(!first->isEnabled());
+        QCOMPARE(first->text(), QStringLiteral("History cannot be saved: the disk is full."));
+        QVERIFY(tray.iconPath() != normalIcon);
+        tray.setNotice(QString());
+        QVERIFY(!tray.menu()->actions().constFirst()->isVisible());
+        QCOMPARE(tray.iconPath(), normalIcon);
     }
 
 private:
