@@ -144,6 +144,7 @@ void TileImageSource::setItemImages(QHash<QString, QByteArray> bytesById)
 {
     QMutexLocker lock(&m_mutex);
     m_itemImages = std::move(bytesById);
+    ++m_version;
 }
 
 void TileImageSource::setLinkImage(const QString &key, const QImage &image)
@@ -155,7 +156,26 @@ void TileImageSource::setLinkImage(const QString &key, const QImage &image)
 void TileImageSource::keepLinkImages(const QSet<QString> &keys)
 {
     QMutexLocker lock(&m_mutex);
-    m_linkImages.removeIf([&](const auto &it) { return !keys.contains(it.key()); });
+    if (m_linkImages.removeIf([&](const auto &it) { return !keys.contains(it.key()); }) > 0)
+        ++m_version;
+}
+
+quint64 TileImageSource::version() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_version;
+}
+
+bool TileImageSource::holds(const QString &imageId) const
+{
+    const QStringList parts = imageId.split(u'/');
+    if (parts.size() != 3)
+        return false;
+    QMutexLocker lock(&m_mutex);
+    if (parts[0] == u"item")
+        return m_itemImages.contains(parts[1]);
+    return parts[0] == u"link"
+           && m_linkImages.contains(QUrl::fromPercentEncoding(parts[1].toUtf8()));
 }
 
 QByteArray TileImageSource::itemImage(const QString &id) const
@@ -196,6 +216,16 @@ QImage TileImageProvider::render(const QString &id, const QSize &requestedSize)
                              + QString::number(requestedSize.height());
     {
         QMutexLocker lock(&m_cacheMutex);
+        // Tiles of clips the store no longer holds go as soon as the store has changed,
+        // rather than when the cache's bound pushes them out.
+        if (const quint64 version = m_source->version(); version != m_prunedVersion) {
+            m_prunedVersion = version;
+            const QList<QString> keys = m_cache.keys();
+            for (const QString &key : keys) {
+                if (!m_source->holds(key.left(key.lastIndexOf(u'@'))))
+                    m_cache.remove(key);
+            }
+        }
         if (const QImage *hit = m_cache.object(cacheKey))
             return *hit;
     }

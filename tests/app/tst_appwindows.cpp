@@ -301,6 +301,8 @@ private slots:
         connect(&tray, &TrayIcon::quitRequested, this, [&] { asked << "quit"; });
         QStringList entries;
         for (QAction *action : tray.menu()->actions()) {
+            if (!action->isVisible())
+                continue;
             entries << (action->isSeparator() ? QStringLiteral("-") : action->text());
             action->trigger();
         }
@@ -320,6 +322,24 @@ private slots:
                 shown << action->text();
         }
         QCOMPARE(shown, QStringList({"Show Cliphaven", "Preferences…", "Quit Cliphaven"}));
+    }
+
+    // A problem the user must know of heads the menu, disabled, and goes with the problem; the
+    // icon shows a warning meanwhile.
+    void noticeHeadsTheMenuWhileItLasts()
+    {
+        TestPrefs test;
+        TrayIcon tray(test.prefs);
+        const QString normalIcon = tray.iconPath();
+        tray.setNotice(QStringLiteral("History cannot be saved: the disk is full."));
+        QAction *first = tray.menu()->actions().constFirst();
+        QVERIFY(first->isVisible());
+        QVERIFY(!first->isEnabled());
+        QCOMPARE(first->text(), QStringLiteral("History cannot be saved: the disk is full."));
+        QVERIFY(tray.iconPath() != normalIcon);
+        tray.setNotice(QString());
+        QVERIFY(!tray.menu()->actions().constFirst()->isVisible());
+        QCOMPARE(tray.iconPath(), normalIcon);
     }
 
 private:

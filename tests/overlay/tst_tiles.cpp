@@ -393,6 +393,26 @@ private slots:
         QVERIFY(provider.cachedBytes() <= 100 * 1024);
     }
 
+    // Tiles of clips the store let go leave the cache with the next tile made, not when the
+    // bound pushes them out; so do link images of links no longer held.
+    void tilesOfClipsGoneLeaveTheCache()
+    {
+        const auto source = sourceOf(
+            {{"A", halvesPng(QSize(200, 200))}, {"B", halvesPng(QSize(200, 200))}});
+        source->setLinkImage(QStringLiteral("L"), QImage(50, 50, QImage::Format_RGB32));
+        TileImageProvider provider(source);
+        for (const char *id : {"item/A/12", "item/B/12", "link/L/12"})
+            QVERIFY(!provider.render(QString::fromLatin1(id), QSize(100, 100)).isNull());
+        const qsizetype oneTile = 100 * 100 * 4;
+        QCOMPARE(provider.cachedBytes(), 3 * oneTile);
+
+        source->setItemImages({{"B", halvesPng(QSize(200, 200))}});
+        source->keepLinkImages({});
+        QVERIFY(!provider.render(QStringLiteral("item/B/12"), QSize(100, 100)).isNull());
+        QCOMPARE(provider.cachedBytes(), oneTile);
+        QVERIFY(provider.render(QStringLiteral("link/L/12"), QSize(100, 100)).isNull());
+    }
+
     // Every response finishes: with the image, with an error, or cancelled.
     void responsesAlwaysFinish()
     {
