@@ -45,6 +45,12 @@ public:
     static inline const QString kPasteKeystrokesKey = QStringLiteral("CliphavenPasteKeystrokes");
     static inline const QString kAccessibilityPromptedKey = QStringLiteral(
         "CliphavenAccessibilityPrompted");
+    // The desktop portal's grant to type into other programs: the token that restores it
+    // without asking, and whether the user refused it.
+    static inline const QString kRemoteDesktopRestoreTokenKey = QStringLiteral(
+        "CliphavenRemoteDesktopRestoreToken");
+    static inline const QString kRemoteDesktopRefusedKey = QStringLiteral(
+        "CliphavenRemoteDesktopRefused");
 
     // Reads the five settings; writes nothing back.
     explicit AppPrefs(std::unique_ptr<QSettings> settings, QObject *parent = nullptr);

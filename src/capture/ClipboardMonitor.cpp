@@ -9,7 +9,14 @@
 #include <QBuffer>
 #include <QImage>
 #include <QImageWriter>
+#include <QLoggingCategory>
+#include <QStringDecoder>
 #include <QtConcurrent/QtConcurrentRun>
+
+// One line per recorded copy, so capture can be timed from outside: its kind, size, flavor
+// count and the time from the change to the item in the store; never the content.
+// QT_LOGGING_RULES="cliphaven.capture.debug=true" shows it.
+Q_LOGGING_CATEGORY(lcCapture, "cliphaven.capture", QtInfoMsg)
 
 namespace {
 
@@ -80,25 +87,28 @@ void ClipboardMonitor::poll()
     if (count == m_lastChange)
         return;
     m_lastChange = count;
+    m_changeClock.start();
     // Whatever is still being read belongs to an older change: the owner has moved on.
     ++m_serial;
     m_pasteboard.cancelRead();
+    m_currentRead = 0;
 
+    bool capture = true;
     if (m_suppressNextChange) {
         m_suppressNextChange = false;
-        return;
+        capture = false;
+    } else if (m_prefs.paused() || isFrontmostIgnored()) {
+        capture = false;
     }
-    if (m_prefs.paused())
-        return;
-    if (isFrontmostIgnored())
-        return;
-
-    if (m_settleMs) {
+    if (capture && m_settleMs) {
         // Every further change starts the wait again.
         m_settleTimer.start(m_settleMs);
-        return;
+        capture = false;
     }
-    read(m_serial, count);
+    if (capture)
+        read(m_serial, count);
+    else if (!m_textRequests.isEmpty())
+        read(std::nullopt, count);
 }
 
 void ClipboardMonitor::readSettled()
@@ -110,20 +120,44 @@ void ClipboardMonitor::readSettled()
     read(m_serial, m_lastChange);
 }
 
-void ClipboardMonitor::read(quint64 serial, qint64 change)
+void ClipboardMonitor::readText(std::function<void(const QString &)> completion)
 {
-    m_pasteboard.readFirstItem([this, serial, change](Flavors flavors) {
-        build(serial, change, std::move(flavors), m_pasteboard.lastReadOwner());
+    m_textRequests.append(std::move(completion));
+    if (!m_currentRead)
+        read(std::nullopt, m_lastChange);
+}
+
+void ClipboardMonitor::read(std::optional<quint64> captureSerial, qint64 change)
+{
+    const quint64 readId = ++m_lastReadId;
+    m_currentRead = readId;
+    m_pasteboard.readFirstItem([this, readId, captureSerial, change](Flavors flavors) {
+        if (readId != m_currentRead)
+            return;
+        m_currentRead = 0;
+        if (!m_textRequests.isEmpty()) {
+            const QString text = TextFlavors::plainText(flavors).value_or(QString());
+            for (const auto &completion : std::exchange(m_textRequests, {}))
+                completion(text);
+        }
+        if (captureSerial)
+            build(*captureSerial, change, std::move(flavors), m_pasteboard.lastReadOwner());
     });
 }
 
 bool ClipboardMonitor::isFrontmostIgnored() const
 {
     const std::optional<RunningApplication> app = m_workspace.frontmostApplication();
-    // Window classes and the program names that stand in for them when a desktop entry has no
-    // StartupWMClass differ in case ("XTerm", "xterm"), so the match ignores case.
-    return app && !app->identifier.isEmpty()
-           && m_prefs.ignoredApps().contains(app->identifier, Qt::CaseInsensitive);
+    if (!app)
+        return false;
+    // An application chosen from its desktop entry without StartupWMClass is stored by its
+    // program's name, which may be either part of WM_CLASS: "telegram-desktop" is the instance
+    // of the class "TelegramDesktop". The parts also differ in case ("xterm", "XTerm").
+    const QStringList ignored = m_prefs.ignoredApps();
+    const auto isIgnored = [&](const QString &name) {
+        return !name.isEmpty() && ignored.contains(name, Qt::CaseInsensitive);
+    };
+    return isIgnored(app->identifier) || isIgnored(app->instanceName);
 }
 
 void ClipboardMonitor::build(quint64 serial, qint64 change, Flavors flavors, const QString &owner)
@@ -171,6 +205,17 @@ void ClipboardMonitor::deliver(quint64 serial,
     m_transientUntil.setRemainingTime(kTransientCopyMs);
     m_sounds.copy();
     emit onNew(*item);
+    // The receivers have stored the item by now (direct connections).
+    if (lcCapture().isDebugEnabled()) {
+        const qsizetype bytes = item->kind == ClipKind::Image
+                                    ? item->imageData.value_or(QByteArray()).size()
+                                    : item->text.value_or(QString()).toUtf8().size();
+        qCDebug(lcCapture).noquote() << QStringLiteral("captured %1, %2 bytes, %3 flavors, %4 ms")
+                                            .arg(clipKindRawValue(item->kind))
+                                            .arg(bytes)
+                                            .arg(item->flavors ? item->flavors->size() : 0)
+                                            .arg(m_changeClock.nsecsElapsed() / 1e6, 0, 'f', 1);
+    }
 }
 
 void ClipboardMonitor::keepAlive(qint64 lostChange)

@@ -3,10 +3,12 @@
 #include "model/ClipItem.h"
 
 #include <QDeadlineTimer>
+#include <QElapsedTimer>
 #include <QObject>
 #include <QThreadPool>
 #include <QTimer>
 
+#include <functional>
 #include <optional>
 
 class AppPrefs;
@@ -63,6 +65,11 @@ public:
     // One check of the clipboard: the step the timer and change events drive.
     void poll();
 
+    // The clipboard's text (empty when it has none), for pasting into Cliphaven's own text
+    // fields: read off the main thread like a capture, and sharing the capture's read, so
+    // neither cancels the other. The completion runs later on the main thread.
+    void readText(std::function<void(const QString &)> completion);
+
     qint64 lastChange() const { return m_lastChange; }
     // Set by the paste-back right before it writes, so that its own write is not captured.
     bool suppressNextChange() const { return m_suppressNextChange; }
@@ -88,7 +95,8 @@ signals:
 
 private:
     bool isFrontmostIgnored() const;
-    void read(quint64 serial, qint64 change);
+    // Reads the clipboard for the waiting text requests and, given a serial, for a capture.
+    void read(std::optional<quint64> captureSerial, qint64 change);
     void readSettled();
     void build(quint64 serial, qint64 change, Flavors flavors, const QString &owner);
     void deliver(quint64 serial,
@@ -115,8 +123,14 @@ private:
     // Runs while a selection settles; 0 settle time for the clipboard.
     int m_settleMs = 0;
     QTimer m_settleTimer;
+    // Since the newest change was seen.
+    QElapsedTimer m_changeClock;
     // Moves with every change seen; work started for an older value is dropped.
     quint64 m_serial = 0;
     // Decoding and re-encoding a large image takes long; it never runs on the main thread.
     QThreadPool m_builders;
+    // The read in progress (0: none); an older one's result is not used.
+    quint64 m_currentRead = 0;
+    quint64 m_lastReadId = 0;
+    QList<std::function<void(const QString &)>> m_textRequests;
 };

@@ -12,13 +12,13 @@
 
 namespace {
 
-void showAlert()
+void showAlert(bool onWayland)
 {
     QMessageBox box;
     box.setWindowTitle(QStringLiteral("Cliphaven"));
     box.setIcon(QMessageBox::Information);
     box.setText(Paster::alertMessage());
-    box.setInformativeText(Paster::alertInformativeText());
+    box.setInformativeText(Paster::alertInformativeText(onWayland));
     box.setStandardButtons(QMessageBox::Ok);
     box.exec();
 }
@@ -30,8 +30,14 @@ QString Paster::alertMessage()
     return QStringLiteral("Cliphaven cannot paste into other apps here");
 }
 
-QString Paster::alertInformativeText()
+QString Paster::alertInformativeText(bool onWayland)
 {
+    if (onWayland) {
+        return QStringLiteral(
+            "Cliphaven pastes by typing Ctrl+V into the app you were using, and this Wayland "
+            "desktop does not let one app type into another. Until then, the item you pick is put "
+            "on your clipboard — press Ctrl+V to paste it manually.");
+    }
     return QStringLiteral(
         "Cliphaven pastes by typing Ctrl+V into the app you were using, which needs an X11 "
         "session whose X server offers the XTest extension; this session has none. Until then, "
@@ -52,7 +58,7 @@ Paster::Paster(Pasteboard &pasteboard,
     , m_keys(keys)
     , m_sounds(sounds)
     , m_prefs(prefs)
-    , m_presentAlert(showAlert)
+    , m_presentAlert([this] { showAlert(m_onWayland); })
 {}
 
 void Paster::paste(const ClipItem &item,
@@ -93,6 +99,12 @@ std::optional<QString> Paster::plainText(const ClipItem &item)
     if (item.kind == ClipKind::Text && item.text)
         return item.text;
     return std::nullopt;
+}
+
+void Paster::copy(const ClipItem &item, ClipboardMonitor &monitor)
+{
+    monitor.setSuppressNextChange(true);
+    write(item);
 }
 
 bool Paster::promptIfUntrusted()

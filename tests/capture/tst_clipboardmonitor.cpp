@@ -4,6 +4,8 @@
 #include "fakes/FakePasteboard.h"
 #include "fakes/FakeWorkspace.h"
 
+#include <QLoggingCategory>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -58,6 +60,15 @@ private slots:
             << false << true;
         QTest::newRow("app without identifier")
             << false << false << App(RunningApplication{1, {}, 7, {}}) << true << true;
+        // Chosen from a desktop entry without StartupWMClass: its program's name, which this
+        // window carries as the instance part of WM_CLASS.
+        QTest::newRow("ignored by the other part of the window class")
+            << false << false
+            << App(RunningApplication{1,
+                                      QStringLiteral("TelegramDesktop"),
+                                      7,
+                                      QStringLiteral("telegram-desktop")})
+            << false << true;
     }
 
     void orderOfChecks()
@@ -68,7 +79,8 @@ private slots:
         QFETCH(bool, read);
         QFETCH(bool, asked);
 
-        r->prefs.setIgnoredApps({QStringLiteral("KeePassXC"), QString()});
+        r->prefs.setIgnoredApps(
+            {QStringLiteral("KeePassXC"), QString(), QStringLiteral("telegram-desktop")});
         r->prefs.setPaused(paused);
         r->monitor.setSuppressNextChange(suppress);
         r->workspace.frontmost = frontmost;
@@ -110,6 +122,33 @@ private slots:
         QCOMPARE(r->pastePlays, 0);
     }
 
+    // One line per recorded copy under cliphaven.capture, with its figures but never its content.
+    void captureLogLine()
+    {
+        static QStringList lines;
+        lines.clear();
+        QLoggingCategory::setFilterRules(QStringLiteral("cliphaven.capture.debug=true"));
+        const QtMessageHandler previous = qInstallMessageHandler(
+            [](QtMsgType, const QMessageLogContext &context, const QString &message) {
+                if (QByteArray(context.category) == "cliphaven.capture")
+                    lines.append(message);
+            });
+        r->pasteboard.copy({{QStringLiteral("UTF8_STRING"), "secret words"},
+                            {QStringLiteral("text/html"), "<b>secret words</b>"}});
+        r->monitor.poll();
+        r->pasteboard.completeLastRead();
+        QTRY_COMPARE_WITH_TIMEOUT(r->delivered.size(), 1, 5000);
+        qInstallMessageHandler(previous);
+        QLoggingCategory::setFilterRules(QString());
+
+        QCOMPARE(lines.size(), 1);
+        QVERIFY2(QRegularExpression(
+                     QStringLiteral("^captured text, 12 bytes, 2 flavors, [0-9.]+ ms$"))
+                     .match(lines[0])
+                     .hasMatch(),
+                 qPrintable(lines[0]));
+    }
+
     void moveOfTheChangeCountPollsAtOnce()
     {
         r->monitor.start();
@@ -139,6 +178,45 @@ private slots:
         QCOMPARE(r->delivered.size(), 1);
         QCOMPARE(r->delivered.at(0).at(0).value<ClipItem>().text, QStringLiteral("second"));
         QCOMPARE(r->copyPlays, 1);
+    }
+
+    // Pasting into Cliphaven's own fields reads through the monitor: one read serves both a
+    // capture and the paste, and a change in between moves the paste to the newer content.
+    void textForAFieldSharesTheCaptureRead()
+    {
+        QStringList pasted;
+        const auto paste = [&](const QString &text) { pasted.append(text); };
+
+        // Idle: a read of its own, and no capture from it.
+        r->pasteboard.copy(textFlavors(QStringLiteral("seen at start")));
+        r->monitor.poll();
+        r->pasteboard.completeLastRead();
+        QTRY_COMPARE_WITH_TIMEOUT(r->delivered.size(), 1, 5000);
+        r->monitor.readText(paste);
+        QCOMPARE(r->pasteboard.readCount(), 2);
+        r->pasteboard.completeLastRead();
+        QCOMPARE(pasted, QStringList{"seen at start"});
+
+        // During a capture's read: no second read, both answered by the one.
+        r->pasteboard.copy(textFlavors(QStringLiteral("copied")));
+        r->monitor.poll();
+        r->monitor.readText(paste);
+        QCOMPARE(r->pasteboard.readCount(), 3);
+        r->pasteboard.completeLastRead();
+        QCOMPARE(pasted, (QStringList{"seen at start", "copied"}));
+        QTRY_COMPARE_WITH_TIMEOUT(r->delivered.size(), 2, 5000);
+
+        // Paused, a change while the paste's read runs: read again, the newer text pasted once.
+        r->prefs.setPaused(true);
+        r->monitor.readText(paste);
+        r->pasteboard.copy(textFlavors(QStringLiteral("newer")));
+        r->monitor.poll();
+        QCOMPARE(r->pasteboard.readCount(), 5);
+        r->pasteboard.completeRead(3, textFlavors(QStringLiteral("older")));
+        r->pasteboard.completeLastRead();
+        QCOMPARE(pasted, (QStringList{"seen at start", "copied", "newer"}));
+        QTest::qWait(50);
+        QCOMPARE(r->delivered.size(), 2);
     }
 
     void changeSkippedDuringReadStillDropsTheOlderRead()

@@ -85,7 +85,8 @@ std::optional<RunningApplication> X11Workspace::frontmostApplication()
     RunningApplication app;
     app.window = window;
     if (wmClass && wmClass->format == 8) {
-        // "instance\0class\0": the class names the application.
+        // "instance\0class\0": the class names the application, and the instance is often its
+        // program's name.
         const QByteArray value(static_cast<const char *>(xcb_get_property_value(wmClass.get())),
                                xcb_get_property_value_length(wmClass.get()));
         const QList<QByteArray> parts = value.split('\0');

@@ -76,6 +76,20 @@ TestCase {
         // The shortcut shows as key caps, and Reset only away from the default.
         verify(shown.indexOf("Super") >= 0)
         verify(!findChild(view, "resetShortcutButton").visible)
+        // The launch-at-login entry finds the program it starts.
+        verify(!findChild(view, "notInstalledNote").visible)
+    }
+
+    // A desktop without a tray: the switch says why no icon shows, and where Preferences are.
+    function test_noTrayIsSaid() {
+        const view = createView()
+        const note = findChild(view, "noTrayNote")
+        verify(!note.visible)
+        testHelper.setTrayAvailable(false)
+        verify(note.visible)
+        verify(texts(view).indexOf("This desktop has no system tray, so the icon cannot show. Preferences stay in the overlay's … menu.") >= 0)
+        testHelper.setTrayAvailable(true)
+        verify(!note.visible)
     }
 
     function test_recorderRecordsACombination() {
@@ -266,6 +280,41 @@ TestCase {
         compare(testPrefs[data.property], !data.initially)
         testPrefs[data.property] = data.initially
         compare(toggle.checked, data.initially)
+    }
+
+    // What the session lacks is said where it matters, and only there.
+    function test_sessionNotes_data() {
+        return [
+            { tag: "X11: no notes", session: x11Session, notes: false },
+            { tag: "bare Wayland: every note", session: bareWaylandSession, notes: true },
+        ]
+    }
+
+    function test_sessionNotes(data) {
+        const view = createView()
+        view.session = data.session
+        for (const name of ["toggleCommandField", "copyToggleCommandButton", "captureNotice",
+                            "ignoreListNotice"]) {
+            const item = findChild(view, name)
+            verify(item, name)
+            // The field and button sit in the note's row: visible only as far as the note is.
+            compare(item.visible, data.notes, name)
+        }
+        compare(findChild(view, "aboutLine").text, data.session.aboutLine)
+        verify(findChild(view, "aboutLine").text.startsWith("Cliphaven "))
+    }
+
+    function test_copyButtonCopiesTheExactCommand() {
+        const view = createView()
+        view.session = bareWaylandSession
+        compare(findChild(view, "toggleCommandField").text, "cliphaven --toggle")
+        const button = findChild(view, "copyToggleCommandButton")
+        tryVerify(() => button.width > 0 && button.height > 0)
+        waitForRendering(view)
+        const before = testHelper.copiedTexts().length
+        mouseClick(button)
+        compare(testHelper.copiedTexts().length, before + 1)
+        compare(testHelper.copiedTexts()[before], "cliphaven --toggle")
     }
 }
 }
