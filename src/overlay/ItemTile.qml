@@ -123,7 +123,7 @@ Item {
                 case "image": return imageContent
                 case "color": return colorContent
                 case "link": return linkContent
-                default: return textContent
+                default: return cell.code ? codeContent : textContent
                 }
             }
         }
@@ -245,10 +245,26 @@ Item {
             text: cell.excerpt
             textFormat: Text.PlainText
             color: Theme.textPrimary
-            font.family: cell.code ? Theme.monospace : Theme.fontFamily
-            font.pixelSize: cell.code ? 11.5 : 12
+            font.pixelSize: 12
             lineHeight: 1.12
             wrapMode: Text.Wrap
+            elide: Text.ElideRight
+            verticalAlignment: Text.AlignTop
+            horizontalAlignment: Text.AlignLeft
+        }
+    }
+
+    // Code keeps its columns: a monospace face, a little smaller.
+    Component {
+        id: codeContent
+        Text {
+            text: cell.excerpt
+            textFormat: Text.PlainText
+            color: Theme.textPrimary
+            font.family: Theme.monospace
+            font.pixelSize: 11
+            lineHeight: 1.12
+            wrapMode: Text.WrapAtWordBoundaryOrAnywhere
             elide: Text.ElideRight
             verticalAlignment: Text.AlignTop
             horizontalAlignment: Text.AlignLeft
