@@ -68,17 +68,21 @@ Item {
 
     // The current tile when it is not selected (on opening, after a search), and the tiles an
     // open context menu acts on: a ring around it, open, so the eye finds what Return pastes.
-    Rectangle {
+    // Made only for the one tile that shows it: tiles are made as the grid scrolls.
+    Loader {
         objectName: "currentRing"
-        visible: (cell.current && !cell.selected) || cell.menuTarget
+        active: (cell.current && !cell.selected) || cell.menuTarget
+        visible: active
         x: face.x - 4
         y: face.y - 4
         width: face.width + 8
         height: face.height + 8
-        radius: Theme.tileRadius + 4
-        color: "transparent"
-        border.width: 2
-        border.color: cell.menuTarget ? "white" : Theme.withAlpha(Theme.accent, 0.85)
+        sourceComponent: Rectangle {
+            radius: Theme.tileRadius + 4
+            color: "transparent"
+            border.width: 2
+            border.color: cell.menuTarget ? "white" : Theme.withAlpha(Theme.accent, 0.85)
+        }
     }
 
     // Selected, the face grows by 3 % about its centre. It is laid out larger in whole pixels
