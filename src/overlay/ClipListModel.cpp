@@ -214,18 +214,29 @@ ClipListModel::Row ClipListModel::makeRow(const ClipItem &item, bool selected)
 void ClipListModel::publishImages()
 {
     // Every image the store holds, not only the filtered ones: a tile that a query is taking
-    // away may still be loading. The bytes are shared with the store, not copied.
+    // away may still be loading. The bytes are shared with the store, not copied. Link
+    // previews of links no longer held anywhere are let go.
     QHash<QString, QByteArray> bytes;
-    const auto add = [&bytes](const QList<ClipItem> &items) {
+    QSet<QString> linkKeys;
+    QSet<QString> linkTokens;
+    const auto add = [&](const QList<ClipItem> &items) {
         for (const ClipItem &item : items) {
-            if (item.kind == ClipKind::Image && item.imageData)
+            if (item.kind == ClipKind::Image && item.imageData) {
                 bytes.insert(idString(item.id), *item.imageData);
+            } else if (m_links && presentation(item) == Presentation::Link) {
+                const QUrl url = item.detectedURL().value_or(QUrl());
+                linkKeys.insert(LinkPreviewCache::key(url));
+                linkTokens.insert(linkImageToken(url));
+            }
         }
     };
     add(m_store.history());
     for (const Category &category : m_store.categories())
         add(category.items);
     m_images->setItemImages(std::move(bytes));
+    m_images->keepLinkImages(linkTokens);
+    if (m_links)
+        m_links->keepOnly(linkKeys);
 }
 
 void ClipListModel::reset()

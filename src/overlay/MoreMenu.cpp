@@ -17,6 +17,14 @@ bool MoreMenu::paused() const
     return m_prefs.paused();
 }
 
+void MoreMenu::setCanCheckForUpdates(bool can)
+{
+    if (can == m_canCheckForUpdates)
+        return;
+    m_canCheckForUpdates = can;
+    emit canCheckForUpdatesChanged();
+}
+
 void MoreMenu::togglePause()
 {
     if (m_prefs.paused() || m_prefs.seenPauseExplainer()) {

@@ -16,6 +16,8 @@ class MoreMenu : public QObject
     QML_ELEMENT
     QML_UNCREATABLE("The application owns the overflow menu's actions.")
     Q_PROPERTY(bool paused READ paused NOTIFY pausedChanged)
+    Q_PROPERTY(bool canCheckForUpdates READ canCheckForUpdates WRITE setCanCheckForUpdates NOTIFY
+                   canCheckForUpdatesChanged)
 
 public:
     static inline const QString kExplainerMessage = QStringLiteral("Pause clipboard capturing");
@@ -36,6 +38,9 @@ public:
     std::function<void()> onQuit;
 
     bool paused() const;
+    // Whether "Check for Updates…" is offered: not in a build without an update feed.
+    bool canCheckForUpdates() const { return m_canCheckForUpdates; }
+    void setCanCheckForUpdates(bool can);
 
     Q_INVOKABLE void togglePause();
     Q_INVOKABLE void showPreferences();
@@ -44,7 +49,9 @@ public:
 
 signals:
     void pausedChanged();
+    void canCheckForUpdatesChanged();
 
 private:
     AppPrefs &m_prefs;
+    bool m_canCheckForUpdates = true;
 };

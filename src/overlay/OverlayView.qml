@@ -12,6 +12,7 @@ Item {
     // The top row's key caps and overflow menu; left out when not given.
     property HotkeyCaps hotkeyCaps: null
     property MoreMenu moreMenu: null
+    property StoreNotice storeNotice: null
     // Questions and messages shown over the card; none when not given.
     property OverlayAlert alert: null
 
@@ -159,6 +160,11 @@ Item {
                     query: visible ? root.overlayState.query : ""
                     anchors.centerIn: grid
                     visible: root.controller.model.count === 0
+                }
+
+                StoreNoticeBar {
+                    notice: root.storeNotice
+                    anchors { left: parent.left; right: parent.right; bottom: parent.bottom; margins: 14 }
                 }
             }
 

@@ -10,6 +10,7 @@
 #include "OverlayState.h"
 #include "SidebarController.h"
 #include "SoftShadow.h"
+#include "StoreNotice.h"
 #include "TileImageProvider.h"
 
 #include <QEasingCurve>
@@ -67,6 +68,7 @@ OverlayWindow::OverlayWindow(Store &store,
     , m_model(new ClipListModel(store, state, m_images, links, this))
     , m_grid(new GridController(store, state, *m_model, this))
     , m_sidebar(new SidebarController(store, state, this))
+    , m_storeNotice(new StoreNotice(store, this))
     , m_alert(new OverlayAlert(this))
     , m_keys(state, store)
     , m_appearance(new QPropertyAnimation(&state, "appearance", this))
@@ -216,6 +218,8 @@ void OverlayWindow::build()
                                   properties,
                                   prepare);
     view->installEventFilter(this);
+    if (QQuickItem *root = view->rootObject())
+        root->setProperty("storeNotice", QVariant::fromValue(m_storeNotice));
     connect(view, &QWindow::activeChanged, this, &OverlayWindow::activeChanged);
     // The native window and the shadow images now, so the first show only has to map it.
     view->create();

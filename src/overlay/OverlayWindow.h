@@ -25,6 +25,7 @@ class QScreen;
 class QWindow;
 class SidebarController;
 class Store;
+class StoreNotice;
 class TileImageSource;
 
 // The overlay panel: a frameless, translucent, always-on-top tool window that stays out of the
@@ -96,6 +97,7 @@ public:
     ClipListModel *model() const { return m_model; }
     GridController *grid() const { return m_grid; }
     SidebarController *sidebar() const { return m_sidebar; }
+    StoreNotice *storeNotice() const { return m_storeNotice; }
     // Questions and messages shown inside the card.
     OverlayAlert *alert() const { return m_alert; }
 
@@ -114,6 +116,7 @@ private:
     ClipListModel *m_model;
     GridController *m_grid;
     SidebarController *m_sidebar;
+    StoreNotice *m_storeNotice;
     OverlayAlert *m_alert;
     KeyControl m_keys;
     QPropertyAnimation *m_appearance;

@@ -152,6 +152,12 @@ void TileImageSource::setLinkImage(const QString &key, const QImage &image)
     m_linkImages.insert(key, image);
 }
 
+void TileImageSource::keepLinkImages(const QSet<QString> &keys)
+{
+    QMutexLocker lock(&m_mutex);
+    m_linkImages.removeIf([&](const auto &it) { return !keys.contains(it.key()); });
+}
+
 QByteArray TileImageSource::itemImage(const QString &id) const
 {
     QMutexLocker lock(&m_mutex);

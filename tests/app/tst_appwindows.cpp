@@ -311,6 +311,15 @@ private slots:
                               "Check for Updates…",
                               "Quit Cliphaven"}));
         QCOMPARE(asked, QStringList({"toggle", "preferences", "updates", "quit"}));
+
+        // A build without an update feed does not offer what cannot work.
+        tray.setCanCheckForUpdates(false);
+        QStringList shown;
+        for (QAction *action : tray.menu()->actions()) {
+            if (action->isVisible() && !action->isSeparator())
+                shown << action->text();
+        }
+        QCOMPARE(shown, QStringList({"Show Cliphaven", "Preferences…", "Quit Cliphaven"}));
     }
 
 private:

@@ -1,5 +1,8 @@
 #include "common/Images.h"
 #include "common/OverlayRig.h"
+#include "common/TestPrefs.h"
+#include "overlay/HotkeyCaps.h"
+#include "overlay/MoreMenu.h"
 #include "overlay/OverlayWindow.h"
 #include "overlay/PreviewWindow.h"
 #include "overlay/QuickLookController.h"
@@ -329,6 +332,56 @@ private slots:
         QCOMPARE(f.state.selectionAnchor(), 4);
         QTest::keyClick(window, Qt::Key_Return);
         QCOMPARE(f.picked, QStringList{"4"});
+    }
+
+    // The top row says what does not work: a shortcut another program holds is struck through
+    // on its caps, and a build without an update feed offers no update check.
+    void topRowShowsWhatDoesNotWork()
+    {
+        Fixture f;
+        TestPrefs test;
+        HotkeyCaps caps;
+        caps.setSource([] {
+            return KeyboardShortcuts::Shortcut(KeyboardShortcuts::Key::v,
+                                               KeyboardShortcuts::ModifierFlag::shift
+                                                   | KeyboardShortcuts::ModifierFlag::command);
+        });
+        MoreMenu menu(test.prefs);
+        menu.setCanCheckForUpdates(false);
+        f.overlay.setTopRow(&caps, &menu);
+        f.showAndWait();
+        QQuickWindow *window = f.overlay.window();
+
+        const auto capItems = [&] {
+            QList<QQuickItem *> found;
+            QList<QQuickItem *> pending{window->contentItem()};
+            while (!pending.isEmpty()) {
+                QQuickItem *item = pending.takeFirst();
+                if (item->property("label").isValid() && item->property("refused").isValid())
+                    found.append(item);
+                pending.append(item->childItems());
+            }
+            return found;
+        };
+        QCOMPARE(capItems().size(), 3);
+        for (QQuickItem *cap : capItems())
+            QVERIFY(!cap->property("refused").toBool());
+        caps.setRefused(true);
+        for (QQuickItem *cap : capItems())
+            QVERIFY(cap->property("refused").toBool());
+
+        auto *button = window->contentItem()->findChild<QQuickItem *>(u"moreButton"_s);
+        QVERIFY(button);
+        QVERIFY(QMetaObject::invokeMethod(button, "openMenu"));
+        QQuickItem *entry = nullptr;
+        QTRY_VERIFY_WITH_TIMEOUT((entry = window->contentItem()->findChild<QQuickItem *>(
+                                      u"checkForUpdatesEntry"_s)),
+                                 5000);
+        QVERIFY(!entry->isVisible());
+        QCOMPARE(entry->height(), 0.0);
+        menu.setCanCheckForUpdates(true);
+        QVERIFY(entry->isVisible());
+        QVERIFY(entry->height() > 0);
     }
 
     void typingStartsASearchThatTheFieldTakesOver()

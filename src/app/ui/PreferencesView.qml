@@ -12,7 +12,12 @@ Pane {
     required property QtObject recorder
     required property QtObject ignoredApps
     required property QtObject chooser
+    required property QtObject pasteKeystrokes
     required property QtObject autostart
+    // What the desktop session lacks, and the about line; none in tests that do not set it.
+    property QtObject session: null
+    property QtObject desktopShortcut: null
+    property QtObject remotePaste: null
 
     readonly property color secondaryText: Qt.rgba(palette.windowText.r, palette.windowText.g, palette.windowText.b, 0.7)
     // The height that shows every section without scrolling.
@@ -106,6 +111,10 @@ Pane {
                         Layout.fillWidth: true
                         text: "Requires at least one modifier key (Ctrl, Alt, Shift, Super)."
                     }
+                    ShortcutCommandNote {
+                        Layout.fillWidth: true
+                        session: view.session
+                    }
                     Caption {
                         objectName: "shortcutProblem"
                         Layout.fillWidth: true
@@ -113,9 +122,18 @@ Pane {
                         text: view.recorder.problem
                         color: "#c62828"
                     }
+                    DesktopShortcutCaption {
+                        Layout.fillWidth: true
+                        desktopShortcut: view.desktopShortcut
+                    }
                 }
 
                 Divider {}
+
+                RemotePastingRow {
+                    Layout.fillWidth: true
+                    remotePaste: view.remotePaste
+                }
 
                 // 2. The panel icon, and starting with the session.
                 ColumnLayout {
@@ -135,6 +153,13 @@ Pane {
                         Layout.fillWidth: true
                         text: "Open Cliphaven from your applications menu or use your shortcut to bring back the overlay."
                     }
+                    Caption {
+                        objectName: "noTrayNote"
+                        Layout.fillWidth: true
+                        visible: !view.model.trayAvailable
+                        text: "This desktop has no system tray, so the icon cannot show. Preferences stay in the overlay's … menu."
+                        color: "#c62828"
+                    }
                     SettingSwitch {
                         objectName: "launchAtLoginSwitch"
                         Layout.fillWidth: true
@@ -145,6 +170,12 @@ Pane {
                             // A write that failed leaves the switch as it really is.
                             checked = Qt.binding(() => view.autostart.enabled)
                         }
+                    }
+                    Caption {
+                        objectName: "notInstalledNote"
+                        Layout.fillWidth: true
+                        visible: !view.autostart.programInstalled
+                        text: "Launching at login starts “cliphaven” from your PATH: install Cliphaven for it to work."
                     }
                 }
 
@@ -179,6 +210,12 @@ Pane {
                     SectionTitle {
                         text: "History"
                     }
+                    SessionNotice {
+                        objectName: "captureNotice"
+                        Layout.fillWidth: true
+                        visible: view.session !== null && !view.session.capturesClipboard
+                        text: "Capturing needs the data-control protocol, which this desktop does not offer: copies are not recorded here."
+                    }
                     RowLayout {
                         Layout.fillWidth: true
                         Label {
@@ -200,6 +237,9 @@ Pane {
                     Caption {
                         Layout.fillWidth: true
                         text: "Saved categories are not affected."
+                    }
+                    CaptureSwitches {
+                        prefs: view.prefs
                     }
                 }
 
@@ -236,6 +276,12 @@ Pane {
                         Layout.fillWidth: true
                         text: "Cliphaven will not capture clipboard activity while these apps are frontmost."
                     }
+                    SessionNotice {
+                        objectName: "ignoreListNotice"
+                        Layout.fillWidth: true
+                        visible: view.session !== null && !view.session.ignoreListApplies
+                        text: "The ignore list cannot apply on this desktop: it does not tell Cliphaven which application is in front. Copies that password managers mark as secret are still skipped."
+                    }
                     RowLayout {
                         objectName: "noIgnoredApps"
                         Layout.topMargin: 4
@@ -262,6 +308,20 @@ Pane {
                             }
                         }
                     }
+                }
+
+                Divider {}
+
+                PasteKeystrokesSection {
+                    keystrokes: view.pasteKeystrokes
+                    chooser: view.chooser
+                }
+
+                Caption {
+                    objectName: "aboutLine"
+                    Layout.fillWidth: true
+                    visible: view.session !== null
+                    text: view.session ? view.session.aboutLine : ""
                 }
             }
         }

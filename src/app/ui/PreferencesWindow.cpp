@@ -1,12 +1,14 @@
 #include "PreferencesWindow.h"
 
 #include "AppIconProvider.h"
+#include "KeyboardShortcuts/Registry.h"
 #include "app/AppPrefs.h"
 #include "app/ApplicationCatalog.h"
 #include "app/ApplicationChooserModel.h"
 #include "app/AutostartEntry.h"
 #include "app/DesktopColorScheme.h"
 #include "app/IgnoredAppsModel.h"
+#include "app/PasteKeystrokesModel.h"
 #include "app/PreferencesModel.h"
 #include "app/ShortcutNames.h"
 #include "app/ShortcutRecorder.h"
@@ -17,6 +19,7 @@
 #include <QQmlEngine>
 #include <QQuickWindow>
 #include <QScreen>
+#include <QSystemTrayIcon>
 
 #include <algorithm>
 
@@ -41,9 +44,11 @@ void PreferencesWindow::build()
 {
     auto catalog = std::make_shared<const ApplicationCatalog>();
     m_model = std::make_unique<PreferencesModel>(m_store);
+    m_model->setTrayAvailable(QSystemTrayIcon::isSystemTrayAvailable());
     m_recorder = std::make_unique<ShortcutRecorder>(m_shortcuts, ShortcutNames::toggleOverlay);
     m_ignoredApps = std::make_unique<IgnoredAppsModel>(m_prefs, catalog);
     m_chooser = std::make_unique<ApplicationChooserModel>(m_prefs, catalog, m_windows);
+    m_pasteKeystrokes = std::make_unique<PasteKeystrokesModel>(m_prefs, catalog);
     m_autostart = std::make_unique<AutostartEntry>();
 
     m_engine = std::make_unique<QQmlEngine>();
@@ -57,7 +62,11 @@ void PreferencesWindow::build()
         {QStringLiteral("recorder"), QVariant::fromValue<QObject *>(m_recorder.get())},
         {QStringLiteral("ignoredApps"), QVariant::fromValue<QObject *>(m_ignoredApps.get())},
         {QStringLiteral("chooser"), QVariant::fromValue<QObject *>(m_chooser.get())},
+        {QStringLiteral("pasteKeystrokes"), QVariant::fromValue<QObject *>(m_pasteKeystrokes.get())},
         {QStringLiteral("autostart"), QVariant::fromValue<QObject *>(m_autostart.get())},
+        {QStringLiteral("session"), QVariant::fromValue<QObject *>(m_session)},
+        {QStringLiteral("desktopShortcut"), QVariant::fromValue(m_desktopShortcut)},
+        {QStringLiteral("remotePaste"), QVariant::fromValue(m_remotePaste)},
     });
     m_window = qobject_cast<QQuickWindow *>(root);
     if (!m_window)
@@ -71,6 +80,12 @@ void PreferencesWindow::build()
 
 void PreferencesWindow::showPreferences()
 {
+    // The program that held the shortcut may have let go since: ask again, so what the window
+    // says is true now.
+    m_shortcuts.retryRefused();
+    // A panel with a tray may have started, or ended, since the last time.
+    if (m_model)
+        m_model->setTrayAvailable(QSystemTrayIcon::isSystemTrayAvailable());
     if (!m_window) {
         build();
     } else {
@@ -78,6 +93,7 @@ void PreferencesWindow::showPreferences()
         auto catalog = std::make_shared<const ApplicationCatalog>();
         m_ignoredApps->setCatalog(catalog);
         m_chooser->refresh(catalog);
+        m_pasteKeystrokes->setCatalog(catalog);
         m_recorder->reload();
     }
     if (!m_window->isVisible()) {

@@ -12,7 +12,11 @@ ApplicationWindow {
     required property QtObject recorder
     required property QtObject ignoredApps
     required property QtObject chooser
+    required property QtObject pasteKeystrokes
     required property QtObject autostart
+    property QtObject session: null
+    property QtObject desktopShortcut: null
+    property QtObject remotePaste: null
     // Set by the owner from the desktop's colour scheme.
     property bool dark: true
     // The height that shows everything; the owner opens the window at it, up to the screen's.
@@ -56,7 +60,11 @@ ApplicationWindow {
         recorder: window.recorder
         ignoredApps: window.ignoredApps
         chooser: window.chooser
+        pasteKeystrokes: window.pasteKeystrokes
         autostart: window.autostart
+        session: window.session
+        desktopShortcut: window.desktopShortcut
+        remotePaste: window.remotePaste
     }
 
     // Closed from the keyboard like any dialog; while a shortcut is being recorded, Escape

@@ -42,6 +42,9 @@ public:
     // it loses it. Elsewhere (the tray's menu) they come as boxes of their own.
     void setInlineAlert(OverlayAlert *alert, std::function<bool()> shown);
 
+    // False in a build without an update feed (and no feed in the settings).
+    bool canCheckForUpdates() const { return UpdateChecker::updatesOffered(m_settings); }
+
 public slots:
     void checkForUpdates();
 
