@@ -162,7 +162,10 @@ QVariant ClipListModel::data(const QModelIndex &index, int role) const
     case SelectedRole:
         return row.selected;
     case CodeRole:
-        return row.code;
+        // Asked only by the tiles on screen: cheaper than deciding for every row a search
+        // brings back.
+        return row.presentation == Presentation::Text
+               && CodeText::looksLikeCode(QStringView(row.item.preview()).left(kExcerptLength));
     default:
         return {};
     }
@@ -204,8 +207,6 @@ ClipListModel::Row ClipListModel::makeRow(const ClipItem &item, bool selected)
         row.color = item.detectedHexColor().value_or(QColor());
     else if (row.presentation == Presentation::Link)
         row.url = item.detectedURL().value_or(QUrl());
-    else if (row.presentation == Presentation::Text)
-        row.code = CodeText::looksLikeCode(QStringView(item.preview()).left(kExcerptLength));
     row.selected = selected;
     return row;
 }

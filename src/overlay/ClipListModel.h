@@ -91,7 +91,6 @@ private:
         QColor color;
         QUrl url;
         bool selected = false;
-        bool code = false;
     };
 
     static Row makeRow(const ClipItem &item, bool selected);

@@ -68,17 +68,21 @@ Item {
 
     // The current tile when it is not selected (on opening, after a search), and the tiles an
     // open context menu acts on: a ring around it, open, so the eye finds what Return pastes.
-    Rectangle {
+    // Made only for the one tile that shows it: tiles are made as the grid scrolls.
+    Loader {
         objectName: "currentRing"
-        visible: (cell.current && !cell.selected) || cell.menuTarget
+        active: (cell.current && !cell.selected) || cell.menuTarget
+        visible: active
         x: face.x - 4
         y: face.y - 4
         width: face.width + 8
         height: face.height + 8
-        radius: Theme.tileRadius + 4
-        color: "transparent"
-        border.width: 2
-        border.color: cell.menuTarget ? "white" : Theme.withAlpha(Theme.accent, 0.85)
+        sourceComponent: Rectangle {
+            radius: Theme.tileRadius + 4
+            color: "transparent"
+            border.width: 2
+            border.color: cell.menuTarget ? "white" : Theme.withAlpha(Theme.accent, 0.85)
+        }
     }
 
     // Selected, the face grows by 3 % about its centre. It is laid out larger in whole pixels
@@ -123,7 +127,7 @@ Item {
                 case "image": return imageContent
                 case "color": return colorContent
                 case "link": return linkContent
-                default: return textContent
+                default: return cell.code ? codeContent : textContent
                 }
             }
         }
@@ -245,10 +249,26 @@ Item {
             text: cell.excerpt
             textFormat: Text.PlainText
             color: Theme.textPrimary
-            font.family: cell.code ? Theme.monospace : Theme.fontFamily
-            font.pixelSize: cell.code ? 11.5 : 12
+            font.pixelSize: 12
             lineHeight: 1.12
             wrapMode: Text.Wrap
+            elide: Text.ElideRight
+            verticalAlignment: Text.AlignTop
+            horizontalAlignment: Text.AlignLeft
+        }
+    }
+
+    // Code keeps its columns: a monospace face, a little smaller.
+    Component {
+        id: codeContent
+        Text {
+            text: cell.excerpt
+            textFormat: Text.PlainText
+            color: Theme.textPrimary
+            font.family: Theme.monospace
+            font.pixelSize: 11
+            lineHeight: 1.12
+            wrapMode: Text.WrapAtWordBoundaryOrAnywhere
             elide: Text.ElideRight
             verticalAlignment: Text.AlignTop
             horizontalAlignment: Text.AlignLeft

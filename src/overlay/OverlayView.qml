@@ -156,7 +156,8 @@ Item {
 
                 EmptyView {
                     objectName: "emptyView"
-                    query: root.overlayState.query
+                    // Followed only while shown: typing into a full list lays out nothing here.
+                    query: visible ? root.overlayState.query : ""
                     anchors.centerIn: grid
                     visible: root.controller.model.count === 0
                 }
@@ -167,9 +168,10 @@ Item {
                 }
             }
 
+            // Made when first needed: most sessions never show an alert.
             Loader {
                 anchors.fill: parent
-                active: root.alert !== null
+                active: root.alert !== null && (root.alert.shown || item !== null)
                 sourceComponent: AlertSheet {
                     alert: root.alert
                 }

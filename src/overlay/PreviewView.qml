@@ -39,6 +39,20 @@ Item {
         anchors.fill: card
         style: SoftShadow.Card
     }
+    // It opens over the overlay's card, as dark as itself: a deeper drop shadow and a brighter
+    // outline set it apart.
+    Repeater {
+        model: [{ d: 28, a: 0.10 }, { d: 16, a: 0.16 }, { d: 7, a: 0.22 }]
+        Rectangle {
+            required property var modelData
+            x: card.x - modelData.d
+            y: card.y - modelData.d + 10
+            width: card.width + 2 * modelData.d
+            height: card.height + 2 * modelData.d
+            radius: Theme.cardRadius + modelData.d
+            color: Qt.rgba(0, 0, 0, modelData.a)
+        }
+    }
 
     RoundedBox {
         id: card
@@ -46,7 +60,7 @@ Item {
         anchors.margins: root.margin
         radius: Theme.cardRadius
         color: Theme.material
-        borderColor: Theme.cardOutline
+        borderColor: Theme.raisedOutline
         borderWidth: 1
     }
 

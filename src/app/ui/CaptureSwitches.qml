@@ -13,8 +13,7 @@ ColumnLayout {
     Layout.topMargin: 4
     spacing: 8
 
-    Switch {
-        leftPadding: 0
+    SettingSwitch {
         objectName: "forgetTransientCopiesSwitch"
         Layout.fillWidth: true
         text: "Forget copies their app clears again"
@@ -25,8 +24,7 @@ ColumnLayout {
         Layout.fillWidth: true
         text: "Password tools copy a password and clear the clipboard a few seconds later. When an app clears its own copy within a minute, Cliphaven removes it from the history, so the secret is not kept."
     }
-    Switch {
-        leftPadding: 0
+    SettingSwitch {
         objectName: "recordSelectionSwitch"
         Layout.fillWidth: true
         text: "Record selected text too"

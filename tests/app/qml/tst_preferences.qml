@@ -200,6 +200,24 @@ TestCase {
         verify(findChild(view, "noIgnoredApps").visible)
     }
 
+    // A control reached by Tab below the visible part is scrolled into view, and one above it
+    // scrolls the view back.
+    function test_tabScrollsTheFocusedControlIntoView() {
+        const view = createView()
+        view.height = 240
+        const flickable = findChild(view, "preferencesScroll").contentItem
+        tryVerify(() => flickable.contentHeight > 400)
+        compare(flickable.contentY, 0)
+        const add = findChild(view, "addIgnoredAppButton")
+        add.forceActiveFocus(Qt.TabFocusReason)
+        const bottom = add.mapToItem(flickable, 0, add.height).y
+        verify(flickable.contentY > 0)
+        verify(bottom <= flickable.height)
+        findChild(view, "showInMenuBarSwitch").forceActiveFocus(Qt.TabFocusReason)
+        const top = findChild(view, "showInMenuBarSwitch").mapToItem(flickable, 0, 0).y
+        verify(top >= 0)
+    }
+
     // Scrolls the view so that the item is on screen, as a user would, and returns it.
     function scrolledTo(view, name) {
         const item = findChild(view, name)
