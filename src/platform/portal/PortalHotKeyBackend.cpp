@@ -184,10 +184,15 @@ void PortalHotKeyBackend::bind()
                         this,
                         [this](PortalRequest::Outcome outcome, const QVariantMap &results) {
                             m_binding = false;
-                            if (outcome == PortalRequest::Outcome::success)
-                                takeTriggers(results.value(QStringLiteral("shortcuts")));
-                            else
+                            if (outcome != PortalRequest::Outcome::success) {
+                                // Declined, failed or unanswered: the shortcut will not fire,
+                                // so the backend stops offering one.
                                 qCDebug(lcGlobalShortcuts) << "not bound:" << int(outcome);
+                                Portal::closeSession(m_bus, std::exchange(m_session, QString()));
+                                setState(State::unavailable);
+                                return;
+                            }
+                            takeTriggers(results.value(QStringLiteral("shortcuts")));
                             if (std::exchange(m_rebindWanted, false) && m_hotKeyId)
                                 bind();
                         });
