@@ -342,6 +342,14 @@ void AppDelegate::explainPasteProblem(int problem)
                         QStringLiteral("Cliphaven could not paste for you"),
                         QMessageBox::Ok);
         box.setInformativeText(text);
+        box.setWindowIcon(QIcon(QStringLiteral(":/cliphaven/icons/cliphaven.svg")));
+        // Wide enough that the explanation reads as a paragraph, not a column.
+        if (auto *grid = qobject_cast<QGridLayout *>(box.layout()))
+            grid->addItem(new QSpacerItem(420, 0, QSizePolicy::Minimum, QSizePolicy::Minimum),
+                          grid->rowCount(),
+                          0,
+                          1,
+                          grid->columnCount());
         box.exec();
     });
 }
