@@ -17,6 +17,7 @@ pids=()
 cleanup() { for p in "${pids[@]}"; do kill "$p" 2>/dev/null || true; done; rm -rf "$work"; }
 trap cleanup EXIT
 
+overlay_active() { [ "$(xdotool getactivewindow getwindowname 2>/dev/null)" = Cliphaven ]; }
 wait_for() {
     for _ in $(seq 1 300); do eval "$1" && return 0; sleep 0.1; done
     echo "timed out waiting for: $1" >&2
@@ -59,7 +60,8 @@ wait_for '[ "$(first_history_text)" = "$text" ]'
 # The desktop's shortcut fires: the overlay opens and takes the keyboard.
 control EmitActivated toggle-overlay >/dev/null
 control EmitDeactivated toggle-overlay >/dev/null
-sleep 1.5
+wait_for overlay_active
+sleep 0.5 # the zoom-in
 xdotool type --delay 50 "portal 7"
 sleep 0.5
 xdotool key Return
@@ -75,7 +77,8 @@ control SetStartAnswer cancel >/dev/null
 pids+=($!)
 sleep 1
 "$app" --toggle
-sleep 1.5
+wait_for overlay_active
+sleep 0.5
 xdotool type --delay 50 "portal 7"
 sleep 0.5
 xdotool key Return
