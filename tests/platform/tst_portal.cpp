@@ -386,6 +386,13 @@ void TestPortal::shortcutBoundAsPreferredTriggerAndShown()
     QCOMPARE(matching(portal.calls(), "BindShortcuts"),
              QStringList{QStringLiteral("BindShortcuts toggle-overlay SHIFT+LOGO+v")});
     QCOMPARE(rig.backend.state(), PortalHotKeyBackend::State::ready);
+
+    // The desktop ends the session: the shortcut no longer fires, nor is it shown as bound.
+    portal.control(QStringLiteral("CloseSessions"));
+    QTRY_COMPARE_WITH_TIMEOUT(rig.backend.state(),
+                              PortalHotKeyBackend::State::unavailable,
+                              kGenerous);
+    QVERIFY(rig.backend.boundTrigger().isEmpty());
 }
 
 void TestPortal::activatedOpensTheOverlay()

@@ -61,6 +61,7 @@ private slots:
                        qulonglong timestamp,
                        const QVariantMap &options);
     void onShortcutsChanged(const QDBusObjectPath &session, const QDBusArgument &shortcuts);
+    void onSessionClosed();
 
 private:
     void setState(State state);
