@@ -247,8 +247,17 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
         if (self)
             self->toggleOverlay();
     });
-    m_hotkeyCaps->setSource(
-        [this] { return m_shortcuts->getShortcut(ShortcutNames::toggleOverlay); });
+    m_hotkeyCaps->setSource([this]() -> std::optional<KeyboardShortcuts::Shortcut> {
+        // Through the portal, only a shortcut the desktop has bound works.
+        if (m_portalHotKeys && m_portalHotKeys->boundTrigger().isEmpty())
+            return std::nullopt;
+        return m_shortcuts->getShortcut(ShortcutNames::toggleOverlay);
+    });
+    if (m_portalHotKeys)
+        connect(m_portalHotKeys.get(),
+                &PortalHotKeyBackend::boundTriggerChanged,
+                m_hotkeyCaps.get(),
+                &HotkeyCaps::refresh);
     const auto shortcut = m_shortcuts->getShortcut(ShortcutNames::toggleOverlay);
     done(QStringLiteral("global shortcut: ")
          + (shortcut ? shortcut->description() : QStringLiteral("none")));
