@@ -17,7 +17,7 @@ inline const QString kSessionInterface = QStringLiteral("org.freedesktop.portal.
 
 // A token unique within the process, usable as a handle or session handle token.
 QString newToken();
-// The session handle of a CreateSession answer (a string by the specification, an object path
+// The session handle of a CreateSession answer (a string as the portal documents it, an object path
 // by some backends).
 QString sessionHandle(const QVariantMap &results);
 // Closes a session, without waiting for the answer; an empty handle is ignored.
