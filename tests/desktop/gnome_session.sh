@@ -17,6 +17,7 @@ cleanup() { for p in "${pids[@]}"; do kill "$p" 2>/dev/null || true; done; rm -r
 trap cleanup EXIT
 
 # Polls a condition for up to 30 s; the machine may be slow, the test never races it.
+overlay_active() { [ "$(xdotool getactivewindow getwindowname 2>/dev/null)" = Cliphaven ]; }
 wait_for() {
     for _ in $(seq 1 300); do eval "$1" && return 0; sleep 0.1; done
     echo "timed out waiting for: $1" >&2
@@ -48,7 +49,8 @@ wait_for '[ "$(first_history_text)" = "$newer" ]'
 
 # 2. The older clip picked in the overlay (typed search, Return) is what a Wayland client reads.
 "$app" --toggle
-sleep 1.5 # the overlay maps, takes the focus and zooms in
+wait_for overlay_active # an X11 window, through Xwayland
+sleep 0.5 # the zoom-in
 "$keys" --type "older" --wait 500 --key Return
 wait_for '[ "$(timeout 5 wl-paste --no-newline 2>/dev/null)" = "$older" ]'
 
@@ -57,11 +59,13 @@ GDK_BACKEND=wayland zenity --entry --title "Paste target" --text "Paste here" \
     >"$work/entered" 2>/dev/null &
 zenity=$!
 pids+=($zenity)
-sleep 2 # mapped and focused; nothing on this seat can say when
+sleep 3 # mapped and focused; nothing on this seat can say when
 "$app" --toggle
-sleep 1.5
+wait_for overlay_active
+sleep 0.5
 "$keys" --type "newer" --wait 500 --key Return
-# The overlay hides, the entry has the focus back, and the keystroke arrives through mutter.
+wait_for '! overlay_active'
+# The overlay hid, the entry has the focus back, and the keystroke arrives through mutter.
 sleep 2
 "$keys" --key Return
 wait_for '! kill -0 "$zenity" 2>/dev/null'

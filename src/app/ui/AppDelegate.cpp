@@ -5,9 +5,9 @@
 #include "SparkleUpdater.h"
 #include "TrayIcon.h"
 #include "app/AppPrefs.h"
+#include "app/CommandRunner.h"
 #include "app/OpenWindows.h"
 #include "app/SessionInfo.h"
-#include "app/CommandRunner.h"
 #include "app/SessionRestore.h"
 #include "app/ShortcutNames.h"
 #include "app/SingleInstance.h"
@@ -32,8 +32,8 @@
 #include <QApplication>
 #include <QDBusConnection>
 #include <QGridLayout>
-#include <QMessageBox>
 #include <QLoggingCategory>
+#include <QMessageBox>
 #include <QPointer>
 #include <QQuickWindow>
 #include <QScreen>
@@ -280,10 +280,11 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
             self->toggleOverlay();
     });
     // Without global key grabs the stored shortcut does nothing, so the caps show nothing.
+    // Through the portal, only a shortcut the desktop has bound works.
     m_hotkeyCaps->setSource([this]() -> std::optional<KeyboardShortcuts::Shortcut> {
         const bool portalBound = m_portalHotKeys
-                                 && m_portalHotKeys->state()
-                                        == PortalHotKeyBackend::State::ready;
+                                 && m_portalHotKeys->state() == PortalHotKeyBackend::State::ready
+                                 && !m_portalHotKeys->boundTrigger().isEmpty();
         if (!m_platform.hasGlobalKeyGrabs() && !portalBound)
             return std::nullopt;
         return m_shortcuts->getShortcut(ShortcutNames::toggleOverlay);
@@ -297,6 +298,11 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
             this,
             markRefused);
     markRefused();
+    if (m_portalHotKeys)
+        connect(m_portalHotKeys.get(),
+                &PortalHotKeyBackend::boundTriggerChanged,
+                m_hotkeyCaps.get(),
+                &HotkeyCaps::refresh);
     const auto shortcut = m_shortcuts->getShortcut(ShortcutNames::toggleOverlay);
     done(QStringLiteral("global shortcut: ")
          + (shortcut ? shortcut->description() : QStringLiteral("none")));
@@ -431,6 +437,14 @@ void AppDelegate::explainPasteProblem(int problem)
                         QStringLiteral("Cliphaven could not paste for you"),
                         QMessageBox::Ok);
         box.setInformativeText(text);
+        box.setWindowIcon(QIcon(QStringLiteral(":/cliphaven/icons/cliphaven.svg")));
+        // Wide enough that the explanation reads as a paragraph, not a column.
+        if (auto *grid = qobject_cast<QGridLayout *>(box.layout()))
+            grid->addItem(new QSpacerItem(420, 0, QSizePolicy::Minimum, QSizePolicy::Minimum),
+                          grid->rowCount(),
+                          0,
+                          1,
+                          grid->columnCount());
         box.exec();
     });
 }

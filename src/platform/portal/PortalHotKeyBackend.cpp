@@ -120,6 +120,12 @@ PortalHotKeyBackend::PortalHotKeyBackend(const QDBusConnection &bus,
                                           QStringLiteral("ShortcutsChanged"),
                                           this,
                                           SLOT(onShortcutsChanged(QDBusObjectPath, QDBusArgument)));
+                            m_bus.connect(Portal::kService,
+                                          m_session,
+                                          Portal::kSessionInterface,
+                                          QStringLiteral("Closed"),
+                                          this,
+                                          SLOT(onSessionClosed()));
                             setState(State::ready);
                             if (m_hotKeyId)
                                 bind();
@@ -184,10 +190,15 @@ void PortalHotKeyBackend::bind()
                         this,
                         [this](PortalRequest::Outcome outcome, const QVariantMap &results) {
                             m_binding = false;
-                            if (outcome == PortalRequest::Outcome::success)
-                                takeTriggers(results.value(QStringLiteral("shortcuts")));
-                            else
+                            if (outcome != PortalRequest::Outcome::success) {
+                                // Declined, failed or unanswered: the shortcut will not fire,
+                                // so the backend stops offering one.
                                 qCDebug(lcGlobalShortcuts) << "not bound:" << int(outcome);
+                                Portal::closeSession(m_bus, std::exchange(m_session, QString()));
+                                setState(State::unavailable);
+                                return;
+                            }
+                            takeTriggers(results.value(QStringLiteral("shortcuts")));
                             if (std::exchange(m_rebindWanted, false) && m_hotKeyId)
                                 bind();
                         });
@@ -230,6 +241,15 @@ void PortalHotKeyBackend::onDeactivated(const QDBusObjectPath &session,
 {
     if (session.path() == m_session && shortcutId == m_shortcutId && m_hotKeyId && m_handler)
         m_handler(*m_hotKeyId, KeyboardShortcuts::EventType::keyUp);
+}
+
+// The desktop ended the session (the portal restarted, or the user revoked it): the shortcut no
+// longer fires, so the backend refuses from now on, as where there is no portal.
+void PortalHotKeyBackend::onSessionClosed()
+{
+    m_session.clear();
+    setBoundTrigger(QString());
+    setState(State::unavailable);
 }
 
 // The user changed the trigger in the desktop's settings.

@@ -17,8 +17,8 @@
 // Deactivated arrive as key down and key up.
 //
 // Used only where a session can really be created: until the session exists a registration is
-// accepted and bound once it does; when it cannot be created, the backend becomes unavailable
-// and refuses like a desktop without global shortcuts.
+// accepted and bound once it does; when it cannot be created, or the binding is declined or
+// fails, the backend becomes unavailable and refuses like a desktop without global shortcuts.
 class PortalHotKeyBackend : public QObject, public KeyboardShortcuts::HotKeyBackend
 {
     Q_OBJECT
@@ -61,6 +61,7 @@ private slots:
                        qulonglong timestamp,
                        const QVariantMap &options);
     void onShortcutsChanged(const QDBusObjectPath &session, const QDBusArgument &shortcuts);
+    void onSessionClosed();
 
 private:
     void setState(State state);

@@ -19,8 +19,7 @@ QString newToken()
 QString sessionHandle(const QVariantMap &results)
 {
     const QVariant handle = results.value(QStringLiteral("session_handle"));
-    if (handle.canConvert<QDBusObjectPath>()
-        && handle.metaType() == QMetaType::fromType<QDBusObjectPath>())
+    if (handle.metaType() == QMetaType::fromType<QDBusObjectPath>())
         return handle.value<QDBusObjectPath>().path();
     return handle.toString();
 }
