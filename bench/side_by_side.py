@@ -415,6 +415,10 @@ class Bench:
         return (None if seen is None else (seen - t0) * 1000), (returned[0] - t0) * 1000
 
     def round(self, program):
+        # Starting is the noisiest figure: a few extra starts and stops first.
+        for _ in range(self.args.starts - 1):
+            self.record("start -> ready (ms)", program, program.start())
+            program.stop()
         self.record("start -> ready (ms)", program, program.start())
         program.setup()
         time.sleep(5)
@@ -531,6 +535,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--cliphaven", required=True, help="the cliphaven command of a build")
     parser.add_argument("--rounds", type=int, default=2)
+    parser.add_argument("--starts", type=int, default=4, help="starts per round")
     parser.add_argument("--shows", type=int, default=5, help="show/hide cycles per round")
     parser.add_argument("--captures", type=int, default=15, help="timed text copies per round")
     parser.add_argument("--idle-seconds", type=float, default=10)
