@@ -36,6 +36,7 @@ settled_store_sum() { sleep 1; sha1sum "$store" | cut -d' ' -f1; }
 # Help and version need no display at all.
 env -u DISPLAY -u WAYLAND_DISPLAY "$cli" --version | grep -q '^Cliphaven [0-9]' || fail "--version"
 env -u DISPLAY -u WAYLAND_DISPLAY "$cli" --help | grep -q 'list \[--category NAME\]' || fail "--help"
+"$cli" get --help | grep -q "^Usage: cliphaven" || fail "a command's --help"
 
 "$cli" &
 pids+=($!)
