@@ -2,32 +2,53 @@
 
 #include <QDebug>
 
+#include <algorithm>
+
 namespace KeyboardShortcuts {
 
-CarbonKeyboardShortcuts::CarbonKeyboardShortcuts(HotKeyBackend &backend, Handler handler)
+CarbonKeyboardShortcuts::CarbonKeyboardShortcuts(HotKeyBackend &backend,
+                                                 Handler handler,
+                                                 std::function<void()> keymapChanged)
     : m_backend(backend)
     , m_handler(std::move(handler))
+    , m_keymapChanged(std::move(keymapChanged))
 {
     m_backend.setEventHandler(
         [this](int hotKeyId, EventType type) { handleHotKeyEvent(hotKeyId, type); });
+    m_backend.setKeymapChangedHandler([this](const QList<int> &dropped) {
+        for (const int hotKeyId : dropped)
+            m_hotKeys.remove(hotKeyId);
+        if (m_keymapChanged)
+            m_keymapChanged();
+    });
 }
 
 CarbonKeyboardShortcuts::~CarbonKeyboardShortcuts()
 {
     unregisterAll();
     m_backend.setEventHandler({});
+    m_backend.setKeymapChangedHandler({});
+}
+
+bool CarbonKeyboardShortcuts::isRegistered(const Shortcut &shortcut) const
+{
+    return std::any_of(m_hotKeys.cbegin(), m_hotKeys.cend(), [&](const HotKey &hotKey) {
+        return hotKey.shortcut == shortcut;
+    });
 }
 
 bool CarbonKeyboardShortcuts::registerShortcut(const Shortcut &shortcut)
 {
     const int hotKeyId = ++m_hotKeyIdCounter;
     const int status = m_backend.registerHotKey(hotKeyId, shortcut);
-    if (status != 0) {
+    // A desktop without global key grabs refuses every shortcut; Preferences says so instead.
+    if (status != 0 && status != HotKeyBackend::kUnsupported) {
         qWarning().noquote() << u"Error registering hotkey " + shortcut.presentableDescription()
                                     + u':'
                              << status;
-        return false;
     }
+    if (status != 0)
+        return false;
     m_hotKeys.insert(hotKeyId, HotKey{shortcut, hotKeyId});
     return true;
 }

@@ -21,9 +21,12 @@ public:
     };
     using Handler = std::function<void(const Shortcut &shortcut, EventType type)>;
 
-    // Takes over the backend's event handler; the handler receives the events of the hot keys
-    // registered here.
-    CarbonKeyboardShortcuts(HotKeyBackend &backend, Handler handler);
+    // Takes over the backend's handlers; the handler receives the events of the hot keys
+    // registered here, and keymapChanged runs after the backend re-made its hot keys for a new
+    // keymap (the ones it lost are gone from here by then).
+    CarbonKeyboardShortcuts(HotKeyBackend &backend,
+                            Handler handler,
+                            std::function<void()> keymapChanged = {});
     ~CarbonKeyboardShortcuts();
 
     CarbonKeyboardShortcuts(const CarbonKeyboardShortcuts &) = delete;
@@ -33,6 +36,8 @@ public:
     bool registerShortcut(const Shortcut &shortcut);
     void unregisterShortcut(const Shortcut &shortcut);
     void unregisterAll();
+    // Whether the shortcut is registered with the system now.
+    bool isRegistered(const Shortcut &shortcut) const;
 
     QList<HotKey> hotKeys() const { return m_hotKeys.values(); }
     int lastHotKeyId() const { return m_hotKeyIdCounter; }
@@ -42,6 +47,7 @@ private:
 
     HotKeyBackend &m_backend;
     Handler m_handler;
+    std::function<void()> m_keymapChanged;
     QMap<int, HotKey> m_hotKeys;
     int m_hotKeyIdCounter = 0;
 };

@@ -3,6 +3,8 @@
 #include "Name.h"
 #include "Shortcut.h"
 
+#include <QList>
+
 #include <functional>
 
 namespace KeyboardShortcuts {
@@ -13,6 +15,10 @@ class HotKeyBackend
 {
 public:
     using EventHandler = std::function<void(int hotKeyId, EventType type)>;
+    // After the keyboard's mapping changed and the backend made its hot keys again: those it
+    // could not make (the key is gone, or another program holds it by now) are dropped and
+    // named here.
+    using KeymapChangedHandler = std::function<void(const QList<int> &droppedHotKeyIds)>;
 
     // The status a backend returns when the desktop offers no system-wide hot keys at all.
     static constexpr int kUnsupported = -1;
@@ -26,6 +32,8 @@ public:
     virtual void unregisterHotKey(int hotKeyId) = 0;
     // Presses and releases of registered hot keys, on the main thread.
     virtual void setEventHandler(EventHandler handler) = 0;
+    // Backends whose hot keys do not depend on the keymap never call it.
+    virtual void setKeymapChangedHandler(KeymapChangedHandler handler) { Q_UNUSED(handler); }
 };
 
 // For desktops without global key grabs (Wayland, the offscreen platform): refuses everything.

@@ -82,6 +82,21 @@ std::optional<SpecialKey> specialKey(Key key)
     return std::nullopt;
 }
 
+QString pcKeyName(Key key)
+{
+    if (key == Key::insert)
+        return QStringLiteral("Insert");
+    if (key == Key::printScreen)
+        return QStringLiteral("Print");
+    if (key == Key::scrollLock)
+        return QStringLiteral("Scroll Lock");
+    if (key == Key::pause)
+        return QStringLiteral("Pause");
+    if (key == Key::menu)
+        return QStringLiteral("Menu");
+    return {};
+}
+
 Key keyOf(SpecialKey special)
 {
     return kSpecialKeys[int(special)];

@@ -38,6 +38,9 @@ struct Key
     static const Key volumeUp, volumeDown, mute;
     static const Key help, home, pageUp, deleteForward, end, pageDown;
     static const Key leftArrow, rightArrow, downArrow, upArrow;
+    // Keys of PC keyboards that Apple's lack. Carbon has a code for Menu (the contextual-menu
+    // key) only; the others take codes above the Carbon range, which no Apple key uses.
+    static const Key insert, printScreen, scrollLock, pause, menu;
 };
 
 inline constexpr Key Key::a{0}, Key::s{1}, Key::d{2}, Key::f{3}, Key::h{4}, Key::g{5}, Key::z{6},
@@ -70,6 +73,12 @@ inline constexpr Key Key::help{114}, Key::home{115}, Key::pageUp{116}, Key::dele
     Key::end{119}, Key::pageDown{121};
 inline constexpr Key Key::leftArrow{123}, Key::rightArrow{124}, Key::downArrow{125},
     Key::upArrow{126};
+inline constexpr Key Key::insert{0x80}, Key::printScreen{0x81}, Key::scrollLock{0x82},
+    Key::pause{0x83}, Key::menu{110};
+
+// The name a PC key without a glyph of its own is shown by ("Insert", "Scroll Lock"); empty for
+// every other key.
+QString pcKeyName(Key key);
 
 // The keys that are shown by a glyph of their own instead of the character they type.
 enum class SpecialKey {

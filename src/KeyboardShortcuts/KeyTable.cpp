@@ -129,6 +129,11 @@ constexpr KeyTableRow kRows[] = {
     {Key::rightArrow.rawValue, "RGHT", XKB_KEY_Right},
     {Key::downArrow.rawValue, "DOWN", XKB_KEY_Down},
     {Key::upArrow.rawValue, "UP", XKB_KEY_Up},
+    {Key::insert.rawValue, "INS", XKB_KEY_Insert},
+    {Key::printScreen.rawValue, "PRSC", XKB_KEY_Print},
+    {Key::scrollLock.rawValue, "SCLK", XKB_KEY_Scroll_Lock},
+    {Key::pause.rawValue, "PAUS", XKB_KEY_Pause},
+    {Key::menu.rawValue, "MENU", XKB_KEY_Menu},
 };
 
 struct QtKeyRow
@@ -199,6 +204,12 @@ constexpr QtKeyRow kQtKeys[] = {
     {Qt::Key_Down, Key::downArrow},
     {Qt::Key_Up, Key::upArrow},
     {Qt::Key_Enter, Key::keypadEnter},
+    {Qt::Key_Insert, Key::insert},
+    {Qt::Key_Print, Key::printScreen},
+    {Qt::Key_SysReq, Key::printScreen},
+    {Qt::Key_ScrollLock, Key::scrollLock},
+    {Qt::Key_Pause, Key::pause},
+    {Qt::Key_Menu, Key::menu},
 };
 
 // Keypad keys, with Num Lock on (digits) and off (the navigation keysyms).

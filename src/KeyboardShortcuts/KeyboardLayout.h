@@ -19,6 +19,9 @@ public:
     virtual QString character(Key key) const = 0;
     // The key at a native scan code (the X keycode on X11); none when unknown.
     virtual std::optional<Key> keyForScanCode(quint32 nativeScanCode) const = 0;
+    // Whether the key types a character, plain or with Shift, in any of the layouts the user
+    // can switch to; a shortcut of Shift and such a key would take that character away.
+    virtual bool typesCharacterInAnyLayout(Key key) const { return !character(key).isEmpty(); }
 };
 
 // The US layout, from the key table alone: used where the desktop's layout cannot be read.

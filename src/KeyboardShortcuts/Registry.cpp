@@ -56,8 +56,12 @@ QString Registry::settingsKey(const Name &name)
 Registry::Registry(QSettings &settings, HotKeyBackend &backend, QObject *parent)
     : QObject(parent)
     , m_settings(settings)
-    , m_carbon(backend,
-               [this](const Shortcut &shortcut, EventType type) { dispatch(shortcut, type); })
+    , m_carbon(
+          backend,
+          [this](const Shortcut &shortcut, EventType type) { dispatch(shortcut, type); },
+          // A new keyboard may bring back a key that was missing, and a re-grab refused now
+          // shows as refused.
+          [this] { retryRefused(); })
 {
     // A change stored anywhere re-registers.
     connect(&Notifier::shared(), &Notifier::shortcutByNameDidChange, this, [this] {
@@ -103,6 +107,8 @@ void Registry::setShortcut(const std::optional<Shortcut> &shortcut, const Name &
     known(name);
     m_settings.setValue(settingsKey(name),
                         shortcut ? QString::fromUtf8(shortcut->toJson()) : QString());
+    // On disk at once: a crash or a logout right after recording keeps the new shortcut.
+    m_settings.sync();
     emit Notifier::shared().shortcutByNameDidChange(name);
 }
 
@@ -170,10 +176,23 @@ bool Registry::isEnabled(const Name &name) const
     const std::optional<Shortcut> shortcut = getShortcut(name);
     if (!shortcut || m_disabled.contains(name.rawValue) || !hasHandlers(name.rawValue))
         return false;
-    const QList<CarbonKeyboardShortcuts::HotKey> hotKeys = m_carbon.hotKeys();
-    return std::any_of(hotKeys.cbegin(), hotKeys.cend(), [&](const auto &hotKey) {
-        return hotKey.shortcut == *shortcut;
-    });
+    return m_carbon.isRegistered(*shortcut);
+}
+
+bool Registry::isRefused(const Name &name) const
+{
+    const std::optional<Shortcut> shortcut = getShortcut(name);
+    return shortcut && !m_disabled.contains(name.rawValue) && hasHandlers(name.rawValue)
+           && m_registered.contains(*shortcut) && !m_carbon.isRegistered(*shortcut);
+}
+
+void Registry::retryRefused()
+{
+    for (const Shortcut &shortcut : std::as_const(m_registered)) {
+        if (!m_carbon.isRegistered(shortcut))
+            m_carbon.registerShortcut(shortcut);
+    }
+    emit registrationsChanged();
 }
 
 void Registry::reset(const Name &name)
@@ -256,6 +275,7 @@ void Registry::updateRegistrations()
             m_carbon.registerShortcut(shortcut);
         }
     }
+    emit registrationsChanged();
 }
 
 // Handlers may add or remove handlers and streams while they run: work on copies, and skip a

@@ -84,6 +84,12 @@ public:
     void disable(const QList<Name> &names);
     // Whether the name's shortcut is registered with the system (refused ones are not).
     bool isEnabled(const Name &name) const;
+    // Whether the system refused the shortcut the name wants now (another program holds it):
+    // it has handlers, is not disabled, but is not registered.
+    bool isRefused(const Name &name) const;
+    // Asks the system again for every refused shortcut (the other program may have let go);
+    // each one still refused is reported as at the first try.
+    void retryRefused();
 
     // Stores the default shortcut again (clears when there is none).
     void reset(const Name &name);
@@ -97,6 +103,10 @@ public:
     // that it is not retried, and reported, on every change).
     QList<Shortcut> registeredShortcuts() const { return m_registered; }
     const CarbonKeyboardShortcuts &hotKeys() const { return m_carbon; }
+
+signals:
+    // What is registered with the system changed, or a refused shortcut was tried again.
+    void registrationsChanged();
 
 private:
     friend class EventStream;

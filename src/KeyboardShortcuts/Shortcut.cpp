@@ -54,6 +54,8 @@ QString Shortcut::keyText(const KeyboardLayout &layout) const
 {
     if (const auto special = specialKey(key()))
         return KeyboardShortcuts::presentableDescription(*special);
+    if (QString name = pcKeyName(key()); !name.isEmpty())
+        return name;
     const QList<uint> characters = layout.character(key()).toUcs4();
     if (characters.size() != 1)
         return QStringLiteral("\uFFFD");

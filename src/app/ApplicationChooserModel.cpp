@@ -33,8 +33,11 @@ void ApplicationChooserModel::refresh()
 void ApplicationChooserModel::rebuild()
 {
     const QStringList ignored = m_prefs.ignoredApps();
+    // Cliphaven never records its own copies anyway, and its Preferences window is open while
+    // choosing: it is not offered.
     const auto isIgnored = [&](const QString &identifier) {
-        return ignored.contains(identifier, Qt::CaseInsensitive);
+        return ignored.contains(identifier, Qt::CaseInsensitive)
+               || identifier.compare(kOwnWindowClass, Qt::CaseInsensitive) == 0;
     };
 
     QList<Choice> running;
@@ -52,7 +55,7 @@ void ApplicationChooserModel::rebuild()
     QList<Choice> choices = running;
     for (const DesktopEntry &entry : m_catalog->applications()) {
         const QString identifier = entry.identifier();
-        if (isIgnored(identifier))
+        if (isIgnored(identifier) || entry.matches(kOwnWindowClass))
             continue;
         const bool open = std::any_of(m_windowClasses.cbegin(),
                                       m_windowClasses.cend(),

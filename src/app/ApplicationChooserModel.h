@@ -35,6 +35,8 @@ public:
 
     static inline const QString kRunningSection = QStringLiteral("Open windows");
     static inline const QString kInstalledSection = QStringLiteral("Installed applications");
+    // The class of Cliphaven's own windows, and what its desktop entry matches.
+    static inline const QString kOwnWindowClass = QStringLiteral("Cliphaven");
 
     // windows may be null (no desktop to ask).
     ApplicationChooserModel(AppPrefs &prefs,

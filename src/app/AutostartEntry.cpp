@@ -1,9 +1,9 @@
 #include "AutostartEntry.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QSaveFile>
+#include <QStandardPaths>
 
 #include <algorithm>
 
@@ -46,8 +46,13 @@ QString AutostartEntry::execValue(const QString &program)
 AutostartEntry::AutostartEntry(QString autostartDir, QString program, QObject *parent)
     : QObject(parent)
     , m_dir(std::move(autostartDir))
-    , m_program(program.isEmpty() ? QCoreApplication::applicationFilePath() : std::move(program))
+    , m_program(std::move(program))
 {}
+
+bool AutostartEntry::isProgramInstalled() const
+{
+    return !QStandardPaths::findExecutable(m_program).isEmpty();
+}
 
 QString AutostartEntry::filePath() const
 {
@@ -84,6 +89,9 @@ bool AutostartEntry::setEnabled(bool enabled)
                    "Comment=Clipboard history\n"
                    "Exec="
                    + execValue(m_program).toUtf8()
+                   + "\n"
+                     "TryExec="
+                   + QString(m_program).replace(u'\\', QStringLiteral("\\\\")).toUtf8()
                    + "\n"
                      "Icon=cliphaven\n"
                      "Terminal=false\n"

@@ -40,3 +40,11 @@ void PreferencesModel::eraseHistory()
 {
     m_store.eraseHistory();
 }
+
+void PreferencesModel::setTrayAvailable(bool available)
+{
+    if (available == m_trayAvailable)
+        return;
+    m_trayAvailable = available;
+    emit trayAvailableChanged();
+}

@@ -14,6 +14,7 @@ class PreferencesModel : public QObject
     Q_PROPERTY(
         QString eraseHistoryInformativeText READ eraseHistoryInformativeText NOTIFY historyChanged)
     Q_PROPERTY(bool canEraseHistory READ canEraseHistory NOTIFY historyChanged)
+    Q_PROPERTY(bool trayAvailable READ isTrayAvailable NOTIFY trayAvailableChanged)
 
 public:
     // "N items stored", with "item" for exactly one and "items" otherwise (zero included).
@@ -34,9 +35,16 @@ public:
     // Empties the history; categories stay as they are.
     Q_INVOKABLE void eraseHistory();
 
+    // Whether the desktop has a system tray to show the icon in (GNOME without an extension
+    // and bare window managers have none). Set by the window, which can ask the desktop.
+    bool isTrayAvailable() const { return m_trayAvailable; }
+    void setTrayAvailable(bool available);
+
 signals:
     void historyChanged();
+    void trayAvailableChanged();
 
 private:
     Store &m_store;
+    bool m_trayAvailable = true;
 };

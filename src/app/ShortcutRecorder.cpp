@@ -1,5 +1,6 @@
 #include "ShortcutRecorder.h"
 
+#include "KeyboardShortcuts/KeyboardLayout.h"
 #include "KeyboardShortcuts/Modifiers.h"
 #include "KeyboardShortcuts/Notifier.h"
 #include "KeyboardShortcuts/Registry.h"
@@ -50,6 +51,49 @@ Qt::KeyboardModifiers modifierOfKey(int key)
     }
 }
 
+// What copies, pastes, cuts, undoes and selects in every application; a global grab would take
+// it from all of them. A letter is matched by its position and by what the layout types there
+// (Ctrl+C on a Dvorak layout is another key).
+struct EditingShortcut
+{
+    Key key;
+    QChar letter; // null for keys without one
+    qint64 modifiers;
+    const char *action;
+};
+constexpr EditingShortcut kEditingShortcuts[] = {
+    {Key::c, u'C', CarbonModifier::control, "copies"},
+    {Key::v, u'V', CarbonModifier::control, "pastes"},
+    {Key::x, u'X', CarbonModifier::control, "cuts"},
+    {Key::z, u'Z', CarbonModifier::control, "undoes"},
+    {Key::a, u'A', CarbonModifier::control, "selects everything"},
+    // The older keys of the same, which terminals and X programs still answer.
+    {Key::insert, QChar(), CarbonModifier::shift, "pastes"},
+    {Key::insert, QChar(), CarbonModifier::control, "copies"},
+    {Key::deleteForward, QChar(), CarbonModifier::shift, "cuts"},
+};
+
+const EditingShortcut *editingShortcut(const Shortcut &shortcut)
+{
+    const QString text = shortcut.keyText();
+    for (const EditingShortcut &editing : kEditingShortcuts) {
+        if (shortcut.carbonModifiers != editing.modifiers)
+            continue;
+        if (shortcut.key() == editing.key || (!editing.letter.isNull() && text == editing.letter))
+            return &editing;
+    }
+    return nullptr;
+}
+
+// Whether Shift and this key would type a character, in any layout the user can switch to.
+bool typesCharacter(const QKeyEvent &event, Key key)
+{
+    const QString text = event.text();
+    const bool printableText = text.size() == 1 && text.front().isPrint();
+    const bool latin1Key = event.key() >= Qt::Key_Space && event.key() <= Qt::Key_ydiaeresis;
+    return printableText || latin1Key || currentKeyboardLayout().typesCharacterInAnyLayout(key);
+}
+
 constexpr Qt::KeyboardModifiers kShortcutModifiers = Qt::ShiftModifier | Qt::ControlModifier
                                                      | Qt::AltModifier | Qt::MetaModifier;
 
@@ -70,6 +114,11 @@ ShortcutRecorder::ShortcutRecorder(Registry &registry, Name name, QObject *paren
                 if (changed == m_name)
                     reload();
             });
+    // A grab refused or won back later (a new keymap, a retry) shows too.
+    connect(&m_registry, &Registry::registrationsChanged, this, [this] {
+        if (!m_recording)
+            checkRegistration();
+    });
     checkRegistration();
 }
 
@@ -162,12 +211,14 @@ void ShortcutRecorder::setProblem(const QString &problem)
     emit problemChanged();
 }
 
-// The registry keeps a refused shortcut among those it handed to the system, but not enabled.
 void ShortcutRecorder::checkRegistration()
 {
-    const bool refused = m_shortcut && m_registry.registeredShortcuts().contains(*m_shortcut)
-                         && !m_registry.isEnabled(m_name);
-    setProblem(refused ? QStringLiteral("Another application is using this shortcut.") : QString());
+    const bool refused = m_shortcut && m_registry.isRefused(m_name);
+    setProblem(refused ? QStringLiteral("%1 is taken by another application, so it does not "
+                                        "open Cliphaven. Record another shortcut, or quit the "
+                                        "application that holds it.")
+                             .arg(m_shortcut->presentableDescription())
+                       : QString());
 }
 
 bool ShortcutRecorder::handleKeyPress(const QKeyEvent &event)
@@ -196,10 +247,15 @@ bool ShortcutRecorder::handleKeyPress(const QKeyEvent &event)
     }
     // Shift is modifier enough only for keys that type nothing (Shift+F5): with a letter, digit
     // or sign the grab would take that character away from every application.
-    const bool typesCharacter = key >= Qt::Key_Space && key <= Qt::Key_ydiaeresis;
-    if (!modifiers || (modifiers == Qt::ShiftModifier && typesCharacter)) {
-        setProblem(typesCharacter ? QStringLiteral("Add Ctrl, Alt or Super to the key.")
-                                  : QStringLiteral("Add Ctrl, Alt, Shift or Super to the key."));
+    const bool typing = typesCharacter(event, shortcut->key());
+    if (!modifiers || (modifiers == Qt::ShiftModifier && typing)) {
+        setProblem(typing ? QStringLiteral("Add Ctrl, Alt or Super to the key.")
+                          : QStringLiteral("Add Ctrl, Alt, Shift or Super to the key."));
+        return true;
+    }
+    if (const EditingShortcut *editing = editingShortcut(*shortcut)) {
+        setProblem(QStringLiteral("%1 %2 in every application. Choose another shortcut.")
+                       .arg(shortcut->presentableDescription(), QLatin1String(editing->action)));
         return true;
     }
     m_registry.setShortcut(shortcut, m_name);

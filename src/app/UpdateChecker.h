@@ -45,9 +45,12 @@ public:
     static constexpr qint64 kMaxFeedBytes = 4 * 1024 * 1024;
 
     // The feed named in the settings when it is a valid http, https or file URL, else the
-    // built-in one.
+    // built-in one; empty when neither names one.
     static QUrl feedUrl(const QSettings &settings);
+    // The build's feed; empty in a build without one.
     static QUrl builtInFeedUrl();
+    // Whether there is a feed to check at all; without one "Check for Updates…" is not shown.
+    static bool updatesOffered(const QSettings &settings) { return !feedUrl(settings).isEmpty(); }
 
     explicit UpdateChecker(QObject *parent = nullptr);
     ~UpdateChecker() override;

@@ -2,6 +2,7 @@
 #include "app/QuitOnSignals.h"
 #include "app/SingleInstance.h"
 #include "app/ui/AppDelegate.h"
+#include "app/ui/PlatformSession.h"
 #include "overlay/SceneGraphBackend.h"
 
 #include <QApplication>
@@ -47,6 +48,9 @@ int main(int argc, char *argv[])
 
     if (argc > 1 && argv[1][0] != '-')
         return runCommandOnSavedHistory(argc, argv);
+
+    // On a Wayland session, Qt's platform follows what the compositor offers Cliphaven.
+    PlatformSession::chooseQtPlatform();
 
     QApplication app(argc, argv);
     // Qt Quick's renderer, chosen before any window exists: software on a software-only GPU.

@@ -17,6 +17,14 @@ void HotkeyCaps::setSource(Source source)
     refresh();
 }
 
+void HotkeyCaps::setRefused(bool refused)
+{
+    if (refused == m_refused)
+        return;
+    m_refused = refused;
+    emit refusedChanged();
+}
+
 void HotkeyCaps::refresh()
 {
     const std::optional<KeyboardShortcuts::Shortcut> shortcut = m_source ? m_source()

@@ -6,13 +6,15 @@ Rectangle {
     id: cap
 
     required property string label
+    // The shortcut does not work: another application holds it.
+    property bool refused: false
 
     implicitWidth: Math.max(text.implicitWidth + 10, 20)
     implicitHeight: 20
     radius: 5
     color: Qt.rgba(1, 1, 1, 0.07)
     border.width: 1
-    border.color: Qt.rgba(1, 1, 1, 0.10)
+    border.color: cap.refused ? Theme.destructive : Qt.rgba(1, 1, 1, 0.10)
 
     Text {
         id: text
@@ -20,6 +22,7 @@ Rectangle {
         text: cap.label
         font.pixelSize: 11
         font.weight: Font.DemiBold
-        color: Theme.textSecondary
+        font.strikeout: cap.refused
+        color: cap.refused ? Theme.destructive : Theme.textSecondary
     }
 }

@@ -16,6 +16,8 @@ class MoreMenu : public QObject
     QML_ELEMENT
     QML_UNCREATABLE("The application owns the overflow menu's actions.")
     Q_PROPERTY(bool paused READ paused NOTIFY pausedChanged)
+    Q_PROPERTY(bool canCheckForUpdates READ canCheckForUpdates WRITE setCanCheckForUpdates NOTIFY
+                   canCheckForUpdatesChanged)
 
 public:
     static inline const QString kExplainerMessage = QStringLiteral("Pause clipboard capturing");
@@ -26,15 +28,19 @@ public:
 
     explicit MoreMenu(AppPrefs &prefs, QObject *parent = nullptr);
 
-    // The explainer: a modal alert with kExplainerMessage and kExplainerText, buttons "Pause"
-    // and "Cancel"; true when "Pause" was chosen. Unset, pausing needs no confirmation.
-    std::function<bool()> confirmPause;
+    // The explainer: shows kExplainerMessage and kExplainerText with "Cancel" and "Pause" and
+    // later calls the function given with true when "Pause" was chosen. Unset, pausing needs
+    // no confirmation.
+    std::function<void(std::function<void(bool)>)> askToPause;
     // Set by the owner: open the preferences (the overlay hides first), check for updates, quit.
     std::function<void()> onShowPreferences;
     std::function<void()> onCheckForUpdates;
     std::function<void()> onQuit;
 
     bool paused() const;
+    // Whether "Check for Updates…" is offered: not in a build without an update feed.
+    bool canCheckForUpdates() const { return m_canCheckForUpdates; }
+    void setCanCheckForUpdates(bool can);
 
     Q_INVOKABLE void togglePause();
     Q_INVOKABLE void showPreferences();
@@ -43,7 +49,9 @@ public:
 
 signals:
     void pausedChanged();
+    void canCheckForUpdatesChanged();
 
 private:
     AppPrefs &m_prefs;
+    bool m_canCheckForUpdates = true;
 };

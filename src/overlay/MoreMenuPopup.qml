@@ -25,7 +25,11 @@ Menu {
         onTriggered: menu.actions.showPreferences()
     }
     Entry {
+        objectName: "checkForUpdatesEntry"
         text: "Check for Updates…"
+        // Not offered by a build without an update feed; a hidden entry takes no room.
+        visible: menu.actions.canCheckForUpdates
+        height: visible ? implicitHeight : 0
         onTriggered: menu.actions.checkForUpdates()
     }
     Divider {}

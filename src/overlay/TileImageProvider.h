@@ -6,6 +6,7 @@
 #include <QImage>
 #include <QMutex>
 #include <QQuickAsyncImageProvider>
+#include <QSet>
 #include <QThreadPool>
 
 #include <memory>
@@ -18,6 +19,8 @@ class TileImageSource
 public:
     void setItemImages(QHash<QString, QByteArray> bytesById);
     void setLinkImage(const QString &key, const QImage &image);
+    // Lets go of the link images whose keys are not given.
+    void keepLinkImages(const QSet<QString> &keys);
     QByteArray itemImage(const QString &id) const;
     QImage linkImage(const QString &key) const;
 

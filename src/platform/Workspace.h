@@ -14,6 +14,9 @@ struct RunningApplication
     QString identifier;
     // 0 when unknown.
     qint64 pid = 0;
+    // A second name the program goes by, matched like the identifier (on X11 the instance part
+    // of WM_CLASS, "xterm" for the class "XTerm"); empty when there is none.
+    QString instanceName;
 
     friend bool operator==(const RunningApplication &, const RunningApplication &) = default;
 };

@@ -10,7 +10,10 @@
 #include <QAbstractNativeEventFilter>
 #include <QKeyEvent>
 #include <QMenu>
+#include <QProcess>
+#include <QScopeGuard>
 #include <QSettings>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -19,6 +22,7 @@
 #include <cstdlib>
 
 using namespace KeyboardShortcuts;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -107,6 +111,26 @@ bool xdotool(const QStringList &arguments)
 bool setLayout(const char *layout)
 {
     return Programs::succeeds(QStringLiteral("setxkbmap"), {"-layout", layout});
+}
+
+// Loads the server's keymap again with Num Lock on another modifier bit, as xkbcomp does.
+bool moveNumLockTo(const QByteArray &modifier)
+{
+    const QString display = qEnvironmentVariable("DISPLAY");
+    QProcess dump;
+    dump.start(QStringLiteral("xkbcomp"), {QStringLiteral("-xkb"), display, QStringLiteral("-")});
+    if (!dump.waitForFinished(kTimeout) || dump.exitCode() != 0)
+        return false;
+    QByteArray map = dump.readAllStandardOutput();
+    const QByteArray numLock = "modifier_map Mod2 { <NMLK> };";
+    if (!map.contains(numLock))
+        return false;
+    map.replace(numLock, QByteArray("modifier_map " + modifier + " { <NMLK> };"));
+    QProcess load;
+    load.start(QStringLiteral("xkbcomp"), {QStringLiteral("-"), display});
+    load.write(map);
+    load.closeWriteChannel();
+    return load.waitForFinished(kTimeout) && load.exitCode() == 0;
 }
 
 } // namespace
@@ -215,10 +239,10 @@ private slots:
     void keyHeldByAnotherProgramGivesTheDiagnostic()
     {
         // The other program holds Ctrl+Alt+K exactly (without the lock variants).
-        OtherClient holder;
+        auto holder = std::make_unique<OtherClient>();
         const quint8 k = *keymap().keycode(Key::k);
         const quint16 ctrlAlt = *keymap().modifierMask(kCtrlAltK.carbonModifiers);
-        QVERIFY(holder.grabKey(k, ctrlAlt));
+        QVERIFY(holder->grabKey(k, ctrlAlt));
 
         const Name taken(QStringLiteral("taken"), kCtrlAltK);
         int takenDown = 0;
@@ -227,14 +251,89 @@ private slots:
         QVERIFY(!m_registry->isEnabled(taken));
 
         // None of the lock variants was kept: the other program can take those too.
-        QVERIFY(holder.grabKey(k, ctrlAlt | XCB_MOD_MASK_LOCK));
-        QVERIFY(holder.grabKey(k, ctrlAlt | keymap().numLockMask()));
+        QVERIFY(holder->grabKey(k, ctrlAlt | XCB_MOD_MASK_LOCK));
+        QVERIFY(holder->grabKey(k, ctrlAlt | keymap().numLockMask()));
 
         // The other shortcuts still work, and the taken one goes to its holder.
         QVERIFY(xdotool({"key", "ctrl+alt+k", "shift+super+v"}));
         QVERIFY(pressSentinelAndWait());
         QCOMPARE(m_toggleDown, 1);
         QCOMPARE(takenDown, 0);
+        QVERIFY(m_registry->isRefused(taken));
+
+        // Once the other program is gone, asking again (as reopening Preferences does) wins it.
+        holder.reset();
+        // The server frees the grabs once it has seen the connection close.
+        QTRY_VERIFY_WITH_TIMEOUT((m_registry->retryRefused(), m_registry->isEnabled(taken)),
+                                 kTimeout);
+        QVERIFY(!m_registry->isRefused(taken));
+        QVERIFY(xdotool({"key", "ctrl+alt+k"}));
+        m_sentinelDown = 0;
+        QVERIFY(pressSentinelAndWait());
+        QCOMPARE(takenDown, 1);
+    }
+
+    // A new keymap moves Num Lock to a bit on which another program already holds the key:
+    // the re-grab is refused, and that is reported, not dropped in silence.
+    void aRefusedReGrabAfterANewKeymapIsReported()
+    {
+        const quint8 k = *keymap().keycode(Key::k);
+        const quint16 ctrlAlt = *keymap().modifierMask(kCtrlAltK.carbonModifiers);
+        const Name name(QStringLiteral("regrabbed"), kCtrlAltK);
+        m_registry->onKeyDown(name, [] {});
+        QVERIFY(m_registry->isEnabled(name));
+        QSignalSpy changed(m_registry.get(), &Registry::registrationsChanged);
+
+        auto holder = std::make_unique<OtherClient>();
+        QVERIFY(holder->grabKey(k, ctrlAlt | XCB_MOD_MASK_3));
+        QTest::ignoreMessage(QtWarningMsg, "Error registering hotkey Ctrl+Alt+K: 10");
+        const auto restore = qScopeGuard([] { setLayout("us"); });
+        QVERIFY(moveNumLockTo("Mod3"));
+        QTRY_VERIFY_WITH_TIMEOUT(m_registry->isRefused(name), kTimeout);
+        QVERIFY(!changed.isEmpty());
+        // The other shortcuts kept their grabs.
+        QVERIFY(m_registry->isEnabled(kToggle));
+
+        // The holder gone, the next new keymap brings it back by itself.
+        holder.reset();
+        QVERIFY(setLayout("us"));
+        QTRY_VERIFY_WITH_TIMEOUT(m_registry->isEnabled(name), kTimeout);
+    }
+
+    // The keys of PC keyboards that the Carbon table lacked can be grabbed and pressed.
+    void pcKeysWork_data()
+    {
+        QTest::addColumn<qint64>("key");
+        QTest::addColumn<QString>("keysym");
+        QTest::newRow("Insert") << Key::insert.rawValue << u"Insert"_s;
+        QTest::newRow("Print") << Key::printScreen.rawValue << u"Print"_s;
+        QTest::newRow("Pause") << Key::pause.rawValue << u"Pause"_s;
+        QTest::newRow("Scroll Lock") << Key::scrollLock.rawValue << u"Scroll_Lock"_s;
+        QTest::newRow("Menu") << Key::menu.rawValue << u"Menu"_s;
+    }
+    void pcKeysWork()
+    {
+        QFETCH(qint64, key);
+        QFETCH(QString, keysym);
+        QVERIFY(keymap().keycode(Key(key)));
+        QVERIFY(!keymap().typesCharacterInAnyLayout(Key(key)));
+        const Name name(QStringLiteral("pc"), Shortcut(Key(key), ModifierFlag::command));
+        int down = 0;
+        m_registry->onKeyDown(name, [&] { ++down; });
+        QVERIFY(m_registry->isEnabled(name));
+        QVERIFY(xdotool({"key", u"super+"_s + keysym}));
+        QVERIFY(pressSentinelAndWait());
+        QCOMPARE(down, 1);
+    }
+
+    // A letter types a character in some installed layout; a function key in none.
+    void charactersOfEveryInstalledLayout()
+    {
+        QVERIFY(setLayout("us,ru"));
+        const auto restore = qScopeGuard([] { setLayout("us"); });
+        QTRY_VERIFY_WITH_TIMEOUT(keymap().typesCharacterInAnyLayout(Key::q), kTimeout);
+        QVERIFY(keymap().typesCharacterInAnyLayout(Key::semicolon));
+        QVERIFY(!keymap().typesCharacterInAnyLayout(Key::f5));
     }
 
     void shortcutReachesTheHandlerWhileAMenuIsOpen()

@@ -149,7 +149,8 @@ private slots:
     {
         QTemporaryDir dir;
         const QString folder = dir.filePath(u"config/autostart"_s);
-        AutostartEntry entry(folder, u"/opt/Cliphaven 2/bin/cliphaven"_s);
+        // The installed program by name, whichever file this test runs from.
+        AutostartEntry entry(folder);
         QSignalSpy changed(&entry, &AutostartEntry::enabledChanged);
         QVERIFY(!entry.isEnabled());
         QVERIFY(entry.setEnabled(true));
@@ -161,7 +162,9 @@ private slots:
         const auto written = DesktopEntry::parse(file.readAll(), u"cliphaven.desktop"_s, u"C"_s);
         QVERIFY(written);
         QCOMPARE(written->name, u"Cliphaven"_s);
-        QCOMPARE(written->exec, u"\"/opt/Cliphaven 2/bin/cliphaven\""_s);
+        QCOMPARE(written->exec, u"cliphaven"_s);
+        QVERIFY(file.seek(0));
+        QVERIFY(file.readAll().contains("\nTryExec=cliphaven\n"));
 
         QVERIFY(entry.setEnabled(false));
         QVERIFY(entry.setEnabled(false));
@@ -290,6 +293,19 @@ private slots:
         m_windows.classes.append(QStringLiteral("Gimp"));
         chooser.refresh();
         QCOMPARE(chooser.count(), 4);
+    }
+
+    // Cliphaven's own Preferences window is open while choosing, and its entry is installed:
+    // neither is offered.
+    void chooserLeavesOutCliphavenItself()
+    {
+        QFile own(QStringLiteral(CLIPHAVEN_SOURCE_DIR "/src/app/data/cliphaven.desktop"));
+        QVERIFY(own.open(QIODevice::ReadOnly));
+        QVERIFY(writeApplication(share(), "cliphaven", own.readAll().split('\n').mid(1).join('\n')));
+        m_windows.classes = {QStringLiteral("Cliphaven"), QStringLiteral("Zenity")};
+        ApplicationChooserModel chooser(prefs(), catalog(), &m_windows);
+        QCOMPARE(column(chooser, ApplicationChooserModel::NameRole),
+                 (QStringList{"Zenity", "Firefox ESR", "KeePassXC", "XTerm"}));
     }
 
 private:

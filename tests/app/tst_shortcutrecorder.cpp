@@ -2,7 +2,9 @@
 #include "app/ShortcutRecorder.h"
 #include "common/TestShortcuts.h"
 
+#include <QFile>
 #include <QKeyEvent>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -61,6 +63,41 @@ private slots:
         QTest::newRow("a key outside the table")
             << int(Qt::Key_LaunchMail) << Qt::KeyboardModifiers(Qt::ControlModifier) << QString()
             << u"This key cannot be used in a shortcut."_s;
+        // What every application copies, pastes, cuts, undoes and selects with stays theirs.
+        QTest::newRow("Ctrl+C copies everywhere")
+            << int(Qt::Key_C) << Qt::KeyboardModifiers(Qt::ControlModifier) << QString()
+            << u"Ctrl+C copies in every application. Choose another shortcut."_s;
+        QTest::newRow("Ctrl+V pastes everywhere")
+            << int(Qt::Key_V) << Qt::KeyboardModifiers(Qt::ControlModifier) << QString()
+            << u"Ctrl+V pastes in every application. Choose another shortcut."_s;
+        QTest::newRow("Ctrl+X cuts everywhere")
+            << int(Qt::Key_X) << Qt::KeyboardModifiers(Qt::ControlModifier) << QString()
+            << u"Ctrl+X cuts in every application. Choose another shortcut."_s;
+        QTest::newRow("Ctrl+Z undoes everywhere")
+            << int(Qt::Key_Z) << Qt::KeyboardModifiers(Qt::ControlModifier) << QString()
+            << u"Ctrl+Z undoes in every application. Choose another shortcut."_s;
+        QTest::newRow("Ctrl+A selects everywhere")
+            << int(Qt::Key_A) << Qt::KeyboardModifiers(Qt::ControlModifier) << QString()
+            << u"Ctrl+A selects everything in every application. Choose another shortcut."_s;
+        QTest::newRow("Shift+Insert pastes in terminals")
+            << int(Qt::Key_Insert) << Qt::KeyboardModifiers(Qt::ShiftModifier) << QString()
+            << u"Shift+Insert pastes in every application. Choose another shortcut."_s;
+        QTest::newRow("Ctrl+Shift+C is free")
+            << int(Qt::Key_C) << (Qt::ControlModifier | Qt::ShiftModifier) << u"Ctrl+Shift+C"_s
+            << QString();
+        // The keys of PC keyboards that Apple's lack.
+        QTest::newRow("Insert") << int(Qt::Key_Insert) << (Qt::ControlModifier | Qt::AltModifier)
+                                << u"Ctrl+Alt+Insert"_s << QString();
+        QTest::newRow("Print") << int(Qt::Key_Print) << Qt::KeyboardModifiers(Qt::MetaModifier)
+                               << u"Super+Print"_s << QString();
+        QTest::newRow("Pause, with Shift alone: it types nothing")
+            << int(Qt::Key_Pause) << Qt::KeyboardModifiers(Qt::ShiftModifier) << u"Shift+Pause"_s
+            << QString();
+        QTest::newRow("Scroll Lock")
+            << int(Qt::Key_ScrollLock) << Qt::KeyboardModifiers(Qt::AltModifier)
+            << u"Alt+Scroll Lock"_s << QString();
+        QTest::newRow("Menu") << int(Qt::Key_Menu) << Qt::KeyboardModifiers(Qt::ControlModifier)
+                              << u"Ctrl+Menu"_s << QString();
     }
 
     void combinations()
@@ -89,6 +126,44 @@ private slots:
         // Applied at once: stored, and the hot key moved to the new combination.
         QCOMPARE(r->registry.getShortcut(ShortcutNames::toggleOverlay), recorder.shortcut());
         QCOMPARE(r->backend.registered.values(), QList<Shortcut>{*recorder.shortcut()});
+        // Written to the file at once, not when the settings object goes.
+        QFile file(r->settings.fileName());
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QVERIFY(
+            file.readAll().contains(Registry::settingsKey(ShortcutNames::toggleOverlay).toUtf8()));
+    }
+
+    // Shift and a key that types a letter of another alphabet: the key types a character in
+    // the layouts installed, whatever Qt's key code says (it is beyond Latin-1 here).
+    void shiftWithALetterOfAnyInstalledLayoutIsRefused()
+    {
+        struct TwoLayouts final : KeyboardLayout
+        {
+            QString character(Key key) const override { return key == Key::q ? u"й"_s : QString(); }
+            std::optional<Key> keyForScanCode(quint32 code) const override
+            {
+                return code == 24 ? std::optional(Key::q) : std::nullopt;
+            }
+        } layout;
+        setCurrentKeyboardLayout(&layout);
+        const auto restore = qScopeGuard([] { setCurrentKeyboardLayout(nullptr); });
+
+        ShortcutRecorder recorder(r->registry, ShortcutNames::toggleOverlay);
+        recorder.startRecording();
+        const int shortI = 0x0419; // Qt's key code of the Cyrillic short I
+        const QKeyEvent shifted(QEvent::KeyPress, shortI, Qt::ShiftModifier, 24, 0, 0);
+        QVERIFY(recorder.handleKeyPress(shifted));
+        QCOMPARE(recorder.problem(), u"Add Ctrl, Alt or Super to the key."_s);
+        QVERIFY(recorder.isRecording());
+        const QKeyEvent withAlt(QEvent::KeyPress,
+                                shortI,
+                                Qt::ShiftModifier | Qt::AltModifier,
+                                24,
+                                0,
+                                0);
+        QVERIFY(recorder.handleKeyPress(withAlt));
+        QCOMPARE(r->registry.getShortcut(ShortcutNames::toggleOverlay),
+                 Shortcut(Key::q, ModifierFlag::shift | ModifierFlag::option));
     }
 
     // Escape cancels and keeps the shortcut; Backspace clears it, for the next launch too.
@@ -156,19 +231,58 @@ private slots:
         QCOMPARE(m_pressed, 2);
     }
 
+    // Which key is taken is said where the user looks, and is checked again when asked.
     void aRefusedShortcutIsReported()
     {
+        const QString taken = u"Ctrl+Alt+B is taken by another application, so it does not open "
+                              "Cliphaven. Record another shortcut, or quit the application that "
+                              "holds it."_s;
         r->backend.refusals.insert(kCtrlAltB, 10);
         ShortcutRecorder recorder(r->registry, ShortcutNames::toggleOverlay);
         recorder.startRecording();
+        QTest::ignoreMessage(QtWarningMsg, "Error registering hotkey Ctrl+Alt+B: 10");
         recorder.handleKeyPress(press(Qt::Key_B, Qt::ControlModifier | Qt::AltModifier));
         QCOMPARE(recorder.displayText(), QStringLiteral("Ctrl+Alt+B"));
-        QCOMPARE(recorder.problem(), QStringLiteral("Another application is using this shortcut."));
+        QCOMPARE(recorder.problem(), taken);
+        QVERIFY(r->registry.isRefused(ShortcutNames::toggleOverlay));
+
+        // Still held elsewhere: asking again reports it again.
+        QTest::ignoreMessage(QtWarningMsg, "Error registering hotkey Ctrl+Alt+B: 10");
+        r->registry.retryRefused();
+        QCOMPARE(recorder.problem(), taken);
+        // The other program let go: the next try (reopening Preferences) takes it.
+        r->backend.refusals.clear();
+        r->registry.retryRefused();
+        QVERIFY(recorder.problem().isEmpty());
+        QVERIFY(r->registry.isEnabled(ShortcutNames::toggleOverlay));
+        r->backend.press(kCtrlAltB);
+        QCOMPARE(m_pressed, 1);
 
         recorder.startRecording();
         QVERIFY(recorder.problem().isEmpty());
         recorder.handleKeyPress(press(Qt::Key_K, Qt::ControlModifier | Qt::AltModifier));
         QVERIFY(recorder.problem().isEmpty());
+    }
+
+    // A new keymap on which the grab is refused: reported, not dropped in silence.
+    void aRefusedGrabAfterANewKeymapIsReported()
+    {
+        ShortcutRecorder recorder(r->registry, ShortcutNames::toggleOverlay);
+        QVERIFY(recorder.problem().isEmpty());
+        QSignalSpy problem(&recorder, &ShortcutRecorder::problemChanged);
+        r->backend.refusals.insert(kShiftSuperV, 10);
+        QTest::ignoreMessage(QtWarningMsg, "Error registering hotkey Shift+Super+V: 10");
+        r->backend.changeKeymap();
+        QVERIFY(r->registry.isRefused(ShortcutNames::toggleOverlay));
+        QCOMPARE(problem.size(), 1);
+        QVERIFY(recorder.problem().startsWith(u"Shift+Super+V is taken"_s));
+
+        // The next keymap (the other program gone) brings it back.
+        r->backend.refusals.clear();
+        r->backend.changeKeymap();
+        QVERIFY(recorder.problem().isEmpty());
+        r->backend.press(kShiftSuperV);
+        QCOMPARE(m_pressed, 1);
     }
 
     // Shows the stored shortcut, and a change made elsewhere; keys are left alone until

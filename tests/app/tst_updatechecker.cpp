@@ -150,9 +150,21 @@ private slots:
         QSettings settings(dir.filePath(QStringLiteral("s.conf")), QSettings::IniFormat);
         if (stored.isValid())
             settings.setValue(UpdateChecker::kFeedUrlKey, stored);
-        QVERIFY(UpdateChecker::builtInFeedUrl().isValid());
-        QCOMPARE(UpdateChecker::feedUrl(settings),
-                 expected.isEmpty() ? UpdateChecker::builtInFeedUrl() : expected);
+        const QUrl feed = UpdateChecker::feedUrl(settings);
+        QCOMPARE(feed, expected.isEmpty() ? UpdateChecker::builtInFeedUrl() : expected);
+        QCOMPARE(UpdateChecker::updatesOffered(settings), !feed.isEmpty());
+    }
+
+    // The default build, like a distribution's package, names no feed: nothing to check.
+    void aBuildWithoutAFeedOffersNoUpdates()
+    {
+        if (!UpdateChecker::builtInFeedUrl().isEmpty())
+            QSKIP("This build names an update feed.");
+        QTemporaryDir dir;
+        QSettings settings(dir.filePath(QStringLiteral("s.conf")), QSettings::IniFormat);
+        QVERIFY(!UpdateChecker::updatesOffered(settings));
+        settings.setValue(UpdateChecker::kFeedUrlKey, QStringLiteral("not a feed"));
+        QVERIFY(!UpdateChecker::updatesOffered(settings));
     }
 
     // The feed format and the version order; defined below the class, where moc does not

@@ -203,10 +203,28 @@ private slots:
         QCOMPARE(r->delivered.size(), 1);
     }
 
+    // Ignored by the class of its window, or by the instance part of WM_CLASS, which is what an
+    // application chosen from a desktop entry without StartupWMClass is stored by (its program).
+    void copyWhileIgnoredApplicationIsInFrontIsSkipped_data()
+    {
+        QTest::addColumn<QStringList>("options");
+        QTest::addColumn<QString>("ignored");
+        QTest::newRow("by its class") << QStringList() << QStringLiteral("Zenity");
+        QTest::newRow("by its instance, the class being a brand")
+            << QStringList{"--name=vault-keeper", "--class=VaultBrand"}
+            << QStringLiteral("vault-keeper");
+    }
     void copyWhileIgnoredApplicationIsInFrontIsSkipped()
     {
-        r->prefs.setIgnoredApps({QStringLiteral("Zenity")});
-        QVERIFY(startZenity("Vault").window != 0);
+        QFETCH(QStringList, options);
+        QFETCH(QString, ignored);
+        r->prefs.setIgnoredApps({ignored});
+        const RunningApplication vault = startZenity("Vault", nullptr, options);
+        QVERIFY(vault.window != 0);
+        if (!options.isEmpty()) {
+            QCOMPARE(vault.identifier, QStringLiteral("VaultBrand"));
+            QCOMPARE(vault.instanceName, QStringLiteral("vault-keeper"));
+        }
         copyWithXclip("UTF8_STRING", "private");
         QTRY_COMPARE_WITH_TIMEOUT(r->monitor.lastChange(), r->pasteboard.changeCount(), 10000);
         r->prefs.setIgnoredApps({});
@@ -225,7 +243,7 @@ private slots:
         const std::optional<QRect> frame = r->workspace.windowFrame(target);
         QVERIFY(frame && !frame->isEmpty());
         QVERIFY(QRect(0, 0, 1920, 1080).contains(frame->center()));
-        QVERIFY(!r->workspace.windowFrame(RunningApplication{0x7ffffff, {}, 0}));
+        QVERIFY(!r->workspace.windowFrame(RunningApplication{0x7ffffff, {}, 0, {}}));
         // The target is no longer in front when the item is picked.
         QVERIFY(startZenity("Elsewhere").window != 0);
 
@@ -286,8 +304,8 @@ private slots:
         X11Workspace workspace(missing);
         QVERIFY(!workspace.isConnected());
         QVERIFY(!workspace.frontmostApplication());
-        workspace.activate(RunningApplication{1, "x", 2});
-        QVERIFY(!workspace.windowFrame(RunningApplication{1, "x", 2}));
+        workspace.activate(RunningApplication{1, "x", 2, {}});
+        QVERIFY(!workspace.windowFrame(RunningApplication{1, "x", 2, {}}));
     }
 
 private:
@@ -295,7 +313,9 @@ private:
     void startOwner(const QStringList &arguments);
     ClipItem nextItem();
     QByteArray pasteWithXclip(const QString &type);
-    RunningApplication startZenity(const QString &title, QProcess **process = nullptr);
+    RunningApplication startZenity(const QString &title,
+                                   QProcess **process = nullptr,
+                                   const QStringList &options = {});
 
     Programs m_programs;
     std::unique_ptr<Rig> r;
@@ -335,10 +355,13 @@ QByteArray X11ClipboardTest::pasteWithXclip(const QString &type)
         .value_or(QByteArray());
 }
 
-RunningApplication X11ClipboardTest::startZenity(const QString &title, QProcess **process)
+RunningApplication X11ClipboardTest::startZenity(const QString &title,
+                                                 QProcess **process,
+                                                 const QStringList &options)
 {
     QProcess *zenity = m_programs.start(QStringLiteral("zenity"),
-                                        {"--entry", "--title=" + title, "--text=" + title});
+                                        QStringList{"--entry", "--title=" + title, "--text=" + title}
+                                            + options);
     if (process)
         *process = zenity;
     std::optional<RunningApplication> app;

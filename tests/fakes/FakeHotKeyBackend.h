@@ -21,6 +21,7 @@ public:
     QMap<int, KeyboardShortcuts::Shortcut> registered;
     QHash<KeyboardShortcuts::Shortcut, int> refusals;
     EventHandler handler;
+    KeymapChangedHandler keymapChanged;
 
     int registerHotKey(int hotKeyId, const KeyboardShortcuts::Shortcut &shortcut) override
     {
@@ -32,6 +33,26 @@ public:
     }
     void unregisterHotKey(int hotKeyId) override { registered.remove(hotKeyId); }
     void setEventHandler(EventHandler eventHandler) override { handler = std::move(eventHandler); }
+    void setKeymapChangedHandler(KeymapChangedHandler changed) override
+    {
+        keymapChanged = std::move(changed);
+    }
+
+    // A new keymap on which the refused shortcuts cannot be grabbed again: they are dropped.
+    void changeKeymap()
+    {
+        QList<int> dropped;
+        for (auto it = registered.begin(); it != registered.end();) {
+            if (refusals.value(*it) != 0) {
+                dropped.append(it.key());
+                it = registered.erase(it);
+            } else {
+                ++it;
+            }
+        }
+        if (keymapChanged)
+            keymapChanged(dropped);
+    }
 
     void send(const KeyboardShortcuts::Shortcut &shortcut, KeyboardShortcuts::EventType type)
     {

@@ -36,10 +36,8 @@ X11HotKeyBackend::~X11HotKeyBackend()
 {
     if (QCoreApplication *app = QCoreApplication::instance())
         app->removeNativeEventFilter(this);
-    for (const HotKey &hotKey : std::as_const(m_hotKeys)) {
-        if (hotKey.grabbed)
-            ungrab(hotKey.grab);
-    }
+    for (const HotKey &hotKey : std::as_const(m_hotKeys))
+        ungrab(hotKey.grab);
     xcb_flush(m_connection);
 }
 
@@ -108,7 +106,7 @@ int X11HotKeyBackend::registerHotKey(int hotKeyId, const Shortcut &shortcut)
     const int status = grab(*resolved);
     if (status != 0)
         return status;
-    m_hotKeys.insert(hotKeyId, HotKey{shortcut, *resolved, true});
+    m_hotKeys.insert(hotKeyId, HotKey{shortcut, *resolved});
     return 0;
 }
 
@@ -117,8 +115,7 @@ void X11HotKeyBackend::unregisterHotKey(int hotKeyId)
     const auto it = m_hotKeys.find(hotKeyId);
     if (it == m_hotKeys.end())
         return;
-    if (it->grabbed)
-        ungrab(it->grab);
+    ungrab(it->grab);
     m_hotKeys.erase(it);
     forgetPresses(hotKeyId);
     xcb_flush(m_connection);
@@ -129,26 +126,39 @@ void X11HotKeyBackend::setEventHandler(EventHandler handler)
     m_handler = std::move(handler);
 }
 
+void X11HotKeyBackend::setKeymapChangedHandler(KeymapChangedHandler handler)
+{
+    m_keymapChanged = std::move(handler);
+}
+
 // Key names keep their keycodes across layouts, but a new keyboard may move keys or Num Lock.
 // The server also announces a new keymap whenever input switches between devices (a real
 // keyboard and XTest), so unchanged grabs and their held keys are left alone.
-// A grab the new keymap makes impossible or that another client holds by now is dropped
-// silently; the registry still counts the shortcut as registered.
+// A grab the new keymap makes impossible, or that another client holds by now, is dropped and
+// reported, so the registry can say so and try again later.
 void X11HotKeyBackend::regrabAll()
 {
-    for (auto it = m_hotKeys.begin(); it != m_hotKeys.end(); ++it) {
+    QList<int> dropped;
+    for (auto it = m_hotKeys.begin(); it != m_hotKeys.end();) {
         HotKey &hotKey = *it;
         const std::optional<Grab> resolved = resolve(hotKey.shortcut);
-        if (hotKey.grabbed && resolved && *resolved == hotKey.grab)
+        if (resolved && *resolved == hotKey.grab) {
+            ++it;
             continue;
-        if (hotKey.grabbed)
-            ungrab(hotKey.grab);
-        hotKey.grabbed = resolved && grab(*resolved) == 0;
-        if (hotKey.grabbed)
-            hotKey.grab = *resolved;
+        }
+        ungrab(hotKey.grab);
         forgetPresses(it.key());
+        if (resolved && grab(*resolved) == 0) {
+            hotKey.grab = *resolved;
+            ++it;
+        } else {
+            dropped.append(it.key());
+            it = m_hotKeys.erase(it);
+        }
     }
     xcb_flush(m_connection);
+    if (m_keymapChanged)
+        m_keymapChanged(dropped);
 }
 
 void X11HotKeyBackend::forgetPresses(int hotKeyId)
@@ -226,7 +236,7 @@ bool X11HotKeyBackend::nativeEventFilter(const QByteArray &eventType, void *mess
     const quint16 modifiers = key->state & kCoreModifiers;
     for (auto it = m_hotKeys.cbegin(); it != m_hotKeys.cend(); ++it) {
         const Grab &grab = it->grab;
-        if (!it->grabbed || grab.keycode != key->detail)
+        if (grab.keycode != key->detail)
             continue;
         if ((modifiers & ~(XCB_MOD_MASK_LOCK | grab.numLock)) != grab.modifiers)
             continue;

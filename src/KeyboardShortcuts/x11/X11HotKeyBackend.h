@@ -36,6 +36,7 @@ public:
     int registerHotKey(int hotKeyId, const Shortcut &shortcut) override;
     void unregisterHotKey(int hotKeyId) override;
     void setEventHandler(EventHandler handler) override;
+    void setKeymapChangedHandler(KeymapChangedHandler handler) override;
 
     bool nativeEventFilter(const QByteArray &eventType, void *message, qintptr *result) override;
 
@@ -51,7 +52,6 @@ private:
     {
         Shortcut shortcut;
         Grab grab;
-        bool grabbed = false;
     };
 
     std::optional<Grab> resolve(const Shortcut &shortcut) const;
@@ -77,6 +77,7 @@ private:
     QHash<quint8, Press> m_pressed;
     QHash<quint8, quint32> m_lastReleaseTimes;
     EventHandler m_handler;
+    KeymapChangedHandler m_keymapChanged;
 };
 
 } // namespace KeyboardShortcuts

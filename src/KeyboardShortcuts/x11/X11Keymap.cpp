@@ -238,6 +238,32 @@ QString X11Keymap::character(Key key) const
     return QString::fromUcs4(&character, 1);
 }
 
+bool X11Keymap::typesCharacterInAnyLayout(Key key) const
+{
+    const std::optional<quint8> code = keycode(key);
+    xkb_keymap *map = keymap();
+    if (!code || !map)
+        return false;
+    // Every group of the keymap, at its first two levels: plain and shifted.
+    const xkb_layout_index_t layouts = xkb_keymap_num_layouts_for_key(map, *code);
+    for (xkb_layout_index_t layout = 0; layout < layouts; ++layout) {
+        const xkb_level_index_t levels
+            = std::min<xkb_level_index_t>(xkb_keymap_num_levels_for_key(map, *code, layout), 2);
+        for (xkb_level_index_t level = 0; level < levels; ++level) {
+            const xkb_keysym_t *keysyms = nullptr;
+            const int count = xkb_keymap_key_get_syms_by_level(map, *code, layout, level, &keysyms);
+            for (int i = 0; i < count; ++i) {
+                char32_t character = xkb_keysym_to_utf32(keysyms[i]);
+                if (character == 0)
+                    character = deadKeyCharacter(keysyms[i]);
+                if (character >= 0x20 && !(character >= 0x7f && character < 0xa0))
+                    return true;
+            }
+        }
+    }
+    return false;
+}
+
 std::optional<quint16> X11Keymap::modifierMask(qint64 carbonModifiers) const
 {
     if (carbonModifiers & CarbonModifier::function)

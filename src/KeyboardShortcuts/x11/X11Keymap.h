@@ -25,6 +25,7 @@ public:
 
     QString character(Key key) const override;
     std::optional<Key> keyForScanCode(quint32 nativeScanCode) const override;
+    bool typesCharacterInAnyLayout(Key key) const override;
 
     // The X keycode of the key's position; none when this keyboard has no such key.
     std::optional<quint8> keycode(Key key) const;

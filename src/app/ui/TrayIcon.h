@@ -7,6 +7,7 @@
 #include <memory>
 
 class AppPrefs;
+class QAction;
 class QMenu;
 
 // Cliphaven's icon in the panel's tray: present while showInMenuBar is on, a clipboard
@@ -31,6 +32,13 @@ public:
     QMenu *menu() const { return m_menu.get(); }
     // The resource the icon shows now.
     QString iconPath() const;
+    // "Check for Updates…" is in the menu only where there is an update feed.
+    void setCanCheckForUpdates(bool can);
+
+    // A problem the user must know of, shown at the top of the menu and in the tooltip, with a
+    // warning on the icon, and announced once as a message when it appears; empty clears it.
+    void setNotice(const QString &text);
+    QString notice() const { return m_notice; }
 
 signals:
     // A left click, or "Show Cliphaven".
@@ -44,5 +52,8 @@ private:
 
     AppPrefs &m_prefs;
     std::unique_ptr<QMenu> m_menu;
+    QAction *m_checkForUpdates = nullptr;
     std::unique_ptr<QSystemTrayIcon> m_statusItem;
+    QAction *m_noticeAction = nullptr;
+    QString m_notice;
 };

@@ -85,12 +85,15 @@ std::optional<RunningApplication> X11Workspace::frontmostApplication()
     RunningApplication app;
     app.window = window;
     if (wmClass && wmClass->format == 8) {
-        // "instance\0class\0": the class names the application.
+        // "instance\0class\0": the class names the application, and the instance is often its
+        // program's name.
         const QByteArray value(static_cast<const char *>(xcb_get_property_value(wmClass.get())),
                                xcb_get_property_value_length(wmClass.get()));
         const QList<QByteArray> parts = value.split('\0');
-        if (parts.size() >= 2)
+        if (parts.size() >= 2) {
+            app.instanceName = QString::fromUtf8(parts.at(0));
             app.identifier = QString::fromUtf8(parts.at(1));
+        }
     }
     if (pid && pid->format == 32 && xcb_get_property_value_length(pid.get()) >= 4)
         app.pid = *static_cast<const uint32_t *>(xcb_get_property_value(pid.get()));
