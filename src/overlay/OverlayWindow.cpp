@@ -279,6 +279,10 @@ void OverlayWindow::hide()
     m_isHiding = true;
     animateAppearance(0.0, kHideAnimationMs, false);
     QTimer::singleShot(kOrderOutDelayMs, this, [this] {
+        // On a busy machine the fade's last step can come after this timer: the panel leaves
+        // at nothing either way.
+        m_appearance->stop();
+        m_state.setAppearance(0.0);
         if (m_view)
             m_view->hide();
         m_isHiding = false;
