@@ -100,14 +100,16 @@ bool writeAll(FILE *stream, const std::string &bytes)
 
 int main(int argc, char *argv[])
 {
-    // Options come first; a command's own arguments (a search for "-v") are its own.
-    for (int i = 1; i < argc && (i == 1 || argv[1][0] == '-'); ++i) {
+    // Options come first; a command's own arguments (a search for "-v") are its own, but
+    // `cliphaven get --help` still means help.
+    for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
-        if (argument == "-h" || argument == "--help" || argument == "--help-all") {
+        const bool option = i == 1 || argv[1][0] == '-';
+        if (argument == "--help" || (option && (argument == "-h" || argument == "--help-all"))) {
             std::fputs(kHelp, stdout);
             return 0;
         }
-        if (argument == "-v" || argument == "--version") {
+        if (option && (argument == "-v" || argument == "--version")) {
             std::puts("Cliphaven " CLIPHAVEN_VERSION);
             return 0;
         }

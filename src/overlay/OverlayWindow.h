@@ -41,8 +41,6 @@ public:
     static constexpr int kHideAnimationMs = 120;
     static constexpr int kOrderOutDelayMs = 130;
     static constexpr int kResignDelayMs = 50;
-    // How long the zoom-in waits for the panel's first frame before it starts regardless.
-    static constexpr int kFirstFrameWaitMs = 60;
     // The transparent margin around the card, where its shadows and glow are drawn.
     static constexpr int kMargin = 100;
 
@@ -124,7 +122,4 @@ private:
     QPointer<HotkeyCaps> m_hotkeyCaps;
     QPointer<MoreMenu> m_moreMenu;
     bool m_isHiding = false;
-    // Counts shows and hides, so a show's delayed zoom-in knows whether it is still wanted.
-    int m_generation = 0;
-    QMetaObject::Connection m_firstFrame;
 };

@@ -10,7 +10,12 @@ export XDG_DATA_HOME=$work/data XDG_CONFIG_HOME=$work/config XDG_RUNTIME_DIR=$wo
 mkdir -p "$XDG_RUNTIME_DIR" && chmod 700 "$XDG_RUNTIME_DIR"
 store=$XDG_DATA_HOME/Cliphaven/store.json
 pids=()
-cleanup() { for p in "${pids[@]}"; do kill "$p" 2>/dev/null || true; done; rm -rf "$work"; }
+# Waits for each program to end before removing its files: a quitting Cliphaven still writes.
+cleanup() {
+    for p in "${pids[@]}"; do kill "$p" 2>/dev/null || true; done
+    for p in "${pids[@]}"; do wait "$p" 2>/dev/null || true; done
+    rm -rf "$work" || true
+}
 trap cleanup EXIT
 
 fail() { echo "FAIL: $*" >&2; exit 1; }
@@ -36,6 +41,7 @@ settled_store_sum() { sleep 1; sha1sum "$store" | cut -d' ' -f1; }
 # Help and version need no display at all.
 env -u DISPLAY -u WAYLAND_DISPLAY "$cli" --version | grep -q '^Cliphaven [0-9]' || fail "--version"
 env -u DISPLAY -u WAYLAND_DISPLAY "$cli" --help | grep -q 'list \[--category NAME\]' || fail "--help"
+"$cli" get --help | grep -q "^Usage: cliphaven" || fail "a command's --help"
 
 "$cli" &
 pids+=($!)

@@ -190,10 +190,11 @@ private slots:
         QVERIFY(f.overlay.isVisible());
         QCOMPARE(window->geometry(),
                  OverlayWindow::panelGeometry(window->screen()->availableGeometry()));
-        // Reset (the state's own test lists what that covers); the zoom-in starts from zero.
+        // Reset (the state's own test lists what that covers); the zoom-in starts at once, its
+        // first frame one step in from nothing.
         QCOMPARE(f.state.query(), QString());
         QCOMPARE(f.state.selectionAnchor(), std::nullopt);
-        QCOMPARE(f.state.appearance(), 0.0);
+        QVERIFY(f.state.appearance() > 0.0 && f.state.appearance() < 0.5);
         QTRY_COMPARE_WITH_TIMEOUT(f.state.appearance(), 1.0, 5000);
         // The grid wrote its real column count on the way.
         QVERIFY(f.state.gridColumns() != 9);
@@ -201,7 +202,7 @@ private slots:
 
         // Shown again: the zoom-in again, but no second round of window hints.
         f.overlay.show();
-        QCOMPARE(f.state.appearance(), 0.0);
+        QVERIFY(f.state.appearance() > 0.0 && f.state.appearance() < 0.5);
         QTRY_COMPARE_WITH_TIMEOUT(f.state.appearance(), 1.0, 5000);
         QCOMPARE(f.maps, 1);
     }
