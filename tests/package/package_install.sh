@@ -74,6 +74,17 @@ complete_words() {
 [ "$(complete_words cliphaven se)" = search ] || fail "bash completion of 'se': $(complete_words cliphaven se)"
 [ "$(complete_words cliphaven list --j)" = --json ] || fail "bash completion of 'list --j'"
 
+# zsh: the same commands, and a command's options with their arguments.
+zsh_file=$root/usr/share/zsh/vendor-completions/_cliphaven
+zsh -n "$zsh_file" || fail "the zsh completion does not parse"
+zsh_words() {
+    zsh -f -c '_describe() { print -rl -- "${(@P)${@[-1]}}"; }; _arguments() { print -rl -- "$@"; }
+        words=("${@:2}"); CURRENT=$#words; source "$1"' _ "$zsh_file" "$@"
+}
+zsh_words cliphaven "" | grep -q '^search:' || fail "zsh completion lacks search"
+zsh_words cliphaven list "" | grep -q '^--category\[.*:_cliphaven_categories$' \
+    || fail "zsh completion of list's options"
+
 lintian --fail-on error --no-tag-display-limit "$deb" >"$work/lintian.log" 2>&1 \
     || { cat "$work/lintian.log" >&2; fail "lintian reports errors"; }
 
