@@ -46,13 +46,15 @@ done
 # Nothing from the build tree: no tests, no benchmarks, no build paths.
 unexpected=$(cd "$root" && find . -type f | grep -Ev '^\./usr/(bin/cliphaven|share/(applications|icons|metainfo|man|bash-completion|zsh|doc)/)' || true)
 [ -z "$unexpected" ] || fail "unexpected files: $unexpected"
-if strings "$root/usr/bin/cliphaven" | grep -q "$build"; then fail "the program names the build folder"; fi
+if grep -qF "$build" <<<"$(strings "$root/usr/bin/cliphaven")"; then
+    fail "the program names the build folder"
+fi
 
 # Each PNG size, rendered at the size its folder says.
 for size in 16 22 24 32 48 64 128 256 512; do
     png=$root/usr/share/icons/hicolor/${size}x${size}/apps/cliphaven.png
     [ -f "$png" ] || fail "missing ${size}x${size} icon"
-    file "$png" | grep -q "PNG image data, $size x $size" || fail "$(file "$png")"
+    grep -q "PNG image data, $size x $size" <<<"$(file "$png")" || fail "$(file "$png")"
 done
 
 desktop-file-validate "$root/usr/share/applications/cliphaven.desktop" || fail "desktop entry"
@@ -81,8 +83,9 @@ zsh_words() {
     zsh -f -c '_describe() { print -rl -- "${(@P)${@[-1]}}"; }; _arguments() { print -rl -- "$@"; }
         words=("${@:2}"); CURRENT=$#words; source "$1"' _ "$zsh_file" "$@"
 }
-zsh_words cliphaven "" | grep -q '^search:' || fail "zsh completion lacks search"
-zsh_words cliphaven list "" | grep -q '^--category\[.*:_cliphaven_categories$' \
+# Read whole before grep, which may stop reading early (pipefail would count that).
+grep -q '^search:' <<<"$(zsh_words cliphaven "")" || fail "zsh completion lacks search"
+grep -q '^--category\[.*:_cliphaven_categories$' <<<"$(zsh_words cliphaven list "")" \
     || fail "zsh completion of list's options"
 
 lintian --fail-on error --no-tag-display-limit "$deb" >"$work/lintian.log" 2>&1 \
