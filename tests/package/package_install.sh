@@ -107,6 +107,15 @@ for _ in $(seq 1 300); do
     sleep 0.1
 done
 grep -q "overlay built" "$work/run.log" || { cat "$work/run.log" >&2; fail "no overlay"; }
+# The overlay is open (--toggle); Ctrl+, opens Preferences, whose QML modules load only then.
+for _ in $(seq 1 100); do
+    xdotool search --name "Cliphaven Preferences" >/dev/null 2>&1 && break
+    xdotool key ctrl+comma
+    sleep 0.3
+done
+xdotool search --name "Cliphaven Preferences" >/dev/null 2>&1 \
+    || { cat "$work/run.log" >&2; fail "Preferences did not open"; }
+sleep 1
 if grep -E "module .* is not installed|failed to load|Cannot load library" "$work/run.log" >&2; then
     fail "the program could not load a part of Qt"
 fi
