@@ -68,7 +68,9 @@ void Paster::paste(const ClipItem &item,
         promptForAccessibilityOnce();
         return;
     }
-    QTimer::singleShot(kKeystrokeDelayMs, this, [this] { m_keys.postPasteKeystroke(); });
+    QTimer::singleShot(kKeystrokeDelayMs, this, [this] {
+        m_keys.postPasteKeystroke(PasteKeystroke::controlV);
+    });
 }
 
 bool Paster::promptIfUntrusted()

@@ -1,5 +1,8 @@
 #pragma once
 
+// The keystroke that pastes in the target program.
+enum class PasteKeystroke { controlV, controlShiftV, shiftInsert };
+
 // Synthetic keyboard input into whatever application has the focus. Main thread only.
 class KeyPoster
 {
@@ -8,7 +11,6 @@ public:
 
     // Whether posted keys can reach other applications in this session at all.
     virtual bool isTrusted() = 0;
-    // Releases modifier keys still held, then types the paste keystroke. Does nothing when
-    // untrusted.
-    virtual void postPasteKeystroke() = 0;
+    // Releases modifier keys still held, then types the keystroke. Does nothing when untrusted.
+    virtual void postPasteKeystroke(PasteKeystroke keystroke) = 0;
 };

@@ -283,7 +283,7 @@ private slots:
         const QByteArray display = ':' + server->readLine().trimmed();
         X11KeyPoster keys(display);
         QVERIFY(!keys.isTrusted());
-        keys.postPasteKeystroke();
+        keys.postPasteKeystroke(PasteKeystroke::controlV);
 
         Paster paster(r->pasteboard, r->workspace, keys, r->sounds, r->prefs);
         int alerts = 0;
@@ -300,7 +300,7 @@ private slots:
         const QByteArray missing(":4093");
         X11KeyPoster keys(missing);
         QVERIFY(!keys.isTrusted());
-        keys.postPasteKeystroke();
+        keys.postPasteKeystroke(PasteKeystroke::controlV);
         X11Workspace workspace(missing);
         QVERIFY(!workspace.isConnected());
         QVERIFY(!workspace.frontmostApplication());

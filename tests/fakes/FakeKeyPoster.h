@@ -2,6 +2,8 @@
 
 #include "platform/KeyPoster.h"
 
+#include <QList>
+
 class FakeKeyPoster : public KeyPoster
 {
 public:
@@ -10,9 +12,9 @@ public:
         ++trustChecks;
         return trusted;
     }
-    void postPasteKeystroke() override { ++keystrokes; }
+    void postPasteKeystroke(PasteKeystroke keystroke) override { keystrokes.append(keystroke); }
 
     bool trusted = true;
     int trustChecks = 0;
-    int keystrokes = 0;
+    QList<PasteKeystroke> keystrokes;
 };

@@ -1,6 +1,7 @@
 #include "X11KeyPoster.h"
 
 #include <QGuiApplication>
+#include <QVarLengthArray>
 
 #include <xcb/xcb.h>
 #include <xcb/xcb_keysyms.h>
@@ -12,6 +13,8 @@
 namespace {
 
 constexpr xcb_keysym_t kControlL = 0xffe3;
+constexpr xcb_keysym_t kShiftL = 0xffe1;
+constexpr xcb_keysym_t kInsert = 0xff63;
 constexpr xcb_keysym_t kLowerV = 0x0076;
 
 template<typename T>
@@ -56,7 +59,7 @@ void X11KeyPoster::fakeKey(quint8 type, quint8 keycode)
     xcb_test_fake_input(m_connection, type, keycode, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
 }
 
-void X11KeyPoster::postPasteKeystroke()
+void X11KeyPoster::postPasteKeystroke(PasteKeystroke keystroke)
 {
     if (!isTrusted())
         return;
@@ -69,9 +72,21 @@ void X11KeyPoster::postPasteKeystroke()
             codes(xcb_key_symbols_get_keycode(symbols.get(), keysym), &free);
         return codes ? codes.get()[0] : XCB_NO_SYMBOL;
     };
-    const xcb_keycode_t control = keycodeOf(kControlL);
-    const xcb_keycode_t v = keycodeOf(kLowerV);
-    if (control == XCB_NO_SYMBOL || v == XCB_NO_SYMBOL)
+    // The modifiers pressed in order, then the key. A keystroke whose keys are missing from
+    // the layout is not typed at all: a lone V or Insert would reach the program as text.
+    QVarLengthArray<xcb_keycode_t, 3> keys;
+    switch (keystroke) {
+    case PasteKeystroke::controlV:
+        keys = {keycodeOf(kControlL), keycodeOf(kLowerV)};
+        break;
+    case PasteKeystroke::controlShiftV:
+        keys = {keycodeOf(kControlL), keycodeOf(kShiftL), keycodeOf(kLowerV)};
+        break;
+    case PasteKeystroke::shiftInsert:
+        keys = {keycodeOf(kShiftL), keycodeOf(kInsert)};
+        break;
+    }
+    if (keys.contains(XCB_NO_SYMBOL))
         return;
 
     const auto modifierCookie = xcb_get_modifier_mapping(m_connection);
@@ -88,9 +103,9 @@ void X11KeyPoster::postPasteKeystroke()
         }
     }
 
-    fakeKey(XCB_KEY_PRESS, control);
-    fakeKey(XCB_KEY_PRESS, v);
-    fakeKey(XCB_KEY_RELEASE, v);
-    fakeKey(XCB_KEY_RELEASE, control);
+    for (const xcb_keycode_t key : std::as_const(keys))
+        fakeKey(XCB_KEY_PRESS, key);
+    for (auto key = keys.crbegin(); key != keys.crend(); ++key)
+        fakeKey(XCB_KEY_RELEASE, *key);
     xcb_flush(m_connection);
 }

@@ -8,8 +8,8 @@
 
 struct xcb_connection_t;
 
-// Types Ctrl+V through the XTest extension, after releasing every modifier key still held
-// (a Shift or Super left down from the shortcut turns the keystroke into another one).
+// Types a paste keystroke through the XTest extension, after releasing every modifier key still
+// held (a Shift or Super left down from the shortcut turns the keystroke into another one).
 class X11KeyPoster : public KeyPoster
 {
 public:
@@ -20,7 +20,7 @@ public:
     // Needs an X11 session (not Wayland, where posted keys reach X clients only) whose server
     // has the XTest extension.
     bool isTrusted() override;
-    void postPasteKeystroke() override;
+    void postPasteKeystroke(PasteKeystroke keystroke) override;
 
 private:
     void fakeKey(quint8 type, quint8 keycode);
