@@ -3,7 +3,7 @@ BUILD_DIR ?= build
 BUILD_TYPE ?= RelWithDebInfo
 JOBS ?= $(shell nproc)
 
-.PHONY: all deps configure build run test bench package format clean
+.PHONY: all deps configure build run test bench fuzz package format clean
 
 all: build
 
@@ -23,6 +23,11 @@ run: build
 
 test: build
 	ctest --test-dir $(BUILD_DIR) --output-on-failure -j $(JOBS)
+
+# Each fuzz target for FUZZ_SECONDS (clang with libFuzzer, from scripts/packages.txt).
+FUZZ_SECONDS ?= 300
+fuzz: deps
+	scripts/fuzz.sh $(BUILD_DIR) $(FUZZ_SECONDS)
 
 # cliphaven_<version>_amd64.deb in the build folder, from what `cmake --install` installs.
 package: build

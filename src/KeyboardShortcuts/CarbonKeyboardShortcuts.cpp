@@ -41,12 +41,14 @@ bool CarbonKeyboardShortcuts::registerShortcut(const Shortcut &shortcut)
 {
     const int hotKeyId = ++m_hotKeyIdCounter;
     const int status = m_backend.registerHotKey(hotKeyId, shortcut);
-    if (status != 0) {
+    // A desktop without global key grabs refuses every shortcut; Preferences says so instead.
+    if (status != 0 && status != HotKeyBackend::kUnsupported) {
         qWarning().noquote() << u"Error registering hotkey " + shortcut.presentableDescription()
                                     + u':'
                              << status;
-        return false;
     }
+    if (status != 0)
+        return false;
     m_hotKeys.insert(hotKeyId, HotKey{shortcut, hotKeyId});
     return true;
 }

@@ -78,6 +78,10 @@ AppPrefs::AppPrefs(std::unique_ptr<QSettings> settings, QObject *parent)
     m_seenPauseExplainer = readBool(m_settings->value(kSeenPauseExplainerKey));
     m_ignoredApps = readStringArray(m_settings->value(kIgnoredAppsKey));
     m_playSounds = readBoolObject(m_settings->value(kPlaySoundsKey), true);
+    m_forgetTransientCopies = readBoolObject(m_settings->value(kForgetTransientCopiesKey), true);
+    m_recordPrimarySelection = readBool(m_settings->value(kRecordPrimarySelectionKey));
+    m_pasteKeystrokes = PasteKeystrokeRules::encode(
+        PasteKeystrokeRules::decode(readStringArray(m_settings->value(kPasteKeystrokesKey))));
 }
 
 AppPrefs::~AppPrefs()
@@ -164,4 +168,50 @@ void AppPrefs::removeIgnoredApp(const QString &identifier)
     QStringList apps = m_ignoredApps;
     apps.removeAll(identifier);
     setIgnoredApps(apps);
+}
+
+void AppPrefs::setForgetTransientCopies(bool forget)
+{
+    writeBool(kForgetTransientCopiesKey, forget);
+    if (std::exchange(m_forgetTransientCopies, forget) != forget)
+        emit forgetTransientCopiesChanged();
+}
+
+void AppPrefs::setRecordPrimarySelection(bool record)
+{
+    writeBool(kRecordPrimarySelectionKey, record);
+    if (std::exchange(m_recordPrimarySelection, record) != record)
+        emit recordPrimarySelectionChanged();
+}
+
+void AppPrefs::setPasteKeystrokes(const QStringList &entries)
+{
+    const QStringList clean = PasteKeystrokeRules::encode(PasteKeystrokeRules::decode(entries));
+    m_settings->setValue(kPasteKeystrokesKey, clean);
+    m_settings->sync();
+    if (std::exchange(m_pasteKeystrokes, clean) != clean)
+        emit pasteKeystrokesChanged();
+}
+
+QList<PasteKeystrokeRules::Override> AppPrefs::pasteKeystrokeOverrides() const
+{
+    return PasteKeystrokeRules::decode(m_pasteKeystrokes);
+}
+
+void AppPrefs::setPasteKeystroke(const QString &identifier, PasteKeystroke keystroke)
+{
+    if (identifier.trimmed().isEmpty())
+        return;
+    // Appended last, so it replaces any earlier choice for the same program.
+    setPasteKeystrokes(m_pasteKeystrokes
+                       + PasteKeystrokeRules::encode({{identifier.trimmed(), keystroke}}));
+}
+
+void AppPrefs::removePasteKeystroke(const QString &identifier)
+{
+    QList<PasteKeystrokeRules::Override> overrides = pasteKeystrokeOverrides();
+    overrides.removeIf([&](const PasteKeystrokeRules::Override &entry) {
+        return entry.identifier.compare(identifier, Qt::CaseInsensitive) == 0;
+    });
+    setPasteKeystrokes(PasteKeystrokeRules::encode(overrides));
 }

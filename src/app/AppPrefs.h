@@ -1,5 +1,7 @@
 #pragma once
 
+#include "model/PasteKeystrokeRules.h"
+
 #include <QObject>
 #include <QSettings>
 #include <QStringList>
@@ -19,6 +21,15 @@ class AppPrefs : public QObject
     Q_PROPERTY(
         QStringList ignoredApps READ ignoredApps WRITE setIgnoredApps NOTIFY ignoredAppsChanged)
     Q_PROPERTY(bool playSounds READ playSounds WRITE setPlaySounds NOTIFY playSoundsChanged)
+    // The user's paste keystroke per program, in the settings form of PasteKeystrokeRules.
+    // Whether a copy its own program clears within a minute is removed from the history.
+    Q_PROPERTY(bool forgetTransientCopies READ forgetTransientCopies WRITE setForgetTransientCopies
+                   NOTIFY forgetTransientCopiesChanged)
+    // Whether text selections (PRIMARY) are recorded as well as copies.
+    Q_PROPERTY(bool recordPrimarySelection READ recordPrimarySelection WRITE
+                   setRecordPrimarySelection NOTIFY recordPrimarySelectionChanged)
+    Q_PROPERTY(QStringList pasteKeystrokes READ pasteKeystrokes WRITE setPasteKeystrokes NOTIFY
+                   pasteKeystrokesChanged)
 
 public:
     static inline const QString kPausedKey = QStringLiteral("CliphavenPaused");
@@ -27,8 +38,19 @@ public:
         "CliphavenSeenPauseExplainer");
     static inline const QString kIgnoredAppsKey = QStringLiteral("CliphavenIgnoredApps");
     static inline const QString kPlaySoundsKey = QStringLiteral("CliphavenPlaySounds");
+    static inline const QString kForgetTransientCopiesKey = QStringLiteral(
+        "CliphavenForgetTransientCopies");
+    static inline const QString kRecordPrimarySelectionKey = QStringLiteral(
+        "CliphavenRecordPrimarySelection");
+    static inline const QString kPasteKeystrokesKey = QStringLiteral("CliphavenPasteKeystrokes");
     static inline const QString kAccessibilityPromptedKey = QStringLiteral(
         "CliphavenAccessibilityPrompted");
+    // The desktop portal's grant to type into other programs: the token that restores it
+    // without asking, and whether the user refused it.
+    static inline const QString kRemoteDesktopRestoreTokenKey = QStringLiteral(
+        "CliphavenRemoteDesktopRestoreToken");
+    static inline const QString kRemoteDesktopRefusedKey = QStringLiteral(
+        "CliphavenRemoteDesktopRefused");
 
     // Reads the five settings; writes nothing back.
     explicit AppPrefs(std::unique_ptr<QSettings> settings, QObject *parent = nullptr);
@@ -54,6 +76,18 @@ public:
     bool playSounds() const { return m_playSounds; }
     void setPlaySounds(bool play);
 
+    bool forgetTransientCopies() const { return m_forgetTransientCopies; }
+    void setForgetTransientCopies(bool forget);
+    bool recordPrimarySelection() const { return m_recordPrimarySelection; }
+    void setRecordPrimarySelection(bool record);
+    QStringList pasteKeystrokes() const { return m_pasteKeystrokes; }
+    void setPasteKeystrokes(const QStringList &entries);
+    QList<PasteKeystrokeRules::Override> pasteKeystrokeOverrides() const;
+    // Sets or replaces the keystroke for one program; removing drops the user's choice, so the
+    // built-in rule applies again.
+    void setPasteKeystroke(const QString &identifier, PasteKeystroke keystroke);
+    void removePasteKeystroke(const QString &identifier);
+
     // Appends unless already present (exact, case-sensitive); nothing is written when present.
     void addIgnoredApp(const QString &identifier);
     // Removes every equal entry and writes the list back, even when nothing matched.
@@ -65,6 +99,9 @@ signals:
     void seenPauseExplainerChanged();
     void ignoredAppsChanged();
     void playSoundsChanged();
+    void forgetTransientCopiesChanged();
+    void recordPrimarySelectionChanged();
+    void pasteKeystrokesChanged();
 
 private:
     void writeBool(const QString &key, bool value);
@@ -75,4 +112,7 @@ private:
     bool m_seenPauseExplainer = false;
     QStringList m_ignoredApps;
     bool m_playSounds = true;
+    bool m_forgetTransientCopies = true;
+    bool m_recordPrimarySelection = false;
+    QStringList m_pasteKeystrokes;
 };

@@ -1,10 +1,15 @@
 #pragma once
 
+#include "CommandReply.h"
+
 #include <QLocalServer>
 #include <QLockFile>
 #include <QObject>
 
+#include <functional>
 #include <memory>
+
+class QLocalSocket;
 
 // Keeps one Cliphaven per user and display. The first instance holds a lock file and listens on a local
 // socket, both in the user's private runtime folder and named with the user id; a later
@@ -37,6 +42,12 @@ public:
     Role start(int connectTimeoutMs = 3000);
     Role role() const { return m_role; }
 
+    // Runs a command of the `cliphaven` command line sent by a later launch: its arguments
+    // (the command's name first) and what it read from its standard input. Without a handler,
+    // commands are refused.
+    using CommandHandler = std::function<CommandReply(const QStringList &, const QByteArray &)>;
+    void setCommandHandler(CommandHandler handler) { m_commandHandler = std::move(handler); }
+
     QString socketPath() const;
     QString lockFilePath() const;
 
@@ -48,9 +59,11 @@ private:
     bool listen();
     bool forward(int connectTimeoutMs);
     void onNewConnection();
+    void reply(QLocalSocket *socket, const CommandReply &reply);
 
     QString m_basePath;
     QLockFile m_lock;
     QLocalServer m_server;
     Role m_role = Role::unreachable;
+    CommandHandler m_commandHandler;
 };

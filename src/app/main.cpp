@@ -1,6 +1,8 @@
+#include "app/CommandRunner.h"
 #include "app/QuitOnSignals.h"
 #include "app/SingleInstance.h"
 #include "app/ui/AppDelegate.h"
+#include "app/ui/PlatformSession.h"
 #include "overlay/SceneGraphBackend.h"
 
 #include <QApplication>
@@ -8,7 +10,34 @@
 #include <QIcon>
 #include <QTimer>
 
+#include "model/Store.h"
+
+#include <QCoreApplication>
+
+#include <cstdio>
 #include <malloc.h>
+
+namespace {
+
+// A command of the command line comes here only when no Cliphaven answered the launcher: it
+// reads the saved history, and the commands that change something refuse. No display needed.
+int runCommandOnSavedHistory(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    QString error;
+    std::optional<CommandRunner> runner = CommandRunner::fromStoreFile(Store::defaultStoreFilePath(),
+                                                                       error);
+    if (!runner) {
+        std::fprintf(stderr, "cliphaven: %s\n", qPrintable(error));
+        return 1;
+    }
+    const CommandReply reply = runner->run(QCoreApplication::arguments().mid(1));
+    std::fwrite(reply.out.constData(), 1, size_t(reply.out.size()), stdout);
+    std::fwrite(reply.err.constData(), 1, size_t(reply.err.size()), stderr);
+    return std::fflush(stdout) == 0 ? reply.status : 1;
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
@@ -16,6 +45,12 @@ int main(int argc, char *argv[])
     // down; a fixed mmap threshold hands that memory straight back instead of letting it
     // collect in per-thread heaps (measured: about 45 MB kept otherwise).
     mallopt(M_MMAP_THRESHOLD, 256 * 1024);
+
+    if (argc > 1 && argv[1][0] != '-')
+        return runCommandOnSavedHistory(argc, argv);
+
+    // On a Wayland session, Qt's platform follows what the compositor offers Cliphaven.
+    PlatformSession::chooseQtPlatform();
 
     QApplication app(argc, argv);
     // Qt Quick's renderer, chosen before any window exists: software on a software-only GPU.

@@ -366,10 +366,13 @@ private:
     int m_attempts = 0;
 };
 
-LinkPreviewCache::LinkPreviewCache(std::chrono::milliseconds timeout, QObject *parent)
+LinkPreviewCache::LinkPreviewCache(std::chrono::milliseconds timeout,
+                                   QObject *parent,
+                                   qsizetype imageCacheBytes)
     : QObject(parent)
     , m_timeout(timeout)
     , m_network(new QNetworkAccessManager(this))
+    , m_imageCacheBytes(imageCacheBytes)
 {
     Q_ASSERT(timeout.count() > 0);
     // Redirects are followed per request (bounded, never from https down to http).
@@ -406,10 +409,39 @@ QString LinkPreviewCache::key(const QUrl &url)
 
 std::optional<LinkPreviewCache::Entry> LinkPreviewCache::cached(const QUrl &url) const
 {
-    const auto it = m_cache.constFind(key(url));
-    if (it == m_cache.cend())
+    const auto it = m_cache.find(key(url));
+    if (it == m_cache.end())
         return std::nullopt;
-    return *it;
+    it->lastUse = ++m_uses;
+    return it->entry;
+}
+
+void LinkPreviewCache::keepOnly(const QSet<QString> &keys)
+{
+    for (auto it = m_cache.begin(); it != m_cache.end();) {
+        if (keys.contains(it.key())) {
+            ++it;
+            continue;
+        }
+        m_imageBytes -= it->entry.image.sizeInBytes();
+        it = m_cache.erase(it);
+    }
+}
+
+void LinkPreviewCache::trimImages(const QString &keep)
+{
+    while (m_imageBytes > m_imageCacheBytes) {
+        auto oldest = m_cache.end();
+        for (auto it = m_cache.begin(); it != m_cache.end(); ++it) {
+            if (!it->entry.image.isNull() && it.key() != keep
+                && (oldest == m_cache.end() || it->lastUse < oldest->lastUse))
+                oldest = it;
+        }
+        if (oldest == m_cache.end())
+            return;
+        m_imageBytes -= oldest->entry.image.sizeInBytes();
+        m_cache.erase(oldest);
+    }
 }
 
 bool LinkPreviewCache::isFetching(const QUrl &url) const
@@ -423,9 +455,10 @@ void LinkPreviewCache::fetch(const QUrl &url, Completion completion)
     const QString k = key(url);
     if (m_inflight.contains(k))
         return;
-    if (const auto hit = m_cache.constFind(k); hit != m_cache.cend()) {
+    if (const auto hit = m_cache.find(k); hit != m_cache.end()) {
+        hit->lastUse = ++m_uses;
         QMetaObject::invokeMethod(
-            this, [completion, entry = *hit] { completion(entry); }, Qt::QueuedConnection);
+            this, [completion, entry = hit->entry] { completion(entry); }, Qt::QueuedConnection);
         return;
     }
     auto *fetch = new Fetch(this, m_network, url, std::move(completion), m_timeout);
@@ -436,7 +469,11 @@ void LinkPreviewCache::fetch(const QUrl &url, Completion completion)
 void LinkPreviewCache::finish(Fetch *fetch, const Entry &entry)
 {
     m_inflight.remove(fetch->key());
-    m_cache.insert(fetch->key(), entry);
+    if (const auto old = m_cache.constFind(fetch->key()); old != m_cache.cend())
+        m_imageBytes -= old->entry.image.sizeInBytes();
+    m_cache.insert(fetch->key(), Slot{entry, ++m_uses});
+    m_imageBytes += entry.image.sizeInBytes();
+    trimImages(fetch->key());
     const Completion completion = fetch->takeCompletion();
     fetch->deleteLater();
     if (completion)

@@ -3,6 +3,7 @@
 #include <QHash>
 #include <QImage>
 #include <QObject>
+#include <QSet>
 #include <QString>
 #include <QUrl>
 
@@ -13,7 +14,9 @@
 class QNetworkAccessManager;
 
 // Fetches, once per URL, the title, preview image and host of a web link so that link tiles can
-// show a card. Results, failures included, stay in memory for the life of the process. Only
+// show a card. Results, failures included, stay in memory while their link is in the history or
+// a category (keepOnly()), and the images among them within kImageCacheBytes: beyond it the
+// least recently used entry with an image goes, and is fetched again if asked for. Only
 // http and https are fetched; the page head is read from at most kMaxPageBytes of HTML, an image
 // from at most kMaxImageBytes, and the whole fetch (page and image) is given up after the
 // timeout. Main thread only: fetching runs on Qt's network thread, parsing and decoding on the
@@ -47,9 +50,12 @@ public:
     static constexpr int kMaxImageAttempts = 4;
     // Images are kept scaled down to fit this square: a tile is a few hundred pixels wide.
     static constexpr int kMaxImageSide = 512;
+    // What the kept images may take in memory together (decoded, at most 1 MB each).
+    static constexpr qsizetype kImageCacheBytes = 32 * 1024 * 1024;
 
     explicit LinkPreviewCache(std::chrono::milliseconds timeout = kDefaultTimeout,
-                              QObject *parent = nullptr);
+                              QObject *parent = nullptr,
+                              qsizetype imageCacheBytes = kImageCacheBytes);
     ~LinkPreviewCache() override;
 
     // The process-wide instance, made on first use. Tests may install their own.
@@ -68,16 +74,33 @@ public:
     void fetch(const QUrl &url, Completion completion);
     bool isFetching(const QUrl &url) const;
 
+    // Drops the entries of every link whose key is not given: links no longer in the history
+    // or any category. Fetches under way are left to finish.
+    void keepOnly(const QSet<QString> &keys);
+    qsizetype cachedImageBytes() const { return m_imageBytes; }
+    qsizetype cachedEntries() const { return m_cache.size(); }
+
     std::chrono::milliseconds timeout() const { return m_timeout; }
     // Applies to fetches started afterwards.
     void setTimeout(std::chrono::milliseconds timeout) { m_timeout = timeout; }
 
 private:
     class Fetch;
+    struct Slot
+    {
+        Entry entry;
+        // When it was last asked for: the least recent image goes first.
+        quint64 lastUse = 0;
+    };
+
     void finish(Fetch *fetch, const Entry &entry);
+    void trimImages(const QString &keep);
 
     std::chrono::milliseconds m_timeout;
     QNetworkAccessManager *m_network;
-    QHash<QString, Entry> m_cache;
+    const qsizetype m_imageCacheBytes;
+    qsizetype m_imageBytes = 0;
+    mutable quint64 m_uses = 0;
+    mutable QHash<QString, Slot> m_cache;
     QHash<QString, Fetch *> m_inflight;
 };

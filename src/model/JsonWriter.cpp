@@ -1,5 +1,6 @@
 #include "JsonWriter.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 
@@ -42,8 +43,32 @@ JsonWriter::JsonWriter(qsizetype expectedSize)
     m_out.reserve(expectedSize > 0 ? expectedSize : 4096);
 }
 
+JsonWriter::JsonWriter(Sink sink)
+    : m_sink(std::move(sink))
+{
+    m_out.reserve(kChunkBytes + 4096);
+}
+
+void JsonWriter::flushIfFull()
+{
+    if (!m_sink || m_out.size() < kChunkBytes)
+        return;
+    if (!m_sinkFailed && !m_sink(m_out))
+        m_sinkFailed = true;
+    m_out.resize(0);
+}
+
+bool JsonWriter::finish()
+{
+    if (m_sink && !m_sinkFailed && !m_out.isEmpty() && !m_sink(m_out))
+        m_sinkFailed = true;
+    m_out.resize(0);
+    return !m_sinkFailed;
+}
+
 void JsonWriter::separate()
 {
+    flushIfFull();
     if (m_needComma)
         m_out.append(',');
     m_needComma = true;
@@ -134,6 +159,21 @@ void JsonWriter::base64(const QByteArray &bytes)
 {
     separate();
     m_out.append('"');
+    if (m_sink) {
+        // Slices of whole 3-byte groups, so each encodes on its own.
+        constexpr qsizetype slice = kChunkBytes / 4 * 3;
+        for (qsizetype from = 0; from < bytes.size(); from += slice) {
+            const qsizetype length = std::min(slice, bytes.size() - from);
+            const qsizetype at = m_out.size();
+            m_out.resize(at + base64Size(length));
+            encodeBase64(reinterpret_cast<const unsigned char *>(bytes.constData()) + from,
+                         length,
+                         m_out.data() + at);
+            flushIfFull();
+        }
+        m_out.append('"');
+        return;
+    }
     const auto keyOf = std::make_pair(bytes.constData(), bytes.size());
     const qsizetype encodedSize = base64Size(bytes.size());
     const qsizetype at = m_out.size();

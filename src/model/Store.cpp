@@ -15,6 +15,9 @@
 #include <QStandardPaths>
 #include <QtConcurrentRun>
 
+#include <algorithm>
+#include <sys/stat.h>
+
 Q_LOGGING_CATEGORY(lcStore, "cliphaven.store")
 
 namespace {
@@ -38,32 +41,50 @@ QString keepAside(const QString &path)
     return QFile::rename(path, target) ? target : QString();
 }
 
+// A write cut short by a crash or kill leaves its temporary file; nothing else will remove it.
+void removeStaleTemporaries(const QString &path)
+{
+    const QFileInfo info(path);
+    QDir folder = info.absoluteDir();
+    const QStringList stale = folder.entryList({StoreWriter::temporaryFilePattern(path)},
+                                               QDir::Files | QDir::Hidden | QDir::System);
+    for (const QString &name : stale)
+        folder.remove(name);
+}
+
 } // namespace
 
-// What reading the file found: nothing, the decoded lists, or a file that cannot be used.
+// What reading the file found: nothing, what could be decoded, or a file that cannot be used.
 struct Store::FileContents
 {
     bool exists = false;
-    std::optional<StoreCodec::Disk> disk;
+    std::optional<StoreCodec::Salvage> salvage;
 
-    // Any thread: reads and decodes, and changes nothing.
+    // Any thread: reads and decodes, and changes nothing. The bytes are a private copy, never a
+    // map of the file: another program rewriting it in place (a backup restored with cp) would
+    // otherwise pull pages from under the decoder. A file that changes while it is read is read
+    // again, and after a few tries counts as unreadable.
     static FileContents read(const QString &path)
     {
         FileContents contents;
-        QFile file(path);
-        contents.exists = file.exists();
-        if (!contents.exists || !file.open(QIODevice::ReadOnly))
-            return contents;
-        // Mapped, not read: the file's Base64 is decoded straight from the page cache.
-        const qint64 size = file.size();
-        if (uchar *mapped = size > 0 ? file.map(0, size) : nullptr) {
-            contents.disk = StoreCodec::decode(
-                QByteArrayView(reinterpret_cast<const char *>(mapped), qsizetype(size)));
-            file.unmap(mapped);
-        } else {
+        for (int attempt = 0; attempt < 3; ++attempt) {
+            QFile file(path);
+            contents.exists = file.exists();
+            if (!contents.exists || !file.open(QIODevice::ReadOnly))
+                return contents;
+            struct stat before = {};
+            struct stat after = {};
+            if (::fstat(file.handle(), &before) != 0)
+                return contents;
             const QByteArray bytes = file.readAll();
-            if (file.error() == QFileDevice::NoError)
-                contents.disk = StoreCodec::decode(bytes);
+            if (file.error() != QFileDevice::NoError || ::fstat(file.handle(), &after) != 0)
+                return contents;
+            if (before.st_size == after.st_size && after.st_size == bytes.size()
+                && before.st_mtim.tv_sec == after.st_mtim.tv_sec
+                && before.st_mtim.tv_nsec == after.st_mtim.tv_nsec) {
+                contents.salvage = StoreCodec::salvage(bytes);
+                return contents;
+            }
         }
         return contents;
     }
@@ -85,11 +106,21 @@ Store::Store(const QString &storeFilePath,
     : QObject(parent)
     , m_storeFilePath(storeFilePath)
     , m_recognizer(recognizer)
-    , m_writer(std::make_unique<StoreWriter>(storeFilePath))
+    , m_writer(
+          std::make_unique<StoreWriter>(storeFilePath, [this](const StoreWriter::Outcome &outcome) {
+              // Queued to this object: dropped if the store is gone by then.
+              QMetaObject::invokeMethod(
+                  this,
+                  [this, outcome] { writeFinished(outcome.generation, outcome.failure); },
+                  Qt::QueuedConnection);
+          }))
 {
     m_saveTimer.setSingleShot(true);
     m_saveTimer.setInterval(kSaveDebounceMs);
     connect(&m_saveTimer, &QTimer::timeout, this, &Store::save);
+    m_retryTimer.setSingleShot(true);
+    connect(&m_retryTimer, &QTimer::timeout, this, &Store::save);
+    removeStaleTemporaries(m_storeFilePath);
     if (loading == Loading::now) {
         apply(FileContents::read(m_storeFilePath));
         return;
@@ -112,14 +143,29 @@ void Store::apply(FileContents contents)
 {
     if (!contents.exists)
         return;
-    if (!contents.disk) {
-        m_keptAsidePath = keepAside(m_storeFilePath);
+    if (contents.salvage && contents.salvage->isWhole()) {
+        m_history = std::move(contents.salvage->disk.history);
+        m_categories = std::move(contents.salvage->disk.categories);
+        return;
+    }
+    // Damaged: the original goes aside untouched, and whatever parsed is loaded and saved anew.
+    m_keptAsidePath = keepAside(m_storeFilePath);
+    if (!contents.salvage) {
+        m_unreadableFile = true;
         qCWarning(lcStore) << "could not load" << m_storeFilePath << "; kept it as"
                            << m_keptAsidePath;
         return;
     }
-    m_history = std::move(contents.disk->history);
-    m_categories = std::move(contents.disk->categories);
+    m_unreadableEntries = contents.salvage->unreadableEntries;
+    qCWarning(lcStore) << "loaded" << m_storeFilePath << "without" << m_unreadableEntries
+                       << "entries and" << contents.salvage->unreadableCategories
+                       << "categories that could not be read; kept the original as"
+                       << m_keptAsidePath;
+    m_history = std::move(contents.salvage->disk.history);
+    m_categories = std::move(contents.salvage->disk.categories);
+    // Without a copy aside, the next save must not be the one that overwrites the original.
+    if (!m_keptAsidePath.isEmpty())
+        scheduleSave();
 }
 
 void Store::waitUntilLoaded()
@@ -146,11 +192,10 @@ QString Store::defaultStoreFilePath()
     if (base.isEmpty())
         base = QDir::tempPath();
     const QString folder = base + QStringLiteral("/Cliphaven");
-    if (!QFileInfo::exists(folder) && QDir().mkpath(folder)) {
-        QFile::setPermissions(folder,
-                              QFileDevice::ReadOwner | QFileDevice::WriteOwner
-                                  | QFileDevice::ExeOwner);
-    }
+    QDir().mkpath(folder);
+    // Tightened at every launch, not only when made: an older folder may be open to others.
+    QFile::setPermissions(folder,
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     return folder + QStringLiteral("/store.json");
 }
 
@@ -168,6 +213,7 @@ void Store::categoriesDidChange()
 
 void Store::scheduleSave()
 {
+    ++m_generation;
     // Until loaded, a save would replace the file with only the lists seen so far.
     if (!m_loading)
         m_saveTimer.start();
@@ -175,17 +221,40 @@ void Store::scheduleSave()
 
 void Store::flushSave()
 {
-    if (!m_saveTimer.isActive())
+    // A failed save waiting for its retry is as unsaved as a pending one.
+    if (!m_saveTimer.isActive() && !m_retryTimer.isActive())
         return;
-    m_saveTimer.stop();
     save();
 }
 
 void Store::save()
 {
+    m_saveTimer.stop();
+    m_retryTimer.stop();
     // A snapshot costs two reference counts; encoding and writing happen on the writer.
     ++m_savesStarted;
-    m_writer->write(StoreCodec::Disk{m_history, m_categories});
+    m_writer->write(StoreCodec::Disk{m_history, m_categories}, m_generation);
+}
+
+void Store::writeFinished(quint64 generation, const QString &failure)
+{
+    if (failure.isEmpty()) {
+        m_retryDelayMs = kFirstRetryMs;
+        if (!m_saveFailure.isEmpty()) {
+            m_saveFailure.clear();
+            emit saveFailureChanged();
+        }
+        return;
+    }
+    if (m_saveFailure != failure) {
+        m_saveFailure = failure;
+        emit saveFailureChanged();
+    }
+    // A newer change has its own save coming, which retries on its own failure.
+    if (generation != m_generation || m_saveTimer.isActive())
+        return;
+    m_retryTimer.start(m_retryDelayMs);
+    m_retryDelayMs = std::min(m_retryDelayMs * 2, kLongestRetryMs);
 }
 
 void Store::waitForWrites()

@@ -28,8 +28,9 @@ public:
     // When the file is read: in the constructor, or on a worker thread (see isLoaded()).
     enum class Loading { now, inBackground };
 
-    // Loads the file at storeFilePath. A file that exists but cannot be read or decoded is
-    // moved aside (renamed with the time in its name) and the store starts empty.
+    // Loads the file at storeFilePath. A file that exists but cannot be read or decoded whole
+    // is moved aside (renamed with the time in its name); the store starts with every entry and
+    // category that could be decoded, and saves them.
     explicit Store(const QString &storeFilePath,
                    TextRecognizer *recognizer = nullptr,
                    QObject *parent = nullptr);
@@ -46,8 +47,12 @@ public:
     const QList<ClipItem> &history() const { return m_history; }
     const QList<Category> &categories() const { return m_categories; }
     QString storeFilePath() const { return m_storeFilePath; }
-    // Where a file that failed to load was moved; empty when none was.
+    // Where a file that failed to load, whole or in part, was moved; empty when none was.
     QString keptAsidePath() const { return m_keptAsidePath; }
+    // The file loaded was damaged: this many of its entries could not be read (the rest were
+    // loaded), or nothing in it could be (not a store at all).
+    int unreadableEntries() const { return m_unreadableEntries; }
+    bool wasUnreadable() const { return m_unreadableFile; }
 
     // False while a background load runs. Meanwhile the lists hold only what was captured since;
     // those captures are put on top of the loaded history in their order, nothing is saved,
@@ -91,12 +96,20 @@ public:
     void waitForWrites();
     // Number of snapshots handed to the writer so far.
     int savesStarted() const { return m_savesStarted; }
+    // Why the last save failed, in words ("the disk is full"); empty once a save succeeds. The
+    // lists stay in memory and the save is retried, sooner first, then at most every minute.
+    QString saveFailure() const { return m_saveFailure; }
+    bool isRetryingSave() const { return m_retryTimer.isActive(); }
+    int retryDelayMs() const { return m_retryDelayMs; }
+    static constexpr int kFirstRetryMs = 2000;
+    static constexpr int kLongestRetryMs = 60000;
 
 signals:
     void historyChanged();
     void categoriesChanged();
     // A background load has finished; the lists changed with it.
     void loaded();
+    void saveFailureChanged();
 
 private:
     struct BackgroundLoad;
@@ -107,14 +120,22 @@ private:
     void categoriesDidChange();
     void scheduleSave();
     void save();
+    void writeFinished(quint64 generation, const QString &failure);
     Category *mutableCategory(const QUuid &id);
 
     QString m_storeFilePath;
     QString m_keptAsidePath;
+    int m_unreadableEntries = 0;
+    bool m_unreadableFile = false;
     QList<ClipItem> m_history;
     QList<Category> m_categories;
     TextRecognizer *m_recognizer = nullptr;
     QTimer m_saveTimer;
+    QTimer m_retryTimer;
+    int m_retryDelayMs = kFirstRetryMs;
+    QString m_saveFailure;
+    // Raised by every change; a write carries the value it saved.
+    quint64 m_generation = 0;
     std::unique_ptr<StoreWriter> m_writer;
     int m_savesStarted = 0;
     bool m_loading = false;

@@ -3,6 +3,8 @@
 #include "JsonReader.h"
 #include "JsonWriter.h"
 
+#include <QSet>
+
 #include <string_view>
 #include <unordered_map>
 
@@ -59,21 +61,23 @@ void writeItem(JsonWriter &w, const ClipItem &item)
 class Decoder
 {
 public:
-    bool items(const Json::Value *array, QList<ClipItem> &out)
+    // Keeps the items that parse; false when the value is not an array at all.
+    bool items(const Json::Value *array, QList<ClipItem> &out, int &unreadable)
     {
         if (!array || !array->isArray())
             return false;
         out.reserve(qsizetype(array->elements().size()));
         for (const Json::Value &element : array->elements()) {
             std::optional<ClipItem> item = this->item(element);
-            if (!item)
-                return false;
-            out.append(std::move(*item));
+            if (item)
+                out.append(std::move(*item));
+            else
+                ++unreadable;
         }
         return true;
     }
 
-    std::optional<Category> category(const Json::Value &v)
+    std::optional<Category> category(const Json::Value &v, int &unreadable)
     {
         if (!v.isObject())
             return std::nullopt;
@@ -87,9 +91,16 @@ public:
         if (!nameText)
             return std::nullopt;
         category.name = *nameText;
-        if (!items(v.member("items"), category.items))
+        if (!items(v.member("items"), category.items, unreadable))
             return std::nullopt;
         return category;
+    }
+
+    // The entries a category that cannot be used takes with it.
+    static int entriesIn(const Json::Value &category)
+    {
+        const Json::Value *items = category.isObject() ? category.member("items") : nullptr;
+        return items && items->isArray() ? int(items->elements().size()) : 0;
     }
 
 private:
@@ -196,6 +207,29 @@ private:
     std::unordered_map<std::string_view, QByteArray> m_decoded;
 };
 
+// Everything in the program finds entries by id, so a file edited by hand that repeats one
+// would have a delete or a paste reach the wrong entry. Each later holder of a repeated id
+// gets a fresh one; its content is kept.
+void makeIdsUnique(Disk &disk)
+{
+    QSet<QUuid> seen;
+    const auto claim = [&seen](QUuid &id) {
+        if (seen.contains(id))
+            id = QUuid::createUuid();
+        seen.insert(id);
+    };
+    for (ClipItem &item : disk.history)
+        claim(item.id);
+    QSet<QUuid> categoryIds;
+    for (Category &category : disk.categories) {
+        if (categoryIds.contains(category.id))
+            category.id = QUuid::createUuid();
+        categoryIds.insert(category.id);
+        for (ClipItem &item : category.items)
+            claim(item.id);
+    }
+}
+
 } // namespace
 
 QString uuidString(const QUuid &id)
@@ -203,18 +237,10 @@ QString uuidString(const QUuid &id)
     return id.toString(QUuid::WithoutBraces).toUpper();
 }
 
-QByteArray encode(const Disk &disk)
-{
-    qsizetype expected = 64;
-    for (const ClipItem &item : disk.history)
-        expected += estimatedSize(item);
-    for (const Category &category : disk.categories) {
-        expected += 100 + category.name.size() * 2;
-        for (const ClipItem &item : category.items)
-            expected += estimatedSize(item);
-    }
+namespace {
 
-    JsonWriter w(expected);
+void writeDisk(JsonWriter &w, const Disk &disk)
+{
     w.beginObject();
     w.key(u"history");
     w.beginArray();
@@ -238,28 +264,70 @@ QByteArray encode(const Disk &disk)
     }
     w.endArray();
     w.endObject();
+}
+
+} // namespace
+
+QByteArray encode(const Disk &disk)
+{
+    qsizetype expected = 64;
+    for (const ClipItem &item : disk.history)
+        expected += estimatedSize(item);
+    for (const Category &category : disk.categories) {
+        expected += 100 + category.name.size() * 2;
+        for (const ClipItem &item : category.items)
+            expected += estimatedSize(item);
+    }
+    JsonWriter w(expected);
+    writeDisk(w, disk);
     return w.take();
 }
 
-std::optional<Disk> decode(QByteArrayView json)
+bool encode(const Disk &disk, const JsonWriter::Sink &sink)
+{
+    JsonWriter w(sink);
+    writeDisk(w, disk);
+    return w.finish();
+}
+
+std::optional<Salvage> salvage(QByteArrayView json)
 {
     const auto root = Json::parse(std::string_view(json.data(), size_t(json.size())));
     if (!root || !root->isObject())
         return std::nullopt;
-    Disk disk;
+    Salvage result;
     Decoder decoder;
-    if (!decoder.items(root->member("history"), disk.history))
-        return std::nullopt;
+    const Json::Value *history = root->member("history");
+    if (!decoder.items(history, result.disk.history, result.unreadableEntries) && history)
+        ++result.unreadableEntries;
     const Json::Value *categories = root->member("categories");
-    if (!categories || !categories->isArray())
-        return std::nullopt;
-    for (const Json::Value &element : categories->elements()) {
-        auto category = decoder.category(element);
-        if (!category)
-            return std::nullopt;
-        disk.categories.append(std::move(*category));
+    if (!categories || !categories->isArray()) {
+        result.unreadableCategories += categories ? 1 : 0;
+    } else {
+        for (const Json::Value &element : categories->elements()) {
+            int unreadable = 0;
+            if (auto category = decoder.category(element, unreadable)) {
+                result.disk.categories.append(std::move(*category));
+                result.unreadableEntries += unreadable;
+            } else {
+                ++result.unreadableCategories;
+                result.unreadableEntries += Decoder::entriesIn(element);
+            }
+        }
     }
-    return disk;
+    // Both lists are required: a file without them is not a store, whatever else it holds.
+    if (!history || !categories)
+        ++result.unreadableCategories;
+    makeIdsUnique(result.disk);
+    return result;
+}
+
+std::optional<Disk> decode(QByteArrayView json)
+{
+    auto result = salvage(json);
+    if (!result || !result->isWhole())
+        return std::nullopt;
+    return std::move(result->disk);
 }
 
 } // namespace StoreCodec

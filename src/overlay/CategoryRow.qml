@@ -11,6 +11,7 @@ SidebarRow {
     required property string name
     required property int slot
     required property string hint
+    required property int index
     required property SidebarController controller
 
     readonly property bool renaming: controller.renamingId === categoryId
@@ -22,6 +23,11 @@ SidebarRow {
     label: renaming ? "" : name
     keyHint: renaming ? "" : hint
     selected: controller.shownCategoryId === categoryId
+
+    onActivated: controller.showCategory(categoryId)
+    onMenuKeyPressed: contextMenuRequested(categoryId, mapToItem(null, 24, height - 4))
+    // Reached by Tab in a list that scrolls: brought into view.
+    onActiveFocusChanged: if (activeFocus) ListView.view.positionViewAtIndex(index, ListView.Contain)
 
     MouseArea {
         id: pointer

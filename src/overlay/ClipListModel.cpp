@@ -1,5 +1,6 @@
 #include "ClipListModel.h"
 
+#include "CodeText.h"
 #include "OverlayState.h"
 #include "TileImageProvider.h"
 #include "capture/LinkPreviewCache.h"
@@ -96,7 +97,8 @@ QHash<int, QByteArray> ClipListModel::roleNames() const
             {LinkTitleRole, "linkTitle"},
             {LinkImageRole, "linkImage"},
             {LinkFetchedRole, "linkFetched"},
-            {SelectedRole, "selected"}};
+            {SelectedRole, "selected"},
+            {CodeRole, "code"}};
 }
 
 QVariant ClipListModel::data(const QModelIndex &index, int role) const
@@ -159,6 +161,8 @@ QVariant ClipListModel::data(const QModelIndex &index, int role) const
         return entry.has_value();
     case SelectedRole:
         return row.selected;
+    case CodeRole:
+        return row.code;
     default:
         return {};
     }
@@ -200,6 +204,8 @@ ClipListModel::Row ClipListModel::makeRow(const ClipItem &item, bool selected)
         row.color = item.detectedHexColor().value_or(QColor());
     else if (row.presentation == Presentation::Link)
         row.url = item.detectedURL().value_or(QUrl());
+    else if (row.presentation == Presentation::Text)
+        row.code = CodeText::looksLikeCode(QStringView(item.preview()).left(kExcerptLength));
     row.selected = selected;
     return row;
 }
@@ -207,18 +213,29 @@ ClipListModel::Row ClipListModel::makeRow(const ClipItem &item, bool selected)
 void ClipListModel::publishImages()
 {
     // Every image the store holds, not only the filtered ones: a tile that a query is taking
-    // away may still be loading. The bytes are shared with the store, not copied.
+    // away may still be loading. The bytes are shared with the store, not copied. Link
+    // previews of links no longer held anywhere are let go.
     QHash<QString, QByteArray> bytes;
-    const auto add = [&bytes](const QList<ClipItem> &items) {
+    QSet<QString> linkKeys;
+    QSet<QString> linkTokens;
+    const auto add = [&](const QList<ClipItem> &items) {
         for (const ClipItem &item : items) {
-            if (item.kind == ClipKind::Image && item.imageData)
+            if (item.kind == ClipKind::Image && item.imageData) {
                 bytes.insert(idString(item.id), *item.imageData);
+            } else if (m_links && presentation(item) == Presentation::Link) {
+                const QUrl url = item.detectedURL().value_or(QUrl());
+                linkKeys.insert(LinkPreviewCache::key(url));
+                linkTokens.insert(linkImageToken(url));
+            }
         }
     };
     add(m_store.history());
     for (const Category &category : m_store.categories())
         add(category.items);
     m_images->setItemImages(std::move(bytes));
+    m_images->keepLinkImages(linkTokens);
+    if (m_links)
+        m_links->keepOnly(linkKeys);
 }
 
 void ClipListModel::reset()

@@ -47,6 +47,8 @@ public:
         // The link preview fetch has finished, whatever it found.
         LinkFetchedRole,
         SelectedRole,
+        // A text tile's text reads as code: it is set in a monospace face.
+        CodeRole,
     };
     Q_ENUM(Role)
 
@@ -89,6 +91,7 @@ private:
         QColor color;
         QUrl url;
         bool selected = false;
+        bool code = false;
     };
 
     static Row makeRow(const ClipItem &item, bool selected);

@@ -5,6 +5,8 @@
 #include "OverlayState.h"
 #include "model/Store.h"
 
+#include <algorithm>
+
 namespace {
 
 QString idString(const QUuid &id)
@@ -30,10 +32,16 @@ GridController::GridController(Store &store,
     });
     connect(&m_state, &OverlayState::queryChanged, this, [this] { m_state.clearSelection(); });
     connect(&m_state, &OverlayState::selectionAnchorChanged, this, [this] {
+        updateCurrentIndex();
         const std::optional<int> anchor = m_state.selectionAnchor();
         if (anchor && *anchor >= 0 && *anchor < m_model.count())
             emit revealRequested(*anchor);
     });
+    // The list changes under a fixed anchor as clips arrive and searches narrow it.
+    connect(&m_model, &QAbstractItemModel::rowsInserted, this, &GridController::updateCurrentIndex);
+    connect(&m_model, &QAbstractItemModel::rowsRemoved, this, &GridController::updateCurrentIndex);
+    connect(&m_model, &QAbstractItemModel::modelReset, this, &GridController::updateCurrentIndex);
+    updateCurrentIndex();
 }
 
 void GridController::setMenuOpen(bool open)
@@ -128,7 +136,11 @@ QList<ClipItem> GridController::targetItems(int index) const
 
 QVariantMap GridController::tileMenu(int index) const
 {
-    const bool multiple = targetItems(index).size() > 1;
+    const QList<ClipItem> targets = targetItems(index);
+    const bool multiple = targets.size() > 1;
+    QStringList targetIds;
+    for (const ClipItem &item : targets)
+        targetIds.append(idString(item.id));
     QVariantList categories;
     for (const Category &category : m_store.categories())
         categories.append(QVariantMap{{QStringLiteral("id"), idString(category.id)},
@@ -139,21 +151,64 @@ QVariantMap GridController::tileMenu(int index) const
                       : QStringLiteral("Add to Category")},
             {QStringLiteral("categories"), categories},
             {QStringLiteral("deleteTitle"),
-             multiple ? QStringLiteral("Delete Selection") : QStringLiteral("Delete")}};
+             multiple ? QStringLiteral("Delete Selection") : QStringLiteral("Delete")},
+            {QStringLiteral("targets"), targetIds}};
 }
 
-void GridController::addToCategory(int index, const QString &categoryId)
+QList<ClipItem> GridController::itemsWithIds(const QStringList &ids) const
+{
+    QList<ClipItem> items;
+    for (const QString &id : ids) {
+        if (const int row = indexOfId(id); row >= 0)
+            items.append(m_model.itemAt(row));
+    }
+    return items;
+}
+
+int GridController::indexOfId(const QString &id) const
+{
+    const QUuid uuid = QUuid::fromString(id);
+    if (uuid.isNull())
+        return -1;
+    for (int i = 0; i < m_model.count(); ++i) {
+        if (m_model.itemAt(i).id == uuid)
+            return i;
+    }
+    return -1;
+}
+
+void GridController::updateCurrentIndex()
+{
+    const int count = m_model.count();
+    const int index = count == 0 ? -1
+                                 : std::clamp(m_state.selectionAnchor().value_or(0), 0, count - 1);
+    if (index == m_currentIndex)
+        return;
+    m_currentIndex = index;
+    emit currentIndexChanged();
+}
+
+void GridController::setPageRows(int rows)
+{
+    rows = std::max(rows, 1);
+    if (rows == m_pageRows)
+        return;
+    m_pageRows = rows;
+    emit pageRowsChanged();
+}
+
+void GridController::addToCategory(const QStringList &targetIds, const QString &categoryId)
 {
     const QUuid category = QUuid::fromString(categoryId);
-    const QList<ClipItem> targets = targetItems(index);
+    const QList<ClipItem> targets = itemsWithIds(targetIds);
     // Each addition goes to the front: adding the last first keeps the list's order.
     for (auto it = targets.crbegin(); it != targets.crend(); ++it)
         m_store.add(*it, category);
 }
 
-void GridController::deleteItems(int index)
+void GridController::deleteItems(const QStringList &targetIds)
 {
-    const QList<ClipItem> targets = targetItems(index);
+    const QList<ClipItem> targets = itemsWithIds(targetIds);
     if (targets.isEmpty())
         return;
     if (m_state.tab().isHistory()) {

@@ -23,6 +23,12 @@ class GridController : public QObject
     QML_UNCREATABLE("The overlay window owns the grid controller.")
     Q_PROPERTY(ClipListModel *model READ model CONSTANT)
     Q_PROPERTY(bool menuOpen READ menuOpen WRITE setMenuOpen NOTIFY menuOpenChanged)
+    // The tile Return would paste, marked even before any arrow key moved the anchor.
+    Q_PROPERTY(int currentIndex READ currentIndex NOTIFY currentIndexChanged)
+    // The ids an open context menu acts on, so their tiles are marked while it is open.
+    Q_PROPERTY(QStringList menuTargets MEMBER m_menuTargets NOTIFY menuTargetsChanged)
+    // Rows the view shows whole: how far Page Up and Page Down go.
+    Q_PROPERTY(int pageRows READ pageRows WRITE setPageRows NOTIFY pageRowsChanged)
 
 public:
     GridController(Store &store,
@@ -58,23 +64,46 @@ public:
     // holds two or more ids including this tile, else the tile alone.
     QList<ClipItem> targetItems(int index) const;
     // The context menu's entries: "multiple", "categoryTitle" and "categories" (each with "id"
-    // and "name"; none when there are no categories) and "deleteTitle".
+    // and "name"; none when there are no categories), "deleteTitle", and "targets", the ids of
+    // the items it acts on. The list re-sorts under an open menu as clips arrive, so its
+    // actions name their items by id, never by row.
     Q_INVOKABLE QVariantMap tileMenu(int index) const;
-    Q_INVOKABLE void addToCategory(int index, const QString &categoryId);
-    Q_INVOKABLE void deleteItems(int index);
+    // Both act on those of the ids still in the list shown, in the order given.
+    Q_INVOKABLE void addToCategory(const QStringList &targetIds, const QString &categoryId);
+    Q_INVOKABLE void deleteItems(const QStringList &targetIds);
+    // The row of the item with this id in the list shown, or -1.
+    Q_INVOKABLE int indexOfId(const QString &id) const;
+    // The row Return would paste (the anchor kept inside the list), or -1 for an empty list.
+    int currentIndex() const { return m_currentIndex; }
+    int pageRows() const { return m_pageRows; }
+    void setPageRows(int rows);
+    // Asks the view to open this row's context menu, placed at its tile (Menu key, Shift+F10).
+    void requestMenu(int index) { emit menuRequested(index); }
+    void scrollToTop() { emit scrollToTopRequested(); }
     // "item:<id>" for one item, "items:<id>,<id>,..." for several.
     Q_INVOKABLE QString dragPayload(int index) const;
 
 signals:
     void menuOpenChanged();
+    void currentIndexChanged();
+    void pageRowsChanged();
+    void menuTargetsChanged();
     // The list switched: show its first item at the top.
     void scrollToTopRequested();
     // The anchored tile changed: bring it into view.
     void revealRequested(int index);
+    // Open the context menu of this row's tile, placed at the tile.
+    void menuRequested(int index);
 
 private:
     Store &m_store;
     OverlayState &m_state;
+    QList<ClipItem> itemsWithIds(const QStringList &ids) const;
+    void updateCurrentIndex();
+
     ClipListModel &m_model;
     bool m_menuOpen = false;
+    int m_pageRows = 1;
+    QStringList m_menuTargets;
+    int m_currentIndex = -1;
 };

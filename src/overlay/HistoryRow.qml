@@ -16,6 +16,9 @@ SidebarRow {
     keyHint: controller.historyHint
     selected: controller.shownCategoryId === ""
 
+    onActivated: controller.showHistory()
+    onMenuKeyPressed: contextMenuRequested(mapToItem(null, 24, height - 4))
+
     TapHandler {
         onTapped: row.controller.showHistory()
     }

@@ -27,10 +27,22 @@ Item {
         return Qt.point(x, y + scrollOffset())
     }
 
+    // Rows shown whole: how far Page Up and Page Down move.
+    readonly property int pageRows: Math.max(1, Math.floor((height - padding) / view.cellHeight))
+    onPageRowsChanged: controller.pageRows = pageRows
     onColumnsChanged: controller.updateColumns(width)
     onWidthChanged: setScrollOffset(scrollOffset())
     onHeightChanged: setScrollOffset(scrollOffset())
-    Component.onCompleted: controller.updateColumns(width)
+    Component.onCompleted: {
+        controller.updateColumns(width)
+        controller.pageRows = pageRows
+    }
+
+    function openMenu(index, position) {
+        // Made on first use: the controls it needs cost memory most sessions never use.
+        menu.active = true
+        menu.item.openAt(index, area, position)
+    }
 
     Connections {
         target: area.controller
@@ -42,6 +54,20 @@ Item {
         }
         function onScrollToTopRequested() {
             area.setScrollOffset(0)
+        }
+        // From the keyboard: the menu opens over the tile, once it is in view.
+        function onMenuRequested(index) {
+            const target = area.controller.scrollOffsetToReveal(index, area.scrollOffset(),
+                                                                view.height, view.width)
+            if (target >= 0)
+                area.setScrollOffset(target)
+            const tile = view.itemAtIndex(index)
+            if (!tile)
+                return
+            const face = tile.face
+            area.openMenu(index, area.mapFromItem(face, face.width / 2, face.height / 2))
+            // Opened from the keyboard: its first entry current, for the arrows and Return.
+            menu.item.currentIndex = 0
         }
     }
 
@@ -109,11 +135,7 @@ Item {
 
         delegate: ItemTile {
             controller: area.controller
-            onContextMenuRequested: (index, position) => {
-                // Made on first use: the controls it needs cost memory most sessions never use.
-                menu.active = true
-                menu.item.openAt(index, area, area.mapFromItem(null, position))
-            }
+            onContextMenuRequested: (index, position) => area.openMenu(index, area.mapFromItem(null, position))
         }
 
         WheelHandler {

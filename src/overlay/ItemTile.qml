@@ -20,8 +20,24 @@ Item {
     required property string linkImage
     required property bool linkFetched
     required property bool selected
+    required property bool code
 
     property GridController controller
+    readonly property alias face: face
+    // The tile Return pastes: marked even before an arrow key has selected anything.
+    readonly property bool current: controller !== null && index === controller.currentIndex
+    // A context menu is open for it.
+    readonly property bool menuTarget: controller !== null && controller.menuOpen
+                                       && controller.menuTargets.indexOf(itemId) >= 0
+    // 0 unselected ... 1 selected: fill, outline, glow and scale change together.
+    property real lift: selected ? 1 : 0
+    Behavior on lift {
+        NumberAnimation {
+            duration: 120
+            easing.type: Easing.Bezier
+            easing.bezierCurve: Theme.easeOut
+        }
+    }
 
     // position: in scene coordinates.
     signal contextMenuRequested(int index, point position)
@@ -39,50 +55,69 @@ Item {
     GridView.onReused: requestLinkPreview()
     onLinkUrlChanged: requestLinkPreview()
 
-    // The selection's glow lies beside the face rather than in it, at the face's scaled frame
-    // rounded to whole pixels: scaled with the face, its parts would meet with a visible seam.
+    // The selection's glow lies beside the face rather than in it.
     Loader {
-        active: cell.selected
-        x: Math.round(face.x - face.width * (face.scale - 1) / 2)
-        y: Math.round(face.y - face.height * (face.scale - 1) / 2)
-        width: Math.round(face.width * face.scale)
-        height: Math.round(face.height * face.scale)
+        active: cell.lift > 0
+        opacity: cell.lift
+        x: face.x
+        y: face.y
+        width: face.width
+        height: face.height
         sourceComponent: SoftShadow { style: SoftShadow.TileGlow }
     }
 
+    // The current tile when it is not selected (on opening, after a search), and the tiles an
+    // open context menu acts on: a ring around it, open, so the eye finds what Return pastes.
+    Rectangle {
+        objectName: "currentRing"
+        visible: (cell.current && !cell.selected) || cell.menuTarget
+        x: face.x - 4
+        y: face.y - 4
+        width: face.width + 8
+        height: face.height + 8
+        radius: Theme.tileRadius + 4
+        color: "transparent"
+        border.width: 2
+        border.color: cell.menuTarget ? "white" : Theme.withAlpha(Theme.accent, 0.85)
+    }
+
+    // Selected, the face grows by 3 % about its centre. It is laid out larger in whole pixels
+    // rather than scaled: a scaled rounded box shows seams on the software renderer, and the
+    // layer that hid them drew nothing at a device pixel ratio above 1. Text keeps its width,
+    // so it never rewraps as the tile grows; pictures are scaled with the face.
     Item {
         id: face
         objectName: "tileFace"
-        x: 16
-        width: cell.width - 14
-        height: Theme.tileHeight
-        scale: cell.selected ? 1.03 : 1.0
-        // While scaled it is drawn at its own size and the picture scaled: drawn scaled part by
-        // part, the software renderer leaves a gap where a rounded box's parts meet.
-        layer.enabled: scale !== 1
-        layer.smooth: true
 
-        Behavior on scale {
-            NumberAnimation {
-                duration: 120
-                easing.type: Easing.Bezier
-                easing.bezierCurve: Theme.easeOut
-            }
-        }
+        readonly property real baseWidth: cell.width - 14
+        readonly property int growX: Math.round(baseWidth * 0.015 * cell.lift)
+        readonly property int growY: Math.round(Theme.tileHeight * 0.015 * cell.lift)
+        // 1 unselected, 1.03 selected, in between while it animates.
+        readonly property real grown: width / baseWidth
+
+        x: 16 - growX
+        y: -growY
+        width: baseWidth + 2 * growX
+        height: Theme.tileHeight + 2 * growY
 
         Rectangle {
             anchors.fill: parent
             radius: Theme.tileRadius
-            color: cell.selected ? Theme.withAlpha(Theme.accent, 0.22)
-                                 : pointer.containsMouse ? Qt.rgba(1, 1, 1, 0.075)
-                                                         : Qt.rgba(1, 1, 1, 0.045)
+            color: Theme.mix(pointer.containsMouse ? Qt.rgba(1, 1, 1, 0.075) : Qt.rgba(1, 1, 1, 0.045),
+                             Theme.withAlpha(Theme.accent, 0.22), cell.lift)
             border.color: Qt.rgba(1, 1, 1, 0.08)
             border.width: 1
         }
 
         Loader {
-            anchors.fill: parent
-            anchors.margins: cell.kind === "text" ? 10 : 0
+            readonly property bool pictured: cell.kind === "image" || cell.kind === "link"
+            readonly property real pad: cell.kind === "text" ? 10 : 0
+            // Pictures and text at the unselected size, centred; swatches fill the face.
+            x: cell.kind === "color" ? 0 : face.growX + pad
+            y: cell.kind === "color" ? 0 : face.growY + pad
+            width: cell.kind === "color" ? face.width : face.baseWidth - 2 * pad
+            height: cell.kind === "color" ? face.height : Theme.tileHeight - 2 * pad
+            scale: pictured ? face.grown : 1
             sourceComponent: {
                 switch (cell.kind) {
                 case "image": return imageContent
@@ -95,8 +130,10 @@ Item {
 
         // Over the content, so images and swatches show it too.
         RoundedBox {
+            objectName: "selectionOutline"
             anchors.fill: parent
-            visible: cell.selected
+            visible: opacity > 0
+            opacity: cell.lift
             radius: Theme.tileRadius
             borderColor: Theme.accent
             borderWidth: 2
@@ -112,18 +149,32 @@ Item {
 
             onClicked: (mouse) => cell.controller.handleTap(cell.index, mouse.modifiers)
             // Past the threshold the platform's drag takes over; it returns once dropped.
-            drag.onActiveChanged: {
-                if (!drag.active)
-                    return
-                dragSource.Drag.mimeData = { "text/plain": cell.controller.dragPayload(cell.index) }
+            function startDrag(payload) {
+                dragSource.Drag.mimeData = { "text/plain": payload }
                 dragSource.Drag.active = true
                 dragSource.Drag.startDrag(Qt.CopyAction)
                 dragSource.Drag.active = false
+                dragSource.Drag.imageSource = ""
                 // The drop took the release: start over unpressed, with the proxy back home.
                 enabled = false
                 enabled = true
                 dragSource.x = 0
                 dragSource.y = 0
+            }
+            drag.onActiveChanged: {
+                if (!drag.active)
+                    return
+                const payload = cell.controller.dragPayload(cell.index)
+                // A small picture of the tile follows the pointer; taken once the drag begins,
+                // so plain clicks cost nothing.
+                const size = Qt.size(Math.round(face.width * 0.6), Math.round(face.height * 0.6))
+                const grabbing = face.grabToImage((result) => {
+                    dragSource.Drag.imageSource = result.url
+                    dragSource.Drag.hotSpot = Qt.point(size.width / 2, size.height / 2)
+                    startDrag(payload)
+                }, size)
+                if (!grabbing)
+                    startDrag(payload)
             }
         }
 
@@ -194,7 +245,8 @@ Item {
             text: cell.excerpt
             textFormat: Text.PlainText
             color: Theme.textPrimary
-            font.pixelSize: 12
+            font.family: cell.code ? Theme.monospace : Theme.fontFamily
+            font.pixelSize: cell.code ? 11.5 : 12
             lineHeight: 1.12
             wrapMode: Text.Wrap
             elide: Text.ElideRight

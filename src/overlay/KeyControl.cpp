@@ -45,6 +45,14 @@ bool KeyControl::handle(const KeyPress &key, const Context &context)
         return false;
 
     const QList<ClipItem> items = itemsForCurrentTab(m_state, m_store);
+    // The keyboard's way to a context menu, as everywhere on the desktop.
+    if (key.menuKey || (key.shift && key.keyCode == F10)) {
+        if (context.editingText)
+            return false;
+        if (!items.isEmpty() && onOpenMenu)
+            onOpenMenu(currentIndex(items));
+        return true;
+    }
     switch (key.keyCode) {
     case Return:
     case KeypadEnter:
@@ -63,7 +71,18 @@ bool KeyControl::handle(const KeyPress &key, const Context &context)
     case UpArrow:
         if (context.editingText && onClearFocus)
             onClearFocus();
-        return moveSelection(key.keyCode, items);
+        return moveSelection(key.keyCode, items, context.pageRows);
+    case Home:
+    case End:
+        // In the search field they move the cursor.
+        if (context.editingText)
+            return false;
+        return moveSelection(key.keyCode, items, context.pageRows);
+    case PageUp:
+    case PageDown:
+        if (context.editingText && onClearFocus)
+            onClearFocus();
+        return moveSelection(key.keyCode, items, context.pageRows);
     case Delete:
     case ForwardDelete:
         if (context.editingText)
@@ -107,13 +126,19 @@ bool KeyControl::handleCommand(const QString &characters)
     return true;
 }
 
-bool KeyControl::moveSelection(int keyCode, const QList<ClipItem> &items)
+bool KeyControl::moveSelection(int keyCode, const QList<ClipItem> &items, int pageRows)
 {
     if (items.isEmpty())
         return true;
     const int columns = std::max(m_state.gridColumns(), 1);
+    const int last = int(items.size()) - 1;
+    const int page = std::max(pageRows, 1) * columns;
     int index = 0;
-    if (const auto anchor = m_state.selectionAnchor()) {
+    if (keyCode == End) {
+        index = last;
+    } else if (keyCode == Home) {
+        index = 0;
+    } else if (const auto anchor = m_state.selectionAnchor()) {
         switch (keyCode) {
         case LeftArrow:
             index = *anchor - 1;
@@ -124,12 +149,24 @@ bool KeyControl::moveSelection(int keyCode, const QList<ClipItem> &items)
         case DownArrow:
             index = *anchor + columns;
             break;
+        case PageDown:
+            // Within the last page it stays in its column unless no row below has one.
+            index = *anchor + page;
+            break;
+        case PageUp:
+            index = *anchor - page;
+            break;
         default:
             index = *anchor - columns;
             break;
         }
+        // A page move past either end stops in the same column of the first or last row.
+        if ((keyCode == PageDown || keyCode == PageUp) && (index < 0 || index > last)) {
+            const int column = *anchor % columns;
+            index = index < 0 ? column : std::min(last, last - last % columns + column);
+        }
     }
-    index = std::clamp(index, 0, int(items.size()) - 1);
+    index = std::clamp(index, 0, last);
     m_state.selectOnly(items, index);
     return true;
 }

@@ -21,7 +21,12 @@ public:
         Delete = 51,
         Escape = 53,
         KeypadEnter = 76,
+        F10 = 109,
+        Home = 115,
+        PageUp = 116,
         ForwardDelete = 117,
+        End = 119,
+        PageDown = 121,
         LeftArrow = 123,
         RightArrow = 124,
         DownArrow = 125,
@@ -34,6 +39,8 @@ public:
         bool command = false; // Ctrl on Linux
         bool option = false;  // Alt
         bool control = false; // the platform's own Control, never set on Linux
+        bool shift = false;
+        bool menuKey = false; // the keyboard's Menu key, which has no code in the key table
         QString characters;   // with modifiers applied
         QString charactersIgnoringModifiers;
     };
@@ -43,6 +50,7 @@ public:
     {
         bool editingText = false;    // a text field is being typed into
         bool previewVisible = false; // the preview window is showing
+        int pageRows = 1;            // rows of tiles the grid shows whole
     };
 
     KeyControl(OverlayState &state, Store &store);
@@ -50,6 +58,8 @@ public:
     std::function<void(const ClipItem &)> onPick;
     std::function<void()> onClose;
     std::function<void(const ClipItem &)> onQuickLook;
+    // The Menu key or Shift+F10: the context menu of the tile at this row.
+    std::function<void(int)> onOpenMenu;
     std::function<void()> onBeep;
     // Takes keyboard focus away from the search field.
     std::function<void()> onClearFocus;
@@ -59,7 +69,7 @@ public:
 
 private:
     bool handleCommand(const QString &characters);
-    bool moveSelection(int keyCode, const QList<ClipItem> &items);
+    bool moveSelection(int keyCode, const QList<ClipItem> &items, int pageRows);
     void deleteSelection(const QList<ClipItem> &items);
     int currentIndex(const QList<ClipItem> &items) const;
 

@@ -2,6 +2,7 @@
 
 #include "app/AppPrefs.h"
 
+#include <QPointer>
 #include <QTimer>
 
 MoreMenu::MoreMenu(AppPrefs &prefs, QObject *parent)
@@ -34,8 +35,14 @@ void MoreMenu::togglePause()
     // once the menu that asked has closed.
     m_prefs.setSeenPauseExplainer(true);
     QTimer::singleShot(0, this, [this] {
-        if (!confirmPause || confirmPause())
+        if (!askToPause) {
             m_prefs.setPaused(true);
+            return;
+        }
+        askToPause([menu = QPointer<MoreMenu>(this)](bool pause) {
+            if (menu && pause)
+                menu->m_prefs.setPaused(true);
+        });
     });
 }
 

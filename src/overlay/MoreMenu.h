@@ -28,9 +28,10 @@ public:
 
     explicit MoreMenu(AppPrefs &prefs, QObject *parent = nullptr);
 
-    // The explainer: a modal alert with kExplainerMessage and kExplainerText, buttons "Pause"
-    // and "Cancel"; true when "Pause" was chosen. Unset, pausing needs no confirmation.
-    std::function<bool()> confirmPause;
+    // The explainer: shows kExplainerMessage and kExplainerText with "Cancel" and "Pause" and
+    // later calls the function given with true when "Pause" was chosen. Unset, pausing needs
+    // no confirmation.
+    std::function<void(std::function<void(bool)>)> askToPause;
     // Set by the owner: open the preferences (the overlay hides first), check for updates, quit.
     std::function<void()> onShowPreferences;
     std::function<void()> onCheckForUpdates;

@@ -20,6 +20,27 @@ Item {
 
     implicitWidth: 22
     implicitHeight: 22
+    // Reached by Tab; Return, Space or Down opens the menu with its first entry current.
+    activeFocusOnTab: true
+    readonly property bool takesKeys: true
+    Keys.onPressed: (event) => {
+        if (event.key !== Qt.Key_Return && event.key !== Qt.Key_Enter && event.key !== Qt.Key_Space
+                && event.key !== Qt.Key_Down)
+            return
+        button.openMenu()
+        menu.item.currentIndex = 0
+        event.accepted = true
+    }
+
+    Rectangle {
+        anchors.fill: parent
+        anchors.margins: -2
+        radius: 8
+        color: "transparent"
+        border.width: 2
+        border.color: Theme.focusRing
+        visible: button.activeFocus
+    }
 
     Rectangle {
         anchors.fill: parent

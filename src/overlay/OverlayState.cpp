@@ -137,11 +137,16 @@ QList<ClipItem> itemsForCurrentTab(const OverlayState &state, const Store &store
         base = category->items;
     }
 
-    const QString needle = state.query().trimmed().toLower();
+    return matchingItems(base, state.query());
+}
+
+QList<ClipItem> matchingItems(const QList<ClipItem> &items, const QString &query)
+{
+    const QString needle = query.trimmed().toLower();
     if (needle.isEmpty())
-        return base;
+        return items;
     QList<ClipItem> matches;
-    for (const ClipItem &item : std::as_const(base)) {
+    for (const ClipItem &item : items) {
         const bool inText = item.text && item.text->toLower().contains(needle);
         if (inText || (item.ocrText && item.ocrText->toLower().contains(needle)))
             matches.append(item);

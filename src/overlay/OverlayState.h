@@ -85,3 +85,5 @@ private:
 // The list the grid shows: the tab's base list, filtered by the trimmed, lower-cased query as a
 // plain substring of an item's text or recognised text. Computed afresh on every call.
 QList<ClipItem> itemsForCurrentTab(const OverlayState &state, const Store &store);
+// The search alone: the items whose text or recognised text contains the query, in their order.
+QList<ClipItem> matchingItems(const QList<ClipItem> &items, const QString &query);

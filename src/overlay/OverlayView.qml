@@ -12,8 +12,14 @@ Item {
     // The top row's key caps and overflow menu; left out when not given.
     property HotkeyCaps hotkeyCaps: null
     property MoreMenu moreMenu: null
+    property StoreNotice storeNotice: null
+    // Questions and messages shown over the card; none when not given.
+    property OverlayAlert alert: null
 
     readonly property real margin: 100
+
+    // The grid's stop in the Tab order: with the focus here the overlay's keys drive the grid.
+    activeFocusOnTab: true
 
     Item {
         id: card
@@ -35,7 +41,9 @@ Item {
             // While the card zooms it is drawn once at full size and scaled as one picture:
             // text and images are not rasterised again at every step, and the fade covers
             // the card as a whole.
-            layer.enabled: root.overlayState.appearance < 1
+            // At a device pixel ratio of 2 and above the software renderer's layer comes out
+            // empty (seen at 2, not at 1.5): there the parts are scaled one by one instead.
+            layer.enabled: root.overlayState.appearance < 1 && Screen.devicePixelRatio < 2
             layer.smooth: true
 
             // The sidebar's band and the rest side by side, each rounded on its outer corners.
@@ -148,8 +156,22 @@ Item {
 
                 EmptyView {
                     objectName: "emptyView"
+                    query: root.overlayState.query
                     anchors.centerIn: grid
                     visible: root.controller.model.count === 0
+                }
+
+                StoreNoticeBar {
+                    notice: root.storeNotice
+                    anchors { left: parent.left; right: parent.right; bottom: parent.bottom; margins: 14 }
+                }
+            }
+
+            Loader {
+                anchors.fill: parent
+                active: root.alert !== null
+                sourceComponent: AlertSheet {
+                    alert: root.alert
                 }
             }
         }

@@ -6,9 +6,11 @@
 #include "HotkeyCaps.h"
 #include "KeyboardShortcuts/KeyTable.h"
 #include "MoreMenu.h"
+#include "OverlayAlert.h"
 #include "OverlayState.h"
 #include "SidebarController.h"
 #include "SoftShadow.h"
+#include "StoreNotice.h"
 #include "TileImageProvider.h"
 
 #include <QEasingCurve>
@@ -66,11 +68,15 @@ OverlayWindow::OverlayWindow(Store &store,
     , m_model(new ClipListModel(store, state, m_images, links, this))
     , m_grid(new GridController(store, state, *m_model, this))
     , m_sidebar(new SidebarController(store, state, this))
+    , m_storeNotice(new StoreNotice(store, this))
+    , m_alert(new OverlayAlert(this))
     , m_keys(state, store)
     , m_appearance(new QPropertyAnimation(&state, "appearance", this))
 {
+    // A pick hides the overlay; the second click of a double-click lands on the fading card
+    // and must not paste again.
     const auto pick = [this](const ClipItem &item) {
-        if (onPick)
+        if (onPick && !m_isHiding)
             onPick(item);
     };
     m_grid->onPick = pick;
@@ -85,6 +91,18 @@ OverlayWindow::OverlayWindow(Store &store,
             onBeep();
     };
     m_keys.onClearFocus = [this] { clearFocus(); };
+    m_keys.onOpenMenu = [this](int index) { m_grid->requestMenu(index); };
+    // A closed menu leaves the focus nowhere in particular: the keys go back to the grid.
+    const auto afterMenu = [this](bool open) {
+        if (!open)
+            clearFocus();
+    };
+    connect(m_grid, &GridController::menuOpenChanged, this, [this, afterMenu] {
+        afterMenu(m_grid->menuOpen());
+    });
+    connect(m_sidebar, &SidebarController::menuOpenChanged, this, [this, afterMenu] {
+        afterMenu(m_sidebar->menuOpen());
+    });
 }
 
 OverlayWindow::~OverlayWindow()
@@ -138,6 +156,8 @@ KeyControl::KeyPress OverlayWindow::keyPress(const QKeyEvent &event)
         press.keyCode = int(key->rawValue);
     press.command = event.modifiers().testFlag(Qt::ControlModifier);
     press.option = event.modifiers().testFlag(Qt::AltModifier);
+    press.shift = event.modifiers().testFlag(Qt::ShiftModifier);
+    press.menuKey = event.key() == Qt::Key_Menu;
     press.characters = event.text();
 
     // With Ctrl held the event's text is a control character; the rules want the key's own.
@@ -181,6 +201,7 @@ void OverlayWindow::build()
                                  {QStringLiteral("controller"), QVariant::fromValue(m_grid)},
                                  {QStringLiteral("sidebarController"),
                                   QVariant::fromValue(m_sidebar)},
+                                 {QStringLiteral("alert"), QVariant::fromValue(m_alert)},
                                  {QStringLiteral("hotkeyCaps"),
                                   QVariant::fromValue(m_hotkeyCaps.data())},
                                  {QStringLiteral("moreMenu"),
@@ -197,6 +218,8 @@ void OverlayWindow::build()
                                   properties,
                                   prepare);
     view->installEventFilter(this);
+    if (QQuickItem *root = view->rootObject())
+        root->setProperty("storeNotice", QVariant::fromValue(m_storeNotice));
     connect(view, &QWindow::activeChanged, this, &OverlayWindow::activeChanged);
     // The native window and the shadow images now, so the first show only has to map it.
     view->create();
@@ -223,6 +246,8 @@ void OverlayWindow::show()
 
     m_appearance->stop();
     m_state.resetForShow();
+    // Reset to History it may already have shown: its newest clips come into view all the same.
+    m_grid->scrollToTop();
 
     if (!m_view->isVisible() && beforeMap)
         beforeMap(*m_view);
@@ -257,6 +282,8 @@ void OverlayWindow::hide()
     if (!m_view || !m_view->isVisible() || m_isHiding)
         return;
     clearFocus();
+    // A question left open goes with the card, unanswered.
+    m_alert->dismiss();
     m_isHiding = true;
     ++m_generation;
     animateAppearance(0.0, kHideAnimationMs, false);
@@ -311,8 +338,60 @@ bool OverlayWindow::eventFilter(QObject *watched, QEvent *event)
     if (watched != m_view || event->type() != QEvent::KeyPress || m_grid->menuOpen()
         || m_sidebar->menuOpen())
         return QObject::eventFilter(watched, event);
+    // An alert in the card answers Escape and Return and lets Tab move between its buttons
+    // (Space presses the focused one); nothing reaches the grid or the search behind it.
+    if (m_alert->shown()) {
+        switch (static_cast<QKeyEvent *>(event)->key()) {
+        case Qt::Key_Escape:
+            m_alert->cancel();
+            return true;
+        case Qt::Key_Tab:
+        case Qt::Key_Backtab:
+        case Qt::Key_Left:
+        case Qt::Key_Right:
+        case Qt::Key_Space:
+        case Qt::Key_Return:
+        case Qt::Key_Enter:
+            return false;
+        default:
+            return true;
+        }
+    }
+    // Tab moves between the controls; a control reached that way (a sidebar row, "+", "…")
+    // answers Return, Space, the vertical arrows and the Menu key itself.
+    const auto *key = static_cast<QKeyEvent *>(event);
+    if (key->key() == Qt::Key_Tab || key->key() == Qt::Key_Backtab)
+        return false;
+    if (const QQuickItem *focused = m_view->activeFocusItem();
+        focused && focused->property("takesKeys").toBool()) {
+        switch (key->key()) {
+        case Qt::Key_Return:
+        case Qt::Key_Enter:
+        case Qt::Key_Space:
+        case Qt::Key_Up:
+        case Qt::Key_Down:
+        case Qt::Key_Menu:
+            return false;
+        case Qt::Key_F10:
+            if (key->modifiers().testFlag(Qt::ShiftModifier))
+                return false;
+            break;
+        case Qt::Key_Left:
+        case Qt::Key_Right:
+        case Qt::Key_Home:
+        case Qt::Key_End:
+        case Qt::Key_PageUp:
+        case Qt::Key_PageDown:
+            // Keys that move in the grid take the focus there, as they do from the search.
+            clearFocus();
+            break;
+        default:
+            break;
+        }
+    }
     KeyControl::Context context;
     context.editingText = isEditingText();
     context.previewVisible = isPreviewVisible && isPreviewVisible();
+    context.pageRows = m_grid->pageRows();
     return m_keys.handle(keyPress(*static_cast<QKeyEvent *>(event)), context);
 }

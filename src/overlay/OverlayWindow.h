@@ -16,6 +16,7 @@ class GridController;
 class HotkeyCaps;
 class LinkPreviewCache;
 class MoreMenu;
+class OverlayAlert;
 class OverlayState;
 class QKeyEvent;
 class QPropertyAnimation;
@@ -24,6 +25,7 @@ class QScreen;
 class QWindow;
 class SidebarController;
 class Store;
+class StoreNotice;
 class TileImageSource;
 
 // The overlay panel: a frameless, translucent, always-on-top tool window that stays out of the
@@ -95,6 +97,9 @@ public:
     ClipListModel *model() const { return m_model; }
     GridController *grid() const { return m_grid; }
     SidebarController *sidebar() const { return m_sidebar; }
+    StoreNotice *storeNotice() const { return m_storeNotice; }
+    // Questions and messages shown inside the card.
+    OverlayAlert *alert() const { return m_alert; }
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
@@ -111,6 +116,8 @@ private:
     ClipListModel *m_model;
     GridController *m_grid;
     SidebarController *m_sidebar;
+    StoreNotice *m_storeNotice;
+    OverlayAlert *m_alert;
     KeyControl m_keys;
     QPropertyAnimation *m_appearance;
     QPointer<QQuickView> m_view;

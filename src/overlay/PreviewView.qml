@@ -178,7 +178,8 @@ Item {
                     color: Theme.textPrimary
                     selectionColor: Theme.withAlpha(Theme.accent, 0.55)
                     selectedTextColor: "white"
-                    font.pixelSize: 14
+                    font.family: root.preview.code ? Theme.monospace : Theme.fontFamily
+                    font.pixelSize: root.preview.code ? 13 : 14
                 }
             }
 

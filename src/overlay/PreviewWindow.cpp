@@ -1,5 +1,6 @@
 #include "PreviewWindow.h"
 
+#include "CodeText.h"
 #include "FloatingView.h"
 #include "KeyControl.h"
 #include "KeyboardShortcuts/KeyTable.h"
@@ -147,12 +148,17 @@ bool PreviewWindow::open(const ClipItem &clip, QWindow *over)
         m_text = readText(path, kMaxTextBytes);
         content.setHeight(textHeight(m_text, content.width()));
     }
-    const QSize card = cardSize(content, m_isImage, available);
+    QSize card = cardSize(content, m_isImage, available);
     // At its own size, or scaled down to fit the card.
-    const QSize room = card - QSize(2 * kImagePadding, kHeaderHeight + 2 * kImagePadding);
+    const QSize chrome(2 * kImagePadding, kHeaderHeight + 2 * kImagePadding);
+    const QSize room = card - chrome;
     m_imageSize = !m_isImage                           ? QSize()
                   : content.boundedTo(room) == content ? content
                                                        : content.scaled(room, Qt::KeepAspectRatio);
+    // A scaled-down picture leaves room on one side: the card closes around it.
+    if (m_isImage)
+        card = (m_imageSize + chrome).expandedTo(kMinimumCard).boundedTo(card);
+    m_code = !m_isImage && CodeText::looksLikeCode(QStringView(m_text).left(2000));
     m_loaded = true;
     m_onScreen = false;
     emit contentChanged();

@@ -27,6 +27,8 @@ class PreviewWindow : public QObject
     QML_UNCREATABLE("The application owns the preview window.")
     Q_PROPERTY(QString title READ title NOTIFY contentChanged)
     Q_PROPERTY(bool isImage READ isImage NOTIFY contentChanged)
+    // The text reads as code: shown in a monospace face.
+    Q_PROPERTY(bool code READ code NOTIFY contentChanged)
     Q_PROPERTY(QUrl source READ source NOTIFY contentChanged)
     Q_PROPERTY(QString text READ text NOTIFY contentChanged)
     // The picture's size on the card, in logical pixels.
@@ -63,6 +65,7 @@ public:
 
     QString title() const;
     bool isImage() const { return m_isImage; }
+    bool code() const { return m_code; }
     QUrl source() const;
     QString text() const { return m_text; }
     QSize imageSize() const { return m_imageSize; }
@@ -91,6 +94,7 @@ private:
     // The card has shown its first frame since it opened.
     bool m_onScreen = false;
     bool m_isImage = false;
+    bool m_code = false;
     QString m_text;
     QSize m_imageSize;
 };

@@ -93,11 +93,21 @@ QString QuickLookController::title(const ClipItem &clip)
 {
     if (clip.kind == ClipKind::Image)
         return QStringLiteral("Image");
-    QString title = leadingCharacters(clip.text.value_or(QString()), kTitleLength);
+    const QString text = clip.text.value_or(QString());
+    QString title = leadingCharacters(text, kTitleLength);
+    const bool cut = title.size() < text.size();
+    const bool breakInWord = cut && !text.at(title.size()).isSpace();
     title.replace(QStringLiteral("\r\n"), QStringLiteral(" "));
     title.replace(u'\n', u' ');
     title.replace(u'\r', u' ');
-    return title.isEmpty() ? QStringLiteral("Text") : title;
+    if (cut) {
+        // Shortened: at a word's end when one lies in the second half, and saying so.
+        const qsizetype space = title.lastIndexOf(u' ');
+        if (breakInWord && space > title.size() / 2)
+            title.truncate(space);
+        title = title.trimmed() + u'\u2026';
+    }
+    return title.trimmed().isEmpty() ? QStringLiteral("Text") : title;
 }
 
 std::optional<QuickLookItem> QuickLookController::makeItem(const ClipItem &clip) const

@@ -67,6 +67,7 @@ Rectangle {
         selectionColor: Theme.withAlpha(Theme.accent, 0.55)
         selectedTextColor: "white"
         selectByMouse: true
+        activeFocusOnTab: true
         Component.onCompleted: text = field.overlayState.query
         onTextEdited: field.overlayState.query = text
         onActiveFocusChanged: field.overlayState.searchFocused = activeFocus

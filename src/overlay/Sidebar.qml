@@ -42,6 +42,21 @@ Item {
             objectName: "newCategoryButton"
             width: 22
             height: 22
+            activeFocusOnTab: true
+            readonly property bool takesKeys: true
+            Keys.onReturnPressed: sidebar.controller.newCategory()
+            Keys.onEnterPressed: sidebar.controller.newCategory()
+            Keys.onSpacePressed: sidebar.controller.newCategory()
+
+            Rectangle {
+                anchors.fill: parent
+                anchors.margins: -2
+                radius: 7
+                color: "transparent"
+                border.width: 2
+                border.color: Theme.focusRing
+                visible: plus.activeFocus
+            }
             anchors {
                 right: parent.right
                 rightMargin: 14 - 3
@@ -77,7 +92,7 @@ Item {
                 color: "#2a2b31"
                 border.width: 1
                 border.color: Qt.rgba(1, 1, 1, 0.12)
-                visible: helpDelay.shown && plusPointer.containsMouse
+                visible: (helpDelay.shown && plusPointer.containsMouse) || plus.activeFocus
                 z: 3
 
                 Text {

@@ -163,8 +163,11 @@ void SidebarController::applyDrop(const QUuid &target, const QString &text)
             return;
         }
     }
-    for (const QUuid &id : parseItemIDs(text)) {
-        if (const std::optional<ClipItem> item = m_store.findItem(id))
+    // Each addition goes to the front: adding the last first keeps the payload's order, as
+    // the tile menu's "Add Selection to Category" does.
+    const QList<QUuid> ids = parseItemIDs(text);
+    for (auto it = ids.crbegin(); it != ids.crend(); ++it) {
+        if (const std::optional<ClipItem> item = m_store.findItem(*it))
             m_store.add(*item, target);
     }
 }

@@ -14,13 +14,57 @@ Item {
     // What stands in the label's place instead of the label (the rename field).
     property alias labelArea: labelArea
 
-    implicitHeight: 30
+    // Return or Space on the focused row; its menu from the Menu key or Shift+F10.
+    signal activated()
+    signal menuKeyPressed()
 
+    implicitHeight: 30
+    // Reached by Tab; the overlay's keys leave Return, Space, the arrows and the Menu key to it.
+    activeFocusOnTab: true
+    readonly property bool takesKeys: true
+
+    Keys.onPressed: (event) => {
+        if (event.key === Qt.Key_Return || event.key === Qt.Key_Enter || event.key === Qt.Key_Space) {
+            row.activated()
+        } else if (event.key === Qt.Key_Menu || (event.key === Qt.Key_F10 && (event.modifiers & Qt.ShiftModifier))) {
+            row.menuKeyPressed()
+        } else if (event.key === Qt.Key_Down || event.key === Qt.Key_Up) {
+            const next = row.nextItemInFocusChain(event.key === Qt.Key_Down)
+            // Only to another row: the arrows stay inside the list.
+            if (next && next.takesKeys === true && next.glyph !== undefined)
+                next.forceActiveFocus(Qt.TabFocusReason)
+        } else {
+            return
+        }
+        event.accepted = true
+    }
+
+    // The list shown: filled. A drop about to land: outlined, so it never looks like a second
+    // list shown.
     RoundedBox {
         anchors.fill: parent
-        visible: row.dropTargeted || row.selected
+        visible: row.selected
         radius: 8
-        color: Theme.withAlpha(Theme.accent, row.dropTargeted ? 0.25 : 0.18)
+        color: Theme.withAlpha(Theme.accent, 0.18)
+    }
+    Rectangle {
+        objectName: "dropMark"
+        anchors.fill: parent
+        visible: row.dropTargeted
+        radius: 8
+        color: Theme.withAlpha(Theme.accent, 0.08)
+        border.width: 1.5
+        border.color: Theme.accent
+    }
+    // Keyboard focus.
+    Rectangle {
+        objectName: "focusRing"
+        anchors.fill: parent
+        visible: row.activeFocus && !row.dropTargeted
+        radius: 8
+        color: "transparent"
+        border.width: 2
+        border.color: Theme.focusRing
     }
 
     SidebarGlyph {

@@ -17,13 +17,34 @@ QtObject {
     readonly property color cardOutline: Qt.rgba(1, 1, 1, 0.10)
     readonly property color destructive: "#ff6961"
 
+    // Menus, alerts and the preview: raised a step above the card, with the same outline.
+    readonly property color raised: Qt.rgba(0.165, 0.172, 0.2, 1)
+    readonly property color raisedOutline: Qt.rgba(1, 1, 1, 0.14)
+    // Keyboard focus: a ring in the accent colour around the focused control.
+    readonly property color focusRing: withAlpha(accent, 0.9)
+
+    // The type scale: captions, body text and controls, titles.
+    readonly property string fontFamily: Qt.application.font.family
+    readonly property string monospace: "monospace"
+    readonly property real fontCaption: 11
+    readonly property real fontBody: 13
+    readonly property real fontTitle: 15
+
     readonly property real cardRadius: 22
+    readonly property real menuRadius: 10
+    readonly property real controlRadius: 7
     readonly property real tileRadius: 12
     readonly property real sidebarWidth: 240
     readonly property real tileHeight: 150
 
     function withAlpha(c, alpha) {
         return Qt.rgba(c.r, c.g, c.b, alpha)
+    }
+
+    // From a (t = 0) to b (t = 1), alpha included.
+    function mix(a, b, t) {
+        return Qt.rgba(a.r + (b.r - a.r) * t, a.g + (b.g - a.g) * t, a.b + (b.b - a.b) * t,
+                       a.a + (b.a - a.a) * t)
     }
 
     // Source-over of two translucent colours.

@@ -9,6 +9,8 @@
 #include <QRunnable>
 #include <QUrl>
 
+#include <algorithm>
+
 namespace {
 
 // Without a requested size, thumbnails are kept no larger than this square.
@@ -46,6 +48,49 @@ QImage roundedCrop(const QImage &image, const QSize &target, double radius, bool
     } else {
         painter.drawRoundedRect(rect, radius, radius);
     }
+    return out;
+}
+
+// A crop that would cut away more than this share of the picture's width or height hides what
+// it shows (a label near its edge, the words of a screenshot): such a picture is fitted whole.
+constexpr double kMostCropped = 0.12;
+
+bool fitsByCropping(const QSize &image, const QSize &target)
+{
+    if (image.isEmpty() || target.isEmpty())
+        return true;
+    const double imageRatio = double(image.width()) / image.height();
+    const double targetRatio = double(target.width()) / target.height();
+    return 1.0 - std::min(imageRatio / targetRatio, targetRatio / imageRatio) <= kMostCropped;
+}
+
+// The whole picture inside target, centred; the bands beside it continue its edge rows (or
+// columns), dimmed, so the tile keeps its size and never shows flat letterbox bars.
+QImage fittedOnBackdrop(const QImage &image, const QSize &target)
+{
+    const QSize fitted = image.size().scaled(target, Qt::KeepAspectRatio);
+    const QRectF place(QPointF((target.width() - fitted.width()) / 2.0,
+                               (target.height() - fitted.height()) / 2.0),
+                       fitted);
+    QImage out(target, QImage::Format_ARGB32_Premultiplied);
+    out.fill(Qt::black);
+    QPainter painter(&out);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    const int w = image.width();
+    const int h = image.height();
+    if (fitted.width() < target.width()) {
+        painter.drawImage(QRectF(0, 0, place.left(), target.height()), image, QRectF(0, 0, 1, h));
+        painter.drawImage(QRectF(place.right(), 0, target.width() - place.right(), target.height()),
+                          image,
+                          QRectF(w - 1, 0, 1, h));
+    } else {
+        painter.drawImage(QRectF(0, 0, target.width(), place.top()), image, QRectF(0, 0, w, 1));
+        painter.drawImage(QRectF(0, place.bottom(), target.width(), target.height() - place.bottom()),
+                          image,
+                          QRectF(0, h - 1, w, 1));
+    }
+    painter.fillRect(out.rect(), QColor(0, 0, 0, 110));
+    painter.drawImage(place, image);
     return out;
 }
 
@@ -99,12 +144,38 @@ void TileImageSource::setItemImages(QHash<QString, QByteArray> bytesById)
 {
     QMutexLocker lock(&m_mutex);
     m_itemImages = std::move(bytesById);
+    ++m_version;
 }
 
 void TileImageSource::setLinkImage(const QString &key, const QImage &image)
 {
     QMutexLocker lock(&m_mutex);
     m_linkImages.insert(key, image);
+}
+
+void TileImageSource::keepLinkImages(const QSet<QString> &keys)
+{
+    QMutexLocker lock(&m_mutex);
+    if (m_linkImages.removeIf([&](const auto &it) { return !keys.contains(it.key()); }) > 0)
+        ++m_version;
+}
+
+quint64 TileImageSource::version() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_version;
+}
+
+bool TileImageSource::holds(const QString &imageId) const
+{
+    const QStringList parts = imageId.split(u'/');
+    if (parts.size() != 3)
+        return false;
+    QMutexLocker lock(&m_mutex);
+    if (parts[0] == u"item")
+        return m_itemImages.contains(parts[1]);
+    return parts[0] == u"link"
+           && m_linkImages.contains(QUrl::fromPercentEncoding(parts[1].toUtf8()));
 }
 
 QByteArray TileImageSource::itemImage(const QString &id) const
@@ -145,6 +216,16 @@ QImage TileImageProvider::render(const QString &id, const QSize &requestedSize)
                              + QString::number(requestedSize.height());
     {
         QMutexLocker lock(&m_cacheMutex);
+        // Tiles of clips the store no longer holds go as soon as the store has changed,
+        // rather than when the cache's bound pushes them out.
+        if (const quint64 version = m_source->version(); version != m_prunedVersion) {
+            m_prunedVersion = version;
+            const QList<QString> keys = m_cache.keys();
+            for (const QString &key : keys) {
+                if (!m_source->holds(key.left(key.lastIndexOf(u'@'))))
+                    m_cache.remove(key);
+            }
+        }
         if (const QImage *hit = m_cache.object(cacheKey))
             return *hit;
     }
@@ -156,8 +237,13 @@ QImage TileImageProvider::render(const QString &id, const QSize &requestedSize)
         QImage decoded;
         if (parts[0] == u"item") {
             const QByteArray bytes = m_source->itemImage(parts[1]);
-            if (!bytes.isEmpty())
+            if (!bytes.isEmpty()) {
                 decoded = decodeScaled(bytes, requestedSize);
+                // Pictures far from the tile's shape are shown whole rather than cropped.
+                if (!decoded.isNull() && requestedSize.isValid() && !requestedSize.isEmpty()
+                    && !fitsByCropping(decoded.size(), requestedSize))
+                    decoded = fittedOnBackdrop(decoded, requestedSize);
+            }
         } else {
             const QImage full = m_source->linkImage(QUrl::fromPercentEncoding(parts[1].toUtf8()));
             if (!full.isNull())

@@ -6,6 +6,7 @@
 #include <QImage>
 #include <QMutex>
 #include <QQuickAsyncImageProvider>
+#include <QSet>
 #include <QThreadPool>
 
 #include <memory>
@@ -18,13 +19,20 @@ class TileImageSource
 public:
     void setItemImages(QHash<QString, QByteArray> bytesById);
     void setLinkImage(const QString &key, const QImage &image);
+    // Lets go of the link images whose keys are not given.
+    void keepLinkImages(const QSet<QString> &keys);
     QByteArray itemImage(const QString &id) const;
+    // Moves whenever images may have gone.
+    quint64 version() const;
+    // Whether the image an id of the provider ("item/<id>/<radius>") stands for is still here.
+    bool holds(const QString &imageId) const;
     QImage linkImage(const QString &key) const;
 
 private:
     mutable QMutex m_mutex;
     QHash<QString, QByteArray> m_itemImages;
     QHash<QString, QImage> m_linkImages;
+    quint64 m_version = 0;
 };
 
 // Serves "image://tiles/...":
@@ -54,4 +62,5 @@ private:
     QThreadPool m_pool;
     mutable QMutex m_cacheMutex;
     QCache<QString, QImage> m_cache;
+    quint64 m_prunedVersion = 0;
 };

@@ -10,7 +10,7 @@ Menu {
 
     required property GridController controller
     property int tileIndex: -1
-    property var entries: ({ categories: [], categoryTitle: "", deleteTitle: "" })
+    property var entries: ({ categories: [], categoryTitle: "", deleteTitle: "", targets: [] })
     property bool categoriesShown: false
 
     // Entries are added once the delegate is set: items made before it would miss the style.
@@ -34,7 +34,7 @@ Menu {
         objectName: "deleteEntry"
         destructive: true
         text: menu.entries.deleteTitle
-        onTriggered: menu.controller.deleteItems(menu.tileIndex)
+        onTriggered: menu.controller.deleteItems(menu.entries.targets)
     }
 
     function openAt(index, parentItem, position) {
@@ -58,8 +58,14 @@ Menu {
     // Wide enough for "Add Selection to Category" and its arrow.
     background: MenuBackground { implicitWidth: 250 }
 
-    onOpened: controller.menuOpen = true
-    onClosed: controller.menuOpen = false
+    onOpened: {
+        controller.menuOpen = true
+        controller.menuTargets = entries.targets
+    }
+    onClosed: {
+        controller.menuOpen = false
+        controller.menuTargets = []
+    }
     Component.onCompleted: addItem(deleteItem)
 
     Instantiator {
@@ -67,18 +73,34 @@ Menu {
         delegate: Action {
             required property var modelData
             text: modelData.name
-            onTriggered: menu.controller.addToCategory(menu.tileIndex, modelData.id)
+            onTriggered: menu.controller.addToCategory(menu.entries.targets, modelData.id)
         }
         onObjectAdded: (index, object) => menu.categoryMenu.insertAction(index, object)
         onObjectRemoved: (index, object) => menu.categoryMenu.removeAction(object)
     }
 
+    // Raised above the card: a lighter face, a brighter outline and a soft shadow in three
+    // steps (plain rectangles: no shader effects on the software renderer).
     component MenuBackground: Rectangle {
         implicitWidth: 210
-        radius: 8
-        color: "#2a2b31"
+        radius: Theme.menuRadius
+        color: Theme.raised
         border.width: 1
-        border.color: Qt.rgba(1, 1, 1, 0.12)
+        border.color: Theme.raisedOutline
+
+        Repeater {
+            model: [{ d: 14, a: 0.10 }, { d: 8, a: 0.16 }, { d: 3, a: 0.24 }]
+            Rectangle {
+                required property var modelData
+                z: -1
+                x: -modelData.d
+                y: -modelData.d + 5
+                width: parent.width + 2 * modelData.d
+                height: parent.height + 2 * modelData.d
+                radius: Theme.menuRadius + modelData.d
+                color: Qt.rgba(0, 0, 0, modelData.a)
+            }
+        }
     }
 
     component StyledMenuItem: MenuItem {

@@ -11,13 +11,13 @@
 
 namespace {
 
-void showAlert()
+void showAlert(bool onWayland)
 {
     QMessageBox box;
     box.setWindowTitle(QStringLiteral("Cliphaven"));
     box.setIcon(QMessageBox::Information);
     box.setText(Paster::alertMessage());
-    box.setInformativeText(Paster::alertInformativeText());
+    box.setInformativeText(Paster::alertInformativeText(onWayland));
     box.setStandardButtons(QMessageBox::Ok);
     box.exec();
 }
@@ -29,8 +29,14 @@ QString Paster::alertMessage()
     return QStringLiteral("Cliphaven cannot paste into other apps here");
 }
 
-QString Paster::alertInformativeText()
+QString Paster::alertInformativeText(bool onWayland)
 {
+    if (onWayland) {
+        return QStringLiteral(
+            "Cliphaven pastes by typing Ctrl+V into the app you were using, and this Wayland "
+            "desktop does not let one app type into another. Until then, the item you pick is put "
+            "on your clipboard — press Ctrl+V to paste it manually.");
+    }
     return QStringLiteral(
         "Cliphaven pastes by typing Ctrl+V into the app you were using, which needs an X11 "
         "session whose X server offers the XTest extension; this session has none. Until then, "
@@ -51,7 +57,7 @@ Paster::Paster(Pasteboard &pasteboard,
     , m_keys(keys)
     , m_sounds(sounds)
     , m_prefs(prefs)
-    , m_presentAlert(showAlert)
+    , m_presentAlert([this] { showAlert(m_onWayland); })
 {}
 
 void Paster::paste(const ClipItem &item,
@@ -68,9 +74,36 @@ void Paster::paste(const ClipItem &item,
         promptForAccessibilityOnce();
         return;
     }
-    QTimer::singleShot(kKeystrokeDelayMs, this, [this] {
-        m_keys.postPasteKeystroke(PasteKeystroke::controlV);
+    const PasteKeystroke keystroke = keystrokeFor(app);
+    // Terminals that paste with Shift+Insert read the text selection, not the clipboard.
+    if (PasteKeystrokeRules::pastesPrimary(keystroke)) {
+        if (const std::optional<QString> text = plainText(item))
+            m_pasteboard.writePrimaryString(*text);
+    }
+    QTimer::singleShot(kKeystrokeDelayMs, this, [this, keystroke] {
+        m_keys.postPasteKeystroke(keystroke);
     });
+}
+
+PasteKeystroke Paster::keystrokeFor(const std::optional<RunningApplication> &app) const
+{
+    if (!app)
+        return PasteKeystroke::controlV;
+    return PasteKeystrokeRules::keystrokeFor({app->identifier, app->instanceName},
+                                             m_prefs.pasteKeystrokeOverrides());
+}
+
+std::optional<QString> Paster::plainText(const ClipItem &item)
+{
+    if (item.kind == ClipKind::Text && item.text)
+        return item.text;
+    return std::nullopt;
+}
+
+void Paster::copy(const ClipItem &item, ClipboardMonitor &monitor)
+{
+    monitor.setSuppressNextChange(true);
+    write(item);
 }
 
 bool Paster::promptIfUntrusted()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/ClipItem.h"
+#include "platform/KeyPoster.h"
 #include "platform/Workspace.h"
 
 #include <QObject>
@@ -10,7 +11,6 @@
 
 class AppPrefs;
 class ClipboardMonitor;
-class KeyPoster;
 class Pasteboard;
 class Sounds;
 
@@ -27,7 +27,8 @@ public:
     static constexpr int kKeystrokeDelayMs = 120;
 
     static QString alertMessage();
-    static QString alertInformativeText();
+    // onWayland: worded for a Wayland desktop, where no X11 session is needed.
+    static QString alertInformativeText(bool onWayland = false);
 
     Paster(Pasteboard &pasteboard,
            Workspace &workspace,
@@ -40,14 +41,24 @@ public:
                const std::optional<RunningApplication> &app,
                ClipboardMonitor &monitor);
 
+    // Puts a chosen item back on the clipboard with every flavor, without pasting it and
+    // without recording it again.
+    void copy(const ClipItem &item, ClipboardMonitor &monitor);
+
     // At launch: whether keystrokes can be posted here; when not, the same one-time
     // explanation a failed paste would give. Returns whether they can.
     bool promptIfUntrusted();
 
     // Shows the one-time explanation; by default a modal message box. Tests replace it.
     void setAlertPresenter(std::function<void()> present) { m_presentAlert = std::move(present); }
+    // The default explanation's wording follows the session.
+    void setOnWayland(bool onWayland) { m_onWayland = onWayland; }
+
+    // The keystroke that pastes into the application: Ctrl+V unless a rule says otherwise.
+    PasteKeystroke keystrokeFor(const std::optional<RunningApplication> &app) const;
 
 private:
+    static std::optional<QString> plainText(const ClipItem &item);
     void write(const ClipItem &item);
     void promptForAccessibilityOnce();
 
@@ -57,4 +68,5 @@ private:
     Sounds &m_sounds;
     AppPrefs &m_prefs;
     std::function<void()> m_presentAlert;
+    bool m_onWayland = false;
 };

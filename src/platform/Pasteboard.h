@@ -26,14 +26,25 @@ public:
     // or calling cancelRead() drops the completion of the one in progress.
     virtual void readFirstItem(ReadCompletion completion) = 0;
     virtual void cancelRead() = 0;
+    // The program that owned the clipboard for the read that completed last, as an opaque
+    // name equal for two copies by the same program; empty when unknown.
+    virtual QString lastReadOwner() const { return {}; }
+    // Whether what is there now was written by this process.
+    virtual bool holdsOwnContent() const { return false; }
 
     // Replaces the content with one item carrying every flavor; with no flavors the clipboard is
     // left empty. Either way the change count moves by exactly one change.
     virtual void writeFlavors(const Flavors &flavors) = 0;
     // Replaces the content with a plain string.
     virtual void writeString(const QString &text) = 0;
+    // Replaces the text selection (PRIMARY on X11), which some terminals paste from, with a
+    // plain string. Leaves the clipboard and its change count alone.
+    virtual void writePrimaryString(const QString &text) = 0;
 
 signals:
     // The change count moved: a poll now sees the change without waiting for its timer.
     void changed();
+    // The program that owned the clipboard went away and the clipboard is empty now; its
+    // content was the one seen under the change count lostChange. Comes after changed().
+    void ownerGone(qint64 lostChange);
 };

@@ -14,9 +14,8 @@ struct RunningApplication
     QString identifier;
     // 0 when unknown.
     qint64 pid = 0;
-    // A second name of the same application where the platform has one: on X11 the instance
-    // part of WM_CLASS, often the program's name ("xterm" beside the class "XTerm"). Empty when
-    // there is none.
+    // A second name the program goes by, matched like the identifier (on X11 the instance part
+    // of WM_CLASS, "xterm" for the class "XTerm"); empty when there is none.
     QString instanceName;
 
     friend bool operator==(const RunningApplication &, const RunningApplication &) = default;

@@ -21,6 +21,9 @@ private slots:
         QCOMPARE(prefs.seenPauseExplainer(), false);
         QCOMPARE(prefs.ignoredApps(), QStringList());
         QCOMPARE(prefs.playSounds(), true);
+        QCOMPARE(prefs.forgetTransientCopies(), true);
+        QCOMPARE(prefs.recordPrimarySelection(), false);
+        QCOMPARE(prefs.pasteKeystrokes(), QStringList());
         QVERIFY(prefs.settings().allKeys().isEmpty()); // reading writes nothing back
     }
 
@@ -39,6 +42,11 @@ private slots:
             << QVariant(QStringList());
         QTest::newRow("ignored: a list") << QByteArray("ignoredApps") << u"KeePassXC, firefox"_s
                                          << QVariant(QStringList{"KeePassXC", "firefox"});
+        QTest::newRow("transient copies: garbage keeps them forgotten")
+            << QByteArray("forgetTransientCopies") << u"maybe"_s << QVariant(true);
+        QTest::newRow("paste keystrokes: unreadable entries dropped")
+            << QByteArray("pasteKeystrokes") << u"alt+v Emacs, shift+insert Emacs, ctrl+v"_s
+            << QVariant(QStringList{"shift+insert Emacs"});
     }
 
     void oddStoredValues()
@@ -106,6 +114,23 @@ private slots:
         prefs.setIgnoredApps({QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("a")});
         prefs.removeIgnoredApp(QStringLiteral("a"));
         QCOMPARE(prefs.ignoredApps(), QStringList{"b"});
+    }
+
+    void pasteKeystrokeChoices()
+    {
+        AppPrefs prefs(settings());
+        QSignalSpy changed(&prefs, &AppPrefs::pasteKeystrokesChanged);
+        prefs.setPasteKeystroke(QStringLiteral("XTerm"), PasteKeystroke::controlShiftV);
+        prefs.setPasteKeystroke(QStringLiteral("Emacs"), PasteKeystroke::shiftInsert);
+        // One choice per program, whatever the case it is named in; the latest wins.
+        prefs.setPasteKeystroke(QStringLiteral("xterm"), PasteKeystroke::controlV);
+        QCOMPARE(prefs.pasteKeystrokes(), (QStringList{"shift+insert Emacs", "ctrl+v xterm"}));
+        QCOMPARE(changed.count(), 3);
+        prefs.removePasteKeystroke(QStringLiteral("XTERM"));
+        QCOMPARE(prefs.pasteKeystrokes(), QStringList{"shift+insert Emacs"});
+        AppPrefs again(settings());
+        QCOMPARE(again.pasteKeystrokeOverrides(),
+                 (QList<PasteKeystrokeRules::Override>{{"Emacs", PasteKeystroke::shiftInsert}}));
     }
 
     // QSettings stores a list of one as a plain string, and splits such strings at commas.

@@ -1,4 +1,5 @@
 #include "Feeds.h"
+#include "app/DesktopColorScheme.h"
 #include "app/ui/PreferencesWindow.h"
 #include "app/ui/SparkleUpdater.h"
 #include "app/ui/TrayIcon.h"
@@ -6,14 +7,19 @@
 #include "common/TestPrefs.h"
 #include "common/TestShortcuts.h"
 #include "model/Store.h"
+#include "overlay/OverlayAlert.h"
 
 #include <QAbstractButton>
 #include <QAction>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QMenu>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QQuickWindow>
+#include <QScreen>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -119,6 +125,52 @@ private slots:
         QCOMPARE(finished.size(), 0);
     }
 
+    // With the overlay on screen, the check and its answer appear inside the card; no box of
+    // their own takes the focus from it.
+    void answersInsideTheOverlay()
+    {
+        OverlayAlert alert;
+        bool overlayShown = true;
+        m_updater->setInlineAlert(&alert, [&] { return overlayShown; });
+        QSignalSpy finished(m_updater.get(), &SparkleUpdater::checkFinished);
+
+        m_settings->setValue(UpdateChecker::kFeedUrlKey, m_server.url(u"/newer"_s).toString());
+        m_updater->checkForUpdates();
+        QVERIFY(alert.shown());
+        QVERIFY(alert.busy());
+        QCOMPARE(alert.title(), u"Checking for updates…"_s);
+        QVERIFY(!m_updater->currentAlert());
+        QVERIFY(finished.wait(kWait));
+        QVERIFY(!alert.busy());
+        QCOMPARE(alert.title(), u"Cliphaven 2.0 is available."_s);
+        QCOMPARE(alert.buttons(), (QStringList{"Later", "Release Notes", "Open Download Page"}));
+        QVERIFY(!m_updater->currentAlert());
+        alert.accept();
+        QVERIFY(!alert.shown());
+        QCOMPARE(m_opened, QList<QUrl>{m_server.url(u"/download/2.0"_s)});
+
+        // Cancelled inside the card: the check ends without an answer.
+        m_settings->setValue(UpdateChecker::kFeedUrlKey, m_server.url(u"/silent"_s).toString());
+        finished.clear();
+        m_updater->checkForUpdates();
+        QVERIFY(alert.busy());
+        alert.cancel();
+        QVERIFY(!alert.shown());
+        QTest::qWait(200);
+        QCOMPARE(finished.size(), 0);
+
+        // From the tray, with the overlay away: a box of its own, as before.
+        overlayShown = false;
+        m_settings->setValue(UpdateChecker::kFeedUrlKey, m_server.url(u"/same"_s).toString());
+        m_updater->checkForUpdates();
+        QVERIFY(m_updater->currentAlert());
+        QVERIFY(!alert.shown());
+        QVERIFY(finished.wait(kWait));
+        QVERIFY(m_updater->currentAlert());
+        QVERIFY(!alert.shown());
+        m_updater->currentAlert()->close();
+    }
+
     void preferencesWindowIsBuiltOnceThenShownAgain()
     {
         Store store(m_dir.filePath(QStringLiteral("store.json")));
@@ -131,14 +183,83 @@ private slots:
         QVERIFY(window);
         QVERIFY(window->isVisible());
         QCOMPARE(window->title(), QStringLiteral("Cliphaven Preferences"));
-        QCOMPARE(window->size(), QSize(460, 560));
+        // As tall as its sections want, as far as the screen allows; it scrolls beyond that.
+        const int wanted = window->property("preferredHeight").toInt();
+        QVERIFY(wanted > 560);
+        const int room = window->screen()->availableGeometry().height() * 9 / 10;
+        QCOMPARE(window->size(), QSize(460, std::max(std::min(wanted, room), 300)));
 
-        // Closing hides; the next show brings back the same window.
-        window->close();
-        QTRY_VERIFY(!window->isVisible());
-        preferences.showPreferences();
-        QCOMPARE(preferences.window(), window);
-        QVERIFY(window->isVisible());
+        // Closing hides; the next show brings back the same window. Escape and Ctrl+W close
+        // it as they close any dialog.
+        for (const QKeySequence &close :
+             {QKeySequence(), QKeySequence(Qt::Key_Escape), QKeySequence(Qt::CTRL | Qt::Key_W)}) {
+            QTRY_VERIFY(window->isActive());
+            if (close.isEmpty())
+                window->close();
+            else
+                QTest::keySequence(window, close);
+            QTRY_VERIFY(!window->isVisible());
+            preferences.showPreferences();
+            QCOMPARE(preferences.window(), window);
+            QVERIFY(window->isVisible());
+        }
+    }
+
+    // The desktop's stated preference, as its settings files and the portal give it.
+    void colourSchemeFollowsTheDesktop_data()
+    {
+        QTest::addColumn<QString>("kdeglobals");
+        QTest::addColumn<QString>("gtk3");
+        QTest::addColumn<DesktopColorScheme::Scheme>("scheme");
+        using S = DesktopColorScheme::Scheme;
+        QTest::newRow("nothing stated") << QString() << QString() << S::NoPreference;
+        QTest::newRow("KDE: a dark window background")
+            << "[Colors:Window]\nBackgroundNormal=35,38,41\n"
+            << QString() << S::Dark;
+        QTest::newRow("KDE: a light one wins over GTK")
+            << "[General]\nColorScheme=BreezeDark\n[Colors:Window]\nBackgroundNormal=239,240,241\n"
+            << "[Settings]\ngtk-application-prefer-dark-theme=1\n"
+            << S::Light;
+        QTest::newRow("KDE: only the scheme's name") << "[General]\nColorScheme=BreezeDark\n"
+                                                     << QString() << S::Dark;
+        QTest::newRow("GTK: prefers dark")
+            << QString() << "[Settings]\ngtk-application-prefer-dark-theme=true\n"
+            << S::Dark;
+        QTest::newRow("GTK: a dark theme")
+            << QString() << "[Settings]\ngtk-theme-name=Adwaita-dark\n"
+            << S::Dark;
+        QTest::newRow("GTK: a light theme") << QString() << "[Settings]\ngtk-theme-name=Adwaita\n"
+                                            << S::Light;
+        QTest::newRow("GTK: the key in another group")
+            << QString() << "[Other]\ngtk-theme-name=Adwaita\n"
+            << S::NoPreference;
+    }
+    void colourSchemeFollowsTheDesktop()
+    {
+        QFETCH(QString, kdeglobals);
+        QFETCH(QString, gtk3);
+        QFETCH(DesktopColorScheme::Scheme, scheme);
+        QTemporaryDir config;
+        const auto write = [&](const QString &name, const QString &text) {
+            if (text.isEmpty())
+                return;
+            QDir().mkpath(QFileInfo(config.filePath(name)).absolutePath());
+            QFile file(config.filePath(name));
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(text.toUtf8());
+        };
+        write(QStringLiteral("kdeglobals"), kdeglobals);
+        write(QStringLiteral("gtk-3.0/settings.ini"), gtk3);
+        QCOMPARE(DesktopColorScheme::fromConfigFolder(config.path()), scheme);
+    }
+
+    void portalValues()
+    {
+        using S = DesktopColorScheme::Scheme;
+        QCOMPARE(DesktopColorScheme::fromPortalValue(0), S::NoPreference);
+        QCOMPARE(DesktopColorScheme::fromPortalValue(1), S::Dark);
+        QCOMPARE(DesktopColorScheme::fromPortalValue(2), S::Light);
+        QCOMPARE(DesktopColorScheme::fromPortalValue(7), S::NoPreference);
     }
 
     void pausingSwitchesTheIcon()
@@ -180,6 +301,8 @@ private slots:
         connect(&tray, &TrayIcon::quitRequested, this, [&] { asked << "quit"; });
         QStringList entries;
         for (QAction *action : tray.menu()->actions()) {
+            if (!action->isVisible())
+                continue;
             entries << (action->isSeparator() ? QStringLiteral("-") : action->text());
             action->trigger();
         }
@@ -199,6 +322,24 @@ private slots:
                 shown << action->text();
         }
         QCOMPARE(shown, QStringList({"Show Cliphaven", "Preferences…", "Quit Cliphaven"}));
+    }
+
+    // A problem the user must know of heads the menu, disabled, and goes with the problem; the
+    // icon shows a warning meanwhile.
+    void noticeHeadsTheMenuWhileItLasts()
+    {
+        TestPrefs test;
+        TrayIcon tray(test.prefs);
+        const QString normalIcon = tray.iconPath();
+        tray.setNotice(QStringLiteral("History cannot be saved: the disk is full."));
+        QAction *first = tray.menu()->actions().constFirst();
+        QVERIFY(first->isVisible());
+        QVERIFY(!first->isEnabled());
+        QCOMPARE(first->text(), QStringLiteral("History cannot be saved: the disk is full."));
+        QVERIFY(tray.iconPath() != normalIcon);
+        tray.setNotice(QString());
+        QVERIFY(!tray.menu()->actions().constFirst()->isVisible());
+        QCOMPARE(tray.iconPath(), normalIcon);
     }
 
 private:

@@ -7,7 +7,9 @@
 #include "app/AutostartEntry.h"
 #include "app/IgnoredAppsModel.h"
 #include "app/OpenWindows.h"
+#include "app/PasteKeystrokesModel.h"
 #include "app/PreferencesModel.h"
+#include "app/SessionInfo.h"
 #include "app/ShortcutNames.h"
 #include "app/ShortcutRecorder.h"
 #include "app/ui/AppIconProvider.h"
@@ -49,6 +51,9 @@ public:
         m_shortcuts.registry.reset(ShortcutNames::toggleOverlay);
         m_store.eraseHistory();
         prefs.setIgnoredApps({});
+        prefs.setPasteKeystrokes({});
+        prefs.setForgetTransientCopies(true);
+        prefs.setRecordPrimarySelection(false);
         prefs.setShowInMenuBar(true);
         prefs.setPlaySounds(true);
         autostart.setEnabled(false);
@@ -62,8 +67,11 @@ public:
     }
     Q_INVOKABLE int historyCount() const { return int(m_store.history().size()); }
     Q_INVOKABLE bool autostartFileExists() const { return QFile::exists(autostart.filePath()); }
+    // What the copy button put on the clipboard, one entry per copy.
+    Q_INVOKABLE QStringList copiedTexts() const { return m_copied; }
 
 private:
+    QStringList m_copied;
     QTemporaryDir m_dir;
     QString path(const char *name) const { return m_dir.filePath(QString::fromLatin1(name)); }
     TestShortcuts m_shortcuts;
@@ -86,8 +94,17 @@ public:
     ShortcutRecorder recorder{m_shortcuts.registry, ShortcutNames::toggleOverlay};
     IgnoredAppsModel ignoredApps{prefs, m_catalog};
     ApplicationChooserModel chooser{prefs, m_catalog, &m_windows};
+    PasteKeystrokesModel pasteKeystrokes{prefs, m_catalog};
     // A program that is on every PATH, as an installed Cliphaven would be.
     AutostartEntry autostart{path("autostart"), QStringLiteral("sh")};
+    SessionInfo x11Session{{QStringLiteral("X11"), true, true, true},
+                           [this](const QString &text) { m_copied.append(text); }};
+    // A Wayland desktop that offers Cliphaven nothing it needs.
+    SessionInfo bareWaylandSession{{QStringLiteral("Wayland, no data-control protocol"),
+                                    false,
+                                    false,
+                                    false},
+                                   [this](const QString &text) { m_copied.append(text); }};
 };
 
 class Setup : public QObject
@@ -106,8 +123,13 @@ public slots:
         context->setContextProperty(QStringLiteral("testRecorder"), &m_helper->recorder);
         context->setContextProperty(QStringLiteral("testIgnoredApps"), &m_helper->ignoredApps);
         context->setContextProperty(QStringLiteral("testChooser"), &m_helper->chooser);
+        context->setContextProperty(QStringLiteral("testPasteKeystrokes"),
+                                    &m_helper->pasteKeystrokes);
         context->setContextProperty(QStringLiteral("testAutostart"), &m_helper->autostart);
         context->setContextProperty(QStringLiteral("testHelper"), m_helper.get());
+        context->setContextProperty(QStringLiteral("x11Session"), &m_helper->x11Session);
+        context->setContextProperty(QStringLiteral("bareWaylandSession"),
+                                    &m_helper->bareWaylandSession);
     }
 
 private:

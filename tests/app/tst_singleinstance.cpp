@@ -1,4 +1,5 @@
 #include "app/SingleInstance.h"
+#include "launcher/InstanceSocket.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -9,6 +10,7 @@
 #include <QTest>
 
 #include <cstdio>
+#include <future>
 #include <unistd.h>
 
 namespace {
@@ -161,6 +163,98 @@ private slots:
         qputenv("WAYLAND_DISPLAY", savedWayland);
         QVERIFY2(path.endsWith(QStringLiteral("/cliphaven-%1").arg(getuid()) + suffix),
                  qPrintable(path));
+    }
+
+    // The launcher finds the socket without Qt: it must name it exactly as the instance does.
+    void launcherFindsTheSameSocket_data()
+    {
+        QTest::addColumn<QByteArray>("display");
+        QTest::addColumn<QByteArray>("wayland");
+        QTest::addColumn<bool>("runtimeFolder");
+        QTest::newRow("X display") << QByteArray(":0") << QByteArray() << true;
+        QTest::newRow("remote X display") << QByteArray("host/unix:10.0") << QByteArray() << true;
+        QTest::newRow("Wayland only") << QByteArray() << QByteArray("wayland-1") << true;
+        QTest::newRow("no runtime folder set") << QByteArray(":0") << QByteArray() << false;
+    }
+
+    void launcherFindsTheSameSocket()
+    {
+        QFETCH(QByteArray, display);
+        QFETCH(QByteArray, wayland);
+        QFETCH(bool, runtimeFolder);
+        const QByteArray saved[] = {qgetenv("DISPLAY"),
+                                    qgetenv("WAYLAND_DISPLAY"),
+                                    qgetenv("XDG_RUNTIME_DIR")};
+        qputenv("DISPLAY", display);
+        qputenv("WAYLAND_DISPLAY", wayland);
+        if (runtimeFolder)
+            qputenv("XDG_RUNTIME_DIR", QFile::encodeName(m_dir->path()));
+        else
+            qunsetenv("XDG_RUNTIME_DIR");
+        const QString qtPath = SingleInstance(SingleInstance::defaultBasePath()).socketPath();
+        const std::string launcherPath = InstanceSocket::socketPath();
+        qputenv("DISPLAY", saved[0]);
+        qputenv("WAYLAND_DISPLAY", saved[1]);
+        qputenv("XDG_RUNTIME_DIR", saved[2]);
+        QCOMPARE(QString::fromStdString(launcherPath), qtPath);
+    }
+
+    // A command from the launcher reaches the handler whole and its reply comes back whole;
+    // a malformed one is dropped unanswered, and without a handler commands are refused.
+    void commandsFromTheLauncher()
+    {
+        SingleInstance instance(m_base);
+        QCOMPARE(instance.start(), SingleInstance::Role::primary);
+        const std::string path = instance.socketPath().toStdString();
+        const auto send = [&path](std::vector<std::string> arguments, std::string input) {
+            return std::async(std::launch::async, [=] {
+                const int fd = InstanceSocket::connectTo(path);
+                auto reply = InstanceSocket::sendCommand(fd, arguments, input);
+                ::close(fd);
+                return reply;
+            });
+        };
+        const auto waitFor = [](auto &future) {
+            return QTest::qWaitFor(
+                [&] {
+                    return future.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+                },
+                kWait);
+        };
+
+        auto refused = send({"list"}, {});
+        QVERIFY(waitFor(refused));
+        QVERIFY(refused.get()->status != 0);
+
+        QStringList seenArguments;
+        QByteArray seenInput;
+        instance.setCommandHandler([&](const QStringList &arguments, const QByteArray &input) {
+            seenArguments = arguments;
+            seenInput = input;
+            return CommandReply{3, QByteArray(3 << 20, 'o'), "why\n"};
+        });
+        const std::string input("binary\0input\nwith lines", 24);
+        auto answered = send({"add", "--type", "text/x-ünicode", ""}, input);
+        QVERIFY(waitFor(answered));
+        const auto reply = answered.get();
+        QVERIFY(reply);
+        QCOMPARE(reply->status, 3);
+        QCOMPARE(reply->out.size(), size_t(3 << 20));
+        QCOMPARE(reply->err, std::string("why\n"));
+        QCOMPARE(seenArguments,
+                 (QStringList{"add", "--type", QStringLiteral("text/x-ünicode"), QString()}));
+        QCOMPARE(seenInput, QByteArray(input.data(), qsizetype(input.size())));
+
+        // An argument count past the limit: the connection is closed without an answer.
+        seenArguments.clear();
+        QLocalSocket stranger;
+        stranger.connectToServer(instance.socketPath());
+        QVERIFY(stranger.waitForConnected(kWait));
+        stranger.write("command\n100000\n");
+        QVERIFY(stranger.waitForBytesWritten(kWait));
+        QTRY_COMPARE_WITH_TIMEOUT(stranger.state(), QLocalSocket::UnconnectedState, kWait);
+        QVERIFY(stranger.readAll().isEmpty());
+        QVERIFY(seenArguments.isEmpty());
     }
 
 private:

@@ -4,6 +4,8 @@
 #include "fakes/FakePasteboard.h"
 #include "fakes/FakeWorkspace.h"
 
+#include <QLoggingCategory>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -45,7 +47,7 @@ private slots:
         QTest::addColumn<bool>("read");
         QTest::addColumn<bool>("asked");
 
-        const App keePass = RunningApplication{1, QStringLiteral("KeePassXC"), 7};
+        const App keePass = RunningApplication{1, QStringLiteral("KeePassXC"), 7, {}};
         QTest::newRow("a copy is read") << false << false << App() << true << true;
         QTest::newRow("own write is swallowed first") << false << true << keePass << false << false;
         QTest::newRow("suppression is used up while paused")
@@ -54,10 +56,10 @@ private slots:
             << true << false << keePass << false << false;
         QTest::newRow("ignored frontmost app") << false << false << keePass << false << true;
         QTest::newRow("ignored app in other case")
-            << false << false << App(RunningApplication{1, QStringLiteral("keepassxc"), 7}) << false
-            << true;
+            << false << false << App(RunningApplication{1, QStringLiteral("keepassxc"), 7, {}})
+            << false << true;
         QTest::newRow("app without identifier")
-            << false << false << App(RunningApplication{1, {}, 7}) << true << true;
+            << false << false << App(RunningApplication{1, {}, 7, {}}) << true << true;
         // Chosen from a desktop entry without StartupWMClass: its program's name, which this
         // window carries as the instance part of WM_CLASS.
         QTest::newRow("ignored by the other part of the window class")
@@ -93,7 +95,7 @@ private slots:
         // Resuming does not bring back what was skipped; the next copy, of the same content in
         // another application, is read.
         r->prefs.setPaused(false);
-        r->workspace.frontmost = RunningApplication{2, QStringLiteral("firefox"), 8};
+        r->workspace.frontmost = RunningApplication{2, QStringLiteral("firefox"), 8, {}};
         r->monitor.poll();
         QCOMPARE(r->pasteboard.readCount(), read ? 1 : 0);
         r->pasteboard.copy(textFlavors(QStringLiteral("same")));
@@ -118,6 +120,33 @@ private slots:
         QCOMPARE(r->delivered.at(1).at(0).value<ClipItem>().text, QStringLiteral("hello"));
         QCOMPARE(playsWhenDelivered, QList<int>({1, 2}));
         QCOMPARE(r->pastePlays, 0);
+    }
+
+    // One line per recorded copy under cliphaven.capture, with its figures but never its content.
+    void captureLogLine()
+    {
+        static QStringList lines;
+        lines.clear();
+        QLoggingCategory::setFilterRules(QStringLiteral("cliphaven.capture.debug=true"));
+        const QtMessageHandler previous = qInstallMessageHandler(
+            [](QtMsgType, const QMessageLogContext &context, const QString &message) {
+                if (QByteArray(context.category) == "cliphaven.capture")
+                    lines.append(message);
+            });
+        r->pasteboard.copy({{QStringLiteral("UTF8_STRING"), "secret words"},
+                            {QStringLiteral("text/html"), "<b>secret words</b>"}});
+        r->monitor.poll();
+        r->pasteboard.completeLastRead();
+        QTRY_COMPARE_WITH_TIMEOUT(r->delivered.size(), 1, 5000);
+        qInstallMessageHandler(previous);
+        QLoggingCategory::setFilterRules(QString());
+
+        QCOMPARE(lines.size(), 1);
+        QVERIFY2(QRegularExpression(
+                     QStringLiteral("^captured text, 12 bytes, 2 flavors, [0-9.]+ ms$"))
+                     .match(lines[0])
+                     .hasMatch(),
+                 qPrintable(lines[0]));
     }
 
     void moveOfTheChangeCountPollsAtOnce()
@@ -149,6 +178,45 @@ private slots:
         QCOMPARE(r->delivered.size(), 1);
         QCOMPARE(r->delivered.at(0).at(0).value<ClipItem>().text, QStringLiteral("second"));
         QCOMPARE(r->copyPlays, 1);
+    }
+
+    // Pasting into Cliphaven's own fields reads through the monitor: one read serves both a
+    // capture and the paste, and a change in between moves the paste to the newer content.
+    void textForAFieldSharesTheCaptureRead()
+    {
+        QStringList pasted;
+        const auto paste = [&](const QString &text) { pasted.append(text); };
+
+        // Idle: a read of its own, and no capture from it.
+        r->pasteboard.copy(textFlavors(QStringLiteral("seen at start")));
+        r->monitor.poll();
+        r->pasteboard.completeLastRead();
+        QTRY_COMPARE_WITH_TIMEOUT(r->delivered.size(), 1, 5000);
+        r->monitor.readText(paste);
+        QCOMPARE(r->pasteboard.readCount(), 2);
+        r->pasteboard.completeLastRead();
+        QCOMPARE(pasted, QStringList{"seen at start"});
+
+        // During a capture's read: no second read, both answered by the one.
+        r->pasteboard.copy(textFlavors(QStringLiteral("copied")));
+        r->monitor.poll();
+        r->monitor.readText(paste);
+        QCOMPARE(r->pasteboard.readCount(), 3);
+        r->pasteboard.completeLastRead();
+        QCOMPARE(pasted, (QStringList{"seen at start", "copied"}));
+        QTRY_COMPARE_WITH_TIMEOUT(r->delivered.size(), 2, 5000);
+
+        // Paused, a change while the paste's read runs: read again, the newer text pasted once.
+        r->prefs.setPaused(true);
+        r->monitor.readText(paste);
+        r->pasteboard.copy(textFlavors(QStringLiteral("newer")));
+        r->monitor.poll();
+        QCOMPARE(r->pasteboard.readCount(), 5);
+        r->pasteboard.completeRead(3, textFlavors(QStringLiteral("older")));
+        r->pasteboard.completeLastRead();
+        QCOMPARE(pasted, (QStringList{"seen at start", "copied", "newer"}));
+        QTest::qWait(50);
+        QCOMPARE(r->delivered.size(), 2);
     }
 
     void changeSkippedDuringReadStillDropsTheOlderRead()
@@ -185,6 +253,136 @@ private slots:
         QCOMPARE(r->copyPlays, 0);
     }
 
+    void recordedCopyOutlivesItsOwner()
+    {
+        r->monitor.start();
+        r->pasteboard.copy(textFlavors(QStringLiteral("older")));
+        r->pasteboard.completeLastRead();
+        QTRY_COMPARE_WITH_TIMEOUT(r->delivered.size(), 1, 5000);
+        r->pasteboard.copy(textFlavors(QStringLiteral("kept")));
+        r->pasteboard.completeLastRead();
+        QTRY_COMPARE_WITH_TIMEOUT(r->delivered.size(), 2, 5000);
+
+        r->pasteboard.ownerQuits();
+        QCOMPARE(r->pasteboard.writes().size(), 1);
+        QCOMPARE(r->pasteboard.content(), textFlavors(QStringLiteral("kept")));
+        // Putting it back is neither a copy nor a sound, and no later copy is swallowed.
+        QCOMPARE(r->monitor.lastChange(), r->pasteboard.changeCount());
+        QVERIFY(!r->monitor.suppressNextChange());
+        QTest::qWait(50);
+        QCOMPARE(r->delivered.size(), 2);
+        QCOMPARE(r->copyPlays, 2);
+    }
+
+    void unrecordedCopyLeavesWithItsOwner_data()
+    {
+        QTest::addColumn<bool>("paused");
+        QTest::addColumn<bool>("concealed");
+        QTest::newRow("copied while paused") << true << false;
+        QTest::newRow("a password manager's copy") << false << true;
+    }
+
+    void unrecordedCopyLeavesWithItsOwner()
+    {
+        QFETCH(bool, paused);
+        QFETCH(bool, concealed);
+        r->monitor.start();
+        r->pasteboard.copy(textFlavors(QStringLiteral("recorded earlier")));
+        r->pasteboard.completeLastRead();
+        QTRY_COMPARE_WITH_TIMEOUT(r->delivered.size(), 1, 5000);
+
+        r->prefs.setPaused(paused);
+        Flavors secret = textFlavors(QStringLiteral("secret"));
+        if (concealed)
+            secret.insert(ClipboardMonitor::kPasswordManagerHintType, "secret");
+        r->pasteboard.copy(secret);
+        if (!paused)
+            r->pasteboard.completeLastRead();
+        QTest::qWait(50);
+        r->pasteboard.ownerQuits();
+        QVERIFY(r->pasteboard.writes().isEmpty());
+        QVERIFY(r->pasteboard.content().isEmpty());
+    }
+
+    void transientCopies_data()
+    {
+        QTest::addColumn<bool>("forget");
+        QTest::addColumn<QString>("clearedBy");
+        QTest::addColumn<Flavors>("clearing");
+        QTest::addColumn<bool>("forgotten");
+
+        const Flavors blank{{"UTF8_STRING", ""}, {"TEXT", " \n"}};
+        QTest::newRow("cleared by its own program") << true << "/usr/bin/xclip" << blank << true;
+        QTest::newRow("emptied by its own program")
+            << true << "/usr/bin/xclip" << Flavors() << true;
+        QTest::newRow("cleared by another program") << true << "/usr/bin/other" << blank << false;
+        QTest::newRow("by a program that is not known") << true << "" << blank << false;
+        QTest::newRow("replaced with content by its own program")
+            << true << "/usr/bin/xclip" << textFlavors(QStringLiteral("next")) << false;
+        QTest::newRow("switched off") << false << "/usr/bin/xclip" << blank << false;
+    }
+
+    void transientCopies()
+    {
+        QFETCH(bool, forget);
+        QFETCH(QString, clearedBy);
+        QFETCH(Flavors, clearing);
+        QFETCH(bool, forgotten);
+
+        QCOMPARE(r->prefs.forgetTransientCopies(), true);
+        r->prefs.setForgetTransientCopies(forget);
+        QSignalSpy cleared(&r->monitor, &ClipboardMonitor::transientCopyCleared);
+        r->monitor.start();
+        const QString owner = QStringLiteral("/usr/bin/xclip");
+        r->pasteboard.copy(textFlavors(QStringLiteral("s3cret")), clearedBy.isEmpty() ? "" : owner);
+        r->pasteboard.completeLastRead();
+        QTRY_COMPARE_WITH_TIMEOUT(r->delivered.size(), 1, 5000);
+
+        r->pasteboard.copy(clearing, clearedBy);
+        r->pasteboard.completeLastRead();
+        QTest::qWait(50);
+        QCOMPARE(cleared.size(), forgotten ? 1 : 0);
+        if (forgotten) {
+            QCOMPARE(cleared.first().first().value<ClipItem>().text, QStringLiteral("s3cret"));
+            // The clearing is no copy, and the secret does not come back when its program goes.
+            QCOMPARE(r->delivered.size(), 1);
+            r->pasteboard.ownerQuits();
+            QVERIFY(r->pasteboard.writes().isEmpty());
+        } else {
+            QTRY_COMPARE_WITH_TIMEOUT(r->delivered.size(), clearing.isEmpty() ? 1 : 2, 5000);
+        }
+    }
+
+    // A selection growing under the mouse changes many times; it is read once it settles.
+    void selectionIsReadOnceSettled()
+    {
+        r->monitor.settleSelection(100);
+        r->monitor.start();
+        for (const char *text : {"s", "sel", "selected ✓"})
+            r->pasteboard.copy({{"UTF8_STRING", text}, {"text/html", "<b>x</b>"}});
+        QCOMPARE(r->pasteboard.readCount(), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(r->pasteboard.readCount(), 1, 5000);
+        r->pasteboard.completeLastRead();
+        QTRY_COMPARE_WITH_TIMEOUT(r->delivered.size(), 1, 5000);
+        const ClipItem item = r->delivered.first().first().value<ClipItem>();
+        QCOMPARE(item.text, QStringLiteral("selected ✓"));
+        QCOMPARE(*item.flavors, textFlavors(QStringLiteral("selected ✓")));
+
+        // Only text is a selection worth recording.
+        r->pasteboard.copy({{"image/png", encodeImage(testImage(), "png")}});
+        QTRY_COMPARE_WITH_TIMEOUT(r->pasteboard.readCount(), 2, 5000);
+        r->pasteboard.completeLastRead();
+        // This process's own selection is not read at all.
+        r->pasteboard.ownContent = true;
+        r->pasteboard.copy(textFlavors(QStringLiteral("ours")));
+        QTest::qWait(300);
+        QCOMPARE(r->pasteboard.readCount(), 2);
+        QCOMPARE(r->delivered.size(), 1);
+        // Nor kept alive when its owner goes.
+        r->pasteboard.ownerQuits();
+        QVERIFY(r->pasteboard.writes().isEmpty());
+    }
+
     void itemRules_data()
     {
         QTest::addColumn<Flavors>("flavors");
@@ -205,19 +403,26 @@ private slots:
             << Flavors{{"image/tiff", "garbage"}, {"UTF8_STRING", "words"}} << false << "words";
         QTest::newRow("UTF-8 text, kept untrimmed")
             << Flavors{{"UTF8_STRING", "  two\nlines \n"}} << false << "  two\nlines \n";
-        QTest::newRow("text/plain;charset=utf-8 preferred over UTF8_STRING")
-            << Flavors{{"UTF8_STRING", "second"},
-                       {"text/plain;charset=utf-8", "first"},
-                       {"text/plain", "third"}}
-            << false << "first";
+        QTest::newRow("UTF8_STRING preferred over GTK's other text types")
+            << Flavors{{"UTF8_STRING", "first ü"},
+                       {"text/plain;charset=utf-8", "second"},
+                       {"text/plain", "first \\u00fc"}}
+            << false << "first ü";
+        QTest::newRow("CRLF line ends become LF")
+            << Flavors{{"text/plain;charset=utf-8", "one\r\ntwo\r\n"}} << false << "one\ntwo\n";
         QTest::newRow("blank text gets the label")
             << Flavors{{"text/plain", " \t\n "}} << false << "[1 format]  text/plain";
-        QTest::newRow("text that is not UTF-8 gets the label")
+        QTest::newRow("text that is not UTF-8 falls through to Latin-1 STRING")
             << Flavors{{"UTF8_STRING", "caf\xe9 \xff\xfe"}, {"STRING", "caf\xe9"}} << false
-            << "[2 formats]  STRING, UTF8_STRING";
+            << "café";
+        QTest::newRow("COMPOUND_TEXT alone is text")
+            << Flavors{{"COMPOUND_TEXT", "caf\xe9 \x1b%G\xe2\x82\xac\x1b%@"}} << false << "café €";
+        QTest::newRow("text that decodes in no text type gets the label")
+            << Flavors{{"UTF8_STRING", "\xff\xfe"}, {"text/html", "x"}} << false
+            << "[2 formats]  UTF8_STRING, text/html";
         QTest::newRow("no text type gets the label")
-            << Flavors{{"text/html", "<b>x</b>"}, {"application/x-thing", ""}, {"STRING", "x"}}
-            << false << "[3 formats]  STRING, application/x-thing";
+            << Flavors{{"text/html", "<b>x</b>"}, {"application/x-thing", ""}} << false
+            << "[2 formats]  application/x-thing, text/html";
         Flavors twelve;
         for (int i = 10; i < 22; ++i)
             twelve.insert(QStringLiteral("t%1").arg(i), {});

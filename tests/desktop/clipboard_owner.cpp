@@ -1,9 +1,9 @@
 // A clipboard owner for desktop tests, speaking the selection protocol directly so that tests
-// can make it misbehave: never answer, answer slowly, refuse every conversion, or exit in the
-// middle of an incremental transfer.
+// can make it misbehave: never answer, answer slowly, refuse every conversion, never answer one
+// type, or exit in the middle of an incremental transfer.
 //
 //   clipboard_owner [--silent] [--delay MS] [--refuse] [--chunk BYTES] [--die-after-chunks N]
-//                   (-t TYPE (-s TEXT | -f FILE))...
+//                   [--ignore TYPE] (-t TYPE (-s TEXT | -f FILE))...
 //
 // Prints "ready" once it owns CLIPBOARD; exits when another client takes it.
 
@@ -82,6 +82,7 @@ int main(int argc, char **argv)
     int delayMs = 0;
     size_t chunk = 64 * 1024;
     int dieAfterChunks = -1;
+    std::string ignored;
     std::vector<std::pair<std::string, std::string>> flavors;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
@@ -97,6 +98,8 @@ int main(int argc, char **argv)
             chunk = std::stoul(value);
         else if (arg == "--die-after-chunks")
             dieAfterChunks = std::stoi(value);
+        else if (arg == "--ignore")
+            ignored = value;
         else if (arg == "-t")
             flavors.emplace_back(value, std::string());
         else if (arg == "-s" && !flavors.empty())
@@ -118,6 +121,7 @@ int main(int argc, char **argv)
     const xcb_atom_t clipboard = intern("CLIPBOARD");
     const xcb_atom_t targets = intern("TARGETS");
     const xcb_atom_t incr = intern("INCR");
+    const xcb_atom_t ignoredAtom = ignored.empty() ? xcb_atom_t(XCB_NONE) : intern(ignored);
     std::map<xcb_atom_t, const std::string *> byAtom;
     std::vector<xcb_atom_t> offered{targets};
     for (const auto &[type, data] : flavors) {
@@ -142,7 +146,8 @@ int main(int argc, char **argv)
             free(event);
             break;
         }
-        if (type == XCB_SELECTION_REQUEST && !silent) {
+        if (type == XCB_SELECTION_REQUEST && !silent
+            && reinterpret_cast<xcb_selection_request_event_t *>(event)->target != ignoredAtom) {
             const auto request = *reinterpret_cast<xcb_selection_request_event_t *>(event);
             if (delayMs > 0)
                 std::this_thread::sleep_for(std::chrono::milliseconds(delayMs));

@@ -243,7 +243,7 @@ private slots:
         const std::optional<QRect> frame = r->workspace.windowFrame(target);
         QVERIFY(frame && !frame->isEmpty());
         QVERIFY(QRect(0, 0, 1920, 1080).contains(frame->center()));
-        QVERIFY(!r->workspace.windowFrame(RunningApplication{0x7ffffff, {}, 0}));
+        QVERIFY(!r->workspace.windowFrame(RunningApplication{0x7ffffff, {}, 0, {}}));
         // The target is no longer in front when the item is picked.
         QVERIFY(startZenity("Elsewhere").window != 0);
 
@@ -304,8 +304,8 @@ private slots:
         X11Workspace workspace(missing);
         QVERIFY(!workspace.isConnected());
         QVERIFY(!workspace.frontmostApplication());
-        workspace.activate(RunningApplication{1, "x", 2});
-        QVERIFY(!workspace.windowFrame(RunningApplication{1, "x", 2}));
+        workspace.activate(RunningApplication{1, "x", 2, {}});
+        QVERIFY(!workspace.windowFrame(RunningApplication{1, "x", 2, {}}));
     }
 
 private:

@@ -37,22 +37,43 @@ public:
         bump();
     }
 
-    // Another application copies.
-    void copy(const Flavors &flavors)
+    void writePrimaryString(const QString &text) override { m_primaryWrites.append(text); }
+
+    QString lastReadOwner() const override { return m_readOwner; }
+    bool holdsOwnContent() const override { return ownContent; }
+
+    bool ownContent = false;
+
+    // Another application copies; owner names the program.
+    void copy(const Flavors &flavors, const QString &owner = {})
     {
         m_content = flavors;
+        m_owner = owner;
         bump();
+    }
+    // The owning program quits: the clipboard empties.
+    void ownerQuits()
+    {
+        const qint64 lost = m_changeCount;
+        m_content.clear();
+        bump();
+        emit ownerGone(lost);
     }
     // Completes read number index (cancelled or not) with the current content, or with given
     // flavors.
-    void completeRead(int index) { m_reads.at(index)(m_content); }
-    void completeRead(int index, const Flavors &flavors) { m_reads.at(index)(flavors); }
+    void completeRead(int index) { completeRead(index, m_content); }
+    void completeRead(int index, const Flavors &flavors)
+    {
+        m_readOwner = m_owner;
+        m_reads.at(index)(flavors);
+    }
     void completeLastRead() { completeRead(int(m_reads.size()) - 1); }
 
     int readCount() const { return int(m_reads.size()); }
     int cancelCount() const { return m_cancels; }
     const QList<Write> &writes() const { return m_writes; }
     const Flavors &content() const { return m_content; }
+    const QStringList &primaryWrites() const { return m_primaryWrites; }
 
 private:
     void bump()
@@ -63,7 +84,10 @@ private:
 
     qint64 m_changeCount = 1;
     Flavors m_content;
+    QString m_owner;
+    QString m_readOwner;
     QList<ReadCompletion> m_reads;
     int m_cancels = 0;
     QList<Write> m_writes;
+    QStringList m_primaryWrites;
 };

@@ -6,6 +6,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QSet>
 #include <QTest>
 
 namespace {
@@ -129,6 +130,26 @@ private slots:
             QVERIFY(!detected->host().isEmpty());
         }
         QVERIFY(!ClipItem::makeImage(text.toUtf8()).detectedURL());
+    }
+
+    // A store edited by hand may repeat ids: every entry and category is kept, each with an id
+    // of its own, so nothing looked up by id can reach another entry.
+    void repeatedIdsAreMadeUnique()
+    {
+        const auto disk = StoreCodec::decode(fixture("store-repeated-ids.json"));
+        QVERIFY(disk);
+        QCOMPARE(disk->history.size(), 2);
+        QCOMPARE(*disk->history.at(1).text, QStringLiteral("second"));
+        QCOMPARE(disk->categories.size(), 2);
+        QCOMPARE(*disk->categories.at(0).items.at(0).text, QStringLiteral("third"));
+        // The first holder keeps it.
+        QCOMPARE(disk->history.at(0).id,
+                 QUuid(QStringLiteral("6F1C2B9E-3D4A-4E5F-8A7B-1C2D3E4F5A6B")));
+        const QSet<QUuid> itemIds{disk->history.at(0).id,
+                                  disk->history.at(1).id,
+                                  disk->categories.at(0).items.at(0).id};
+        QCOMPARE(itemIds.size(), 3);
+        QVERIFY(disk->categories.at(0).id != disk->categories.at(1).id);
     }
 
     void readsAFileWrittenByAnotherProgram()

@@ -1,6 +1,7 @@
 #include "capture/CapturedImageText.h"
 #include "common/Files.h"
 #include "fakes/FakeTextRecognizer.h"
+#include "model/JsonWriter.h"
 #include "model/SeedData.h"
 #include "model/Store.h"
 #include "model/StoreCodec.h"
@@ -8,6 +9,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -27,6 +29,63 @@ QStringList texts(const QList<ClipItem> &items)
     for (const ClipItem &item : items)
         out.append(item.preview());
     return out;
+}
+
+QByteArray readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// A small file system of its own, so a test can fill it or make it read-only. Needs the right
+// to mount (root, as in CI).
+class SmallFileSystem
+{
+public:
+    explicit SmallFileSystem(const QString &kilobytes)
+    {
+        m_mounted = QProcess::execute(QStringLiteral("mount"),
+                                      {QStringLiteral("-t"),
+                                       QStringLiteral("tmpfs"),
+                                       QStringLiteral("-o"),
+                                       QStringLiteral("size=%1k,mode=0700").arg(kilobytes),
+                                       QStringLiteral("tmpfs"),
+                                       m_dir.path()})
+                    == 0;
+    }
+    ~SmallFileSystem()
+    {
+        if (m_mounted)
+            QProcess::execute(QStringLiteral("umount"), {m_dir.path()});
+    }
+    bool isMounted() const { return m_mounted; }
+    QString path(const QString &name) const { return m_dir.filePath(name); }
+    // Writes zeros until the file system is full.
+    void fill() const
+    {
+        QFile filler(path(QStringLiteral("filler")));
+        if (!filler.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
+            return;
+        const QByteArray block(4096, '\0');
+        while (filler.write(block) > 0) {
+        }
+    }
+    void remount(const QString &mode) const
+    {
+        QProcess::execute(QStringLiteral("mount"),
+                          {QStringLiteral("-o"), QStringLiteral("remount,") + mode, m_dir.path()});
+    }
+
+private:
+    QTemporaryDir m_dir;
+    bool m_mounted = false;
+};
+
+QByteArray itemJson(const QString &id, const QString &text)
+{
+    return QStringLiteral(R"({"id":"%1","kind":"text","text":"%2","createdAt":10})")
+        .arg(id, text)
+        .toUtf8();
 }
 
 } // namespace
@@ -433,10 +492,214 @@ private slots:
         }
     }
 
+    // Saving streams the text in pieces: the same bytes as encoding it whole, for payloads
+    // across several pieces and shared between an image and its flavor; a refused piece stops it.
+    void streamedEncodingIsTheSameText()
+    {
+        QByteArray payload(3 * JsonWriter::kChunkBytes + 1, Qt::Uninitialized);
+        for (qsizetype i = 0; i < payload.size(); ++i)
+            payload[i] = char(i * 7919 % 251);
+        ClipItem image = ClipItem::makeImage(payload);
+        image.flavors = Flavors{{QStringLiteral("image/png"), payload}};
+        StoreCodec::Disk disk{{image, text(QStringLiteral("line \"1\"\n"))}, {}};
+        disk.categories.append(Category::make(QStringLiteral("C")));
+        disk.categories.first().items.append(image);
+
+        QByteArray streamed;
+        int pieces = 0;
+        QVERIFY(StoreCodec::encode(disk, [&](QByteArrayView piece) {
+            streamed.append(piece);
+            ++pieces;
+            return true;
+        }));
+        QCOMPARE_GT(pieces, 4);
+        QVERIFY(streamed == StoreCodec::encode(disk));
+        QCOMPARE(StoreCodec::decode(streamed)->history, disk.history);
+
+        int offered = 0;
+        QVERIFY(!StoreCodec::encode(disk, [&](QByteArrayView) { return ++offered < 2; }));
+        QCOMPARE(offered, 2);
+    }
+
+    // A save that cannot be written leaves the old file byte for byte, says why, and retries
+    // later; once space returns, quitting writes what was kept in memory.
+    void failedSaveKeepsTheFileAndIsRetried_data()
+    {
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<QString>("failure");
+        QTest::newRow("full disk") << "full"
+                                   << "the disk is full";
+        QTest::newRow("read-only disk") << "ro"
+                                        << "the disk is read-only";
+    }
+
+    void failedSaveKeepsTheFileAndIsRetried()
+    {
+        QFETCH(QString, fault);
+        QFETCH(QString, failure);
+        SmallFileSystem disk(QStringLiteral("256"));
+        if (!disk.isMounted())
+            QSKIP("mounting a small tmpfs needs root; the full-disk rules are untested here");
+        const QString path = disk.path(QStringLiteral("Cliphaven/store.json"));
+        auto store = std::make_unique<Store>(path);
+        QSignalSpy failureChanged(store.get(), &Store::saveFailureChanged);
+        store->captureFromClipboard(text(QStringLiteral("first")));
+        store->flushSave();
+        store->waitForWrites();
+        const QByteArray before = readFile(path);
+        QVERIFY(!before.isEmpty());
+
+        if (fault == QLatin1String("full"))
+            disk.fill();
+        else
+            disk.remount(QStringLiteral("ro"));
+        store->captureFromClipboard(text(QStringLiteral("second, while the disk fails")));
+        store->flushSave();
+        store->waitForWrites();
+        QTRY_COMPARE(store->saveFailure(), failure);
+        QCOMPARE(failureChanged.count(), 1);
+        QCOMPARE(readFile(path), before);
+        QVERIFY(store->isRetryingSave());
+        // The retry fails again: the wait grows, the notice stays as it was.
+        const int firstDelay = store->retryDelayMs();
+        store->flushSave();
+        store->waitForWrites();
+        QTRY_COMPARE(store->retryDelayMs(), firstDelay * 2);
+        QCOMPARE(failureChanged.count(), 1);
+        QCOMPARE(readFile(path), before);
+
+        if (fault == QLatin1String("full"))
+            QVERIFY(QFile::remove(disk.path(QStringLiteral("filler"))));
+        else
+            disk.remount(QStringLiteral("rw"));
+        store.reset();
+        QCOMPARE(texts(Store(path).history()),
+                 (QStringList{"second, while the disk fails", "first"}));
+        QCOMPARE(QDir(QFileInfo(path).path()).entryList(QDir::Files), QStringList{"store.json"});
+    }
+
+    void successfulRetryClearsTheFailure()
+    {
+        SmallFileSystem disk(QStringLiteral("256"));
+        if (!disk.isMounted())
+            QSKIP("mounting a small tmpfs needs root; the full-disk rules are untested here");
+        const QString path = disk.path(QStringLiteral("Cliphaven/store.json"));
+        Store store(path);
+        disk.fill();
+        store.captureFromClipboard(text(QStringLiteral("kept in memory")));
+        store.flushSave();
+        store.waitForWrites();
+        QTRY_VERIFY(!store.saveFailure().isEmpty());
+        QVERIFY(QFile::remove(disk.path(QStringLiteral("filler"))));
+        QSignalSpy failureChanged(&store, &Store::saveFailureChanged);
+        // The retry's own timer, shortened only by calling its step.
+        store.flushSave();
+        store.waitForWrites();
+        QTRY_VERIFY(store.saveFailure().isEmpty());
+        QCOMPARE(failureChanged.count(), 1);
+        QVERIFY(!store.isRetryingSave());
+        QCOMPARE(store.retryDelayMs(), Store::kFirstRetryMs);
+        QCOMPARE(texts(Store(path).history()), QStringList{"kept in memory"});
+    }
+
+    // A link planted at the store's path is replaced by the store, never written through; a
+    // temporary file left by a killed write is cleared at the next start.
+    void saveReplacesALinkAndClearsLeftovers()
+    {
+        const QString victim = m_dir->filePath(QStringLiteral("victim"));
+        const QByteArray victimBytes = R"({"history":[],"categories":[]})";
+        QVERIFY(writeFile(victim, victimBytes));
+        QVERIFY(writeFile(m_path + QStringLiteral(".saving-Zz99Yy"), "half a store"));
+        QVERIFY(QFile::link(victim, m_path));
+        {
+            auto store = makeStore();
+            QCOMPARE(QDir(QFileInfo(m_path).path()).entryList(QDir::Files | QDir::System),
+                     QStringList{"store.json"});
+            store->captureFromClipboard(text(QStringLiteral("A")));
+        }
+        QCOMPARE(readFile(victim), victimBytes);
+        QVERIFY(!QFileInfo(m_path).isSymLink());
+        QCOMPARE(texts(makeStore()->history()), QStringList{"A"});
+    }
+
+    // A damaged file: everything that parses is loaded and saved anew, the original is kept
+    // aside whole, and the entries that could not be read are counted.
+    void salvage_data()
+    {
+        const QString good1 = itemJson(QStringLiteral("11111111-1111-1111-1111-111111111111"),
+                                       QStringLiteral("good one"));
+        const QString good2 = itemJson(QStringLiteral("22222222-2222-2222-2222-222222222222"),
+                                       QStringLiteral("good two"));
+        const QString noId = QStringLiteral(R"({"kind":"text","text":"no id","createdAt":1})");
+        const QString badKind = QStringLiteral(
+            R"({"id":"33333333-3333-3333-3333-333333333333","kind":"sound","createdAt":1})");
+        const QString category = QStringLiteral(
+            R"({"id":"44444444-4444-4444-4444-444444444444","name":"Kept","items":[%1]})");
+        QTest::addColumn<QByteArray>("file");
+        QTest::addColumn<QStringList>("history");
+        QTest::addColumn<QStringList>("categories");
+        QTest::addColumn<int>("unreadable");
+        QTest::addColumn<bool>("keptAside");
+
+        QTest::newRow("whole file")
+            << QStringLiteral(R"({"history":[%1,%2],"categories":[]})").arg(good1, good2).toUtf8()
+            << QStringList{"good one", "good two"} << QStringList{} << 0 << false;
+        QTest::newRow("one entry without its id among good ones")
+            << QStringLiteral(R"({"history":[%1,%2,%3],"categories":[]})")
+                   .arg(good1, noId, good2)
+                   .toUtf8()
+            << QStringList{"good one", "good two"} << QStringList{} << 1 << true;
+        QTest::newRow("a bad entry in a category keeps the category")
+            << QStringLiteral(R"({"history":[%1],"categories":[%2]})")
+                   .arg(good1, category.arg(noId + u',' + good2))
+                   .toUtf8()
+            << QStringList{"good one"} << QStringList{"Kept: good two"} << 1 << true;
+        QTest::newRow("a category without a name is lost with its entries")
+            << QStringLiteral(R"({"history":[%1],"categories":[{"id":"x","items":[%2,%3]}]})")
+                   .arg(good1, good2, good2)
+                   .toUtf8()
+            << QStringList{"good one"} << QStringList{} << 2 << true;
+        QTest::newRow("no categories list")
+            << QStringLiteral(R"({"history":[%1,%2]})").arg(good1, badKind).toUtf8()
+            << QStringList{"good one"} << QStringList{} << 1 << true;
+        QTest::newRow("not JSON at all")
+            << QByteArray("\x89PNG\r\n garbage") << QStringList{} << QStringList{} << 0 << true;
+    }
+
+    void salvage()
+    {
+        QFETCH(QByteArray, file);
+        QFETCH(QStringList, history);
+        QFETCH(QStringList, categories);
+        QFETCH(int, unreadable);
+        QFETCH(bool, keptAside);
+        QVERIFY(writeFile(m_path, file));
+        auto store = makeStore();
+        QCOMPARE(texts(store->history()), history);
+        QStringList loadedCategories;
+        for (const Category &category : store->categories()) {
+            for (const ClipItem &item : category.items)
+                loadedCategories.append(category.name + QStringLiteral(": ") + *item.text);
+        }
+        QCOMPARE(loadedCategories, categories);
+        QCOMPARE(store->unreadableEntries(), unreadable);
+        QCOMPARE(!store->keptAsidePath().isEmpty(), keptAside);
+        if (!keptAside)
+            return;
+        QCOMPARE(readFile(store->keptAsidePath()), file);
+        QCOMPARE(store->wasUnreadable(), history.isEmpty() && categories.isEmpty());
+        // What was salvaged is saved at once, so the next start finds a whole file.
+        store.reset();
+        auto reloaded = makeStore();
+        QCOMPARE(texts(reloaded->history()), history);
+        QVERIFY(reloaded->keptAsidePath().isEmpty());
+    }
+
 private:
     std::unique_ptr<Store> makeStore() { return std::make_unique<Store>(m_path, &m_recognizer); }
 
     // History: an image without recognised text, then "A"; one category.
+
     void writeLoadedStore()
     {
         Store store(m_path);

@@ -19,6 +19,11 @@ struct Fixture : OverlayRig
     }
 
     void select(const QList<int> &rows) { state.setSelection(ids(rows)); }
+    // What a context menu opened on this row acts on.
+    QStringList targets(int row) const
+    {
+        return grid.tileMenu(row).value("targets").toStringList();
+    }
     QStringList categoryTexts(const QUuid &category) const
     {
         return texts(store.category(category)->items);
@@ -176,22 +181,42 @@ private slots:
         Fixture f;
         f.select({4, 2, 7});
         f.state.setSelectionAnchor(7);
-        f.grid.addToCategory(4, idString(f.home));
-        f.grid.addToCategory(9, idString(f.work));
+        f.grid.addToCategory(f.targets(4), idString(f.home));
+        f.grid.addToCategory(f.targets(9), idString(f.work));
         QCOMPARE(f.categoryTexts(f.home), QStringList({"2", "4", "7"}));
         QCOMPARE(f.categoryTexts(f.work), QStringList({"9"}));
 
         // Deleting from the history leaves the categories alone.
-        f.grid.deleteItems(2);
+        f.grid.deleteItems(f.targets(2));
         QCOMPARE(f.texts(f.store.history()), QStringList({"0", "1", "3", "5", "6", "8", "9"}));
         QCOMPARE(f.categoryTexts(f.home), QStringList({"2", "4", "7"}));
         QVERIFY(f.state.selection().isEmpty());
         QCOMPARE(f.state.selectionAnchor(), std::nullopt);
         // In a category's tab, only that category loses the item.
         f.state.setTab(Tab::category(f.home));
-        f.grid.deleteItems(1);
+        f.grid.deleteItems(f.targets(1));
         QCOMPARE(f.categoryTexts(f.home), QStringList({"2", "7"}));
         QCOMPARE(f.store.history().size(), 7);
+    }
+
+    // Clips arriving while a menu is open shift the rows under it: its actions still reach the
+    // items it was opened on, and ids that are gone by then are skipped.
+    void anOpenMenuKeepsItsItemsWhileTheListShifts()
+    {
+        Fixture f;
+        f.select({2, 3});
+        const QStringList targets = f.targets(3);
+        const QUuid three = f.id(3);
+        f.store.captureFromClipboard(ClipItem::makeText(QStringLiteral("new")));
+        f.store.captureFromClipboard(ClipItem::makeText(QStringLiteral("newer")));
+        f.grid.addToCategory(targets, idString(f.work));
+        QCOMPARE(f.categoryTexts(f.work), QStringList({"2", "3"}));
+        f.store.deleteFromHistory({three});
+        f.grid.deleteItems(targets);
+        QCOMPARE(f.texts(f.store.history()),
+                 QStringList({"newer", "new", "0", "1", "4", "5", "6", "7", "8", "9"}));
+        f.grid.deleteItems({QStringLiteral("not an id")});
+        QCOMPARE(f.store.history().size(), 10);
     }
 
     // Typing or switching tabs clears the selection; only a new tab scrolls to the top, and
@@ -199,7 +224,7 @@ private slots:
     void listChangesClearTheSelection()
     {
         Fixture f;
-        f.grid.addToCategory(0, idString(f.work));
+        f.grid.addToCategory(f.targets(0), idString(f.work));
         const QSet<QUuid> one = f.ids({1});
         QSignalSpy top(&f.grid, &GridController::scrollToTopRequested);
         for (int step = 0; step < 3; ++step) {

@@ -90,6 +90,9 @@ public:
         return anchor ? QVariant(*anchor) : QVariant();
     }
     Q_INVOKABLE int gridColumns() const { return m_rig.state.gridColumns(); }
+    Q_INVOKABLE void setAnchor(int index) { m_rig.state.selectOnly(m_rig.model.items(), index); }
+    // What the Menu key asks of the grid.
+    Q_INVOKABLE void requestMenu(int index) { m_rig.grid.requestMenu(index); }
 
 private:
     OverlayRig m_rig;

@@ -48,6 +48,7 @@ struct Fixture
         control.onQuickLook = [this](const ClipItem &item) { log << "look " + item.preview(); };
         control.onBeep = [this] { log << QStringLiteral("beep"); };
         control.onClearFocus = [this] { log << QStringLiteral("unfocus"); };
+        control.onOpenMenu = [this](int row) { log << "menu " + QString::number(row); };
     }
 
     QList<ClipItem> items() const { return itemsForCurrentTab(state, store); }
@@ -208,6 +209,29 @@ private slots:
         Key shiftDown = code(K::DownArrow);
         shiftDown.characters = QStringLiteral("\uF701");
         row("Shift is never looked at", shiftDown, 0, "", true, 5);
+        // A page is one row here (the fixture's grid shows one row whole), over two rows of 5.
+        row("Home goes to the first", code(K::Home), 7, "", true, 0);
+        row("End goes to the last, even with no anchor", code(K::End), -1, "", true, 9);
+        row("Home in the search field moves its cursor", code(K::Home), 7, "typing", false, 7);
+        row("Page Down goes a page down", code(K::PageDown), 2, "", true, 7);
+        row("Page Down on the last page keeps the column", code(K::PageDown), 8, "", true, 8);
+        row("Page Up on the first page keeps the column", code(K::PageUp), 3, "", true, 3);
+        row("Page Up goes a page up", code(K::PageUp), 9, "", true, 4);
+        row("Page Down leaves the field", code(K::PageDown), -1, "typing", true, 0, {"unfocus"});
+        Key menuKey;
+        menuKey.menuKey = true;
+        row("the Menu key opens the current tile's menu", menuKey, 3, "", true, 3, {"menu 3"});
+        row("the Menu key while typing passes", menuKey, 3, "typing", false, 3);
+        Key shiftF10 = code(K::F10);
+        shiftF10.shift = true;
+        row("Shift+F10 with no anchor: the first tile's menu",
+            shiftF10,
+            -1,
+            "",
+            true,
+            -1,
+            {"menu 0"});
+        row("F10 alone passes", code(K::F10), -1, "", false, -1);
     }
 
     void keyMap()
@@ -230,7 +254,15 @@ private slots:
         QCOMPARE(f.log, log);
         QCOMPARE(f.state.query(), query);
         QCOMPARE(f.state.searchFocused(), !query.isEmpty());
-        if (consumed && key.keyCode >= K::LeftArrow && key.keyCode <= K::UpArrow)
+        const QList<int> moves{K::LeftArrow,
+                               K::RightArrow,
+                               K::DownArrow,
+                               K::UpArrow,
+                               K::Home,
+                               K::End,
+                               K::PageUp,
+                               K::PageDown};
+        if (consumed && moves.contains(key.keyCode))
             QCOMPARE(f.state.selection(), QSet<QUuid>{f.items().at(newAnchor).id});
     }
 

@@ -7,6 +7,7 @@
 #include "overlay/PreviewWindow.h"
 #include "overlay/QuickLookController.h"
 #include "overlay/SceneGraphBackend.h"
+#include "overlay/SidebarController.h"
 
 #include <QDir>
 #include <QFile>
@@ -61,6 +62,20 @@ struct Fixture : OverlayRig
         const QQuickItem *item = overlay.window()->activeFocusItem();
         return item && item->objectName() == u"searchInput";
     }
+
+    QQuickItem *find(const QString &name, int index = -1) const
+    {
+        QList<QQuickItem *> pending{overlay.window()->contentItem()};
+        while (!pending.isEmpty()) {
+            QQuickItem *item = pending.takeFirst();
+            if (item->objectName() == name
+                && (index < 0 || item->parentItem()->property("index").toInt() == index))
+                return item;
+            pending.append(item->childItems());
+        }
+        return nullptr;
+    }
+    QQuickItem *tileFace(int index) const { return find(QStringLiteral("tileFace"), index); }
 
     OverlayWindow overlay{store, state};
     QUuid category;
@@ -238,6 +253,87 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!f.overlay.isVisible(), 5000);
     }
 
+    // A pick hides the overlay, as the application does; the second click of a quick
+    // double-click lands on the fading card and must not paste again.
+    void aDoubleClickPastesOnce()
+    {
+        Fixture f;
+        f.overlay.onPick = [&f](const ClipItem &item) {
+            f.picked.append(*item.text);
+            f.overlay.hide();
+        };
+        f.showAndWait();
+        QQuickWindow *window = f.overlay.window();
+        QQuickItem *face = f.tileFace(1);
+        QVERIFY(face);
+        const QPoint centre = face->mapToScene(QPointF(face->width() / 2, face->height() / 2))
+                                  .toPoint();
+        QTest::mouseClick(window, Qt::LeftButton, {}, centre);
+        QTest::mouseClick(window, Qt::LeftButton, {}, centre);
+        QCOMPARE(f.picked, QStringList{"1"});
+        QTRY_VERIFY_WITH_TIMEOUT(!f.overlay.isVisible(), 5000);
+    }
+
+    // Opened again on History, which it may have shown before scrolled down: the newest clips
+    // are in view.
+    void reopeningShowsTheNewestClips()
+    {
+        Fixture f;
+        f.fill(80);
+        f.showAndWait();
+        QQuickItem *grid = f.find(QStringLiteral("gridView"));
+        QVERIFY(grid);
+        const qreal top = grid->property("contentY").toReal();
+        f.state.selectOnly(f.model.items(), 79);
+        QTRY_VERIFY(grid->property("contentY").toReal() > top + 500);
+        f.overlay.hide();
+        QTRY_VERIFY_WITH_TIMEOUT(!f.overlay.isVisible(), 5000);
+        f.showAndWait();
+        QCOMPARE(grid->property("contentY").toReal(), top);
+    }
+
+    // Tab reaches the sidebar's button and rows; the Menu key opens the current tile's menu,
+    // or the focused row's.
+    void keyboardReachesControlsAndMenus()
+    {
+        Fixture f;
+        f.showAndWait();
+        QQuickWindow *window = f.overlay.window();
+        QTest::keyClick(window, Qt::Key_Menu);
+        QTRY_VERIFY(f.overlay.grid()->menuOpen());
+        QTest::keyClick(window, Qt::Key_Escape);
+        QTRY_VERIFY(!f.overlay.grid()->menuOpen());
+        QVERIFY(f.overlay.isVisible() && !f.overlay.isHiding());
+
+        QTest::keyClick(window, Qt::Key_Tab);
+        QCOMPARE(window->activeFocusItem()->objectName(), u"newCategoryButton");
+        QTest::keyClick(window, Qt::Key_Tab);
+        QCOMPARE(window->activeFocusItem()->objectName(), u"historyRow");
+        QTest::keyClick(window, Qt::Key_Tab);
+        QCOMPARE(window->activeFocusItem()->objectName(), u"categoryRow");
+        QTest::keyClick(window, Qt::Key_Return);
+        QCOMPARE(f.state.tab(), Tab::category(f.category));
+        // Up and Down move between the rows.
+        QTest::keyClick(window, Qt::Key_Up);
+        QCOMPARE(window->activeFocusItem()->objectName(), u"historyRow");
+        QTest::keyClick(window, Qt::Key_Down);
+        QCOMPARE(window->activeFocusItem()->objectName(), u"categoryRow");
+        QTest::keyClick(window, Qt::Key_F10, Qt::ShiftModifier);
+        QTRY_VERIFY(f.overlay.sidebar()->menuOpen());
+        QTest::keyClick(window, Qt::Key_Escape);
+        QTRY_VERIFY(!f.overlay.sidebar()->menuOpen());
+        QVERIFY(f.overlay.isVisible() && !f.overlay.isHiding());
+        QTest::keyClick(window, Qt::Key_1, Qt::ControlModifier);
+        QVERIFY(f.state.tab().isHistory());
+        // An arrow that moves in the grid takes the focus back there.
+        QTest::keyClick(window, Qt::Key_Right);
+        QCOMPARE(f.state.selectionAnchor(), 0);
+        QTest::keyClick(window, Qt::Key_End);
+        QCOMPARE(f.state.selectionAnchor(), 4);
+        QTest::keyClick(window, Qt::Key_Return);
+        QCOMPARE(f.picked, QStringList{"4"});
+    }
+
     // The top row says what does not work: a shortcut another program holds is struck through
     // on its caps, and a build without an update feed offers no update check.
     void topRowShowsWhatDoesNotWork()
@@ -351,15 +447,21 @@ private slots:
         QTest::addColumn<QString>("title");
 
         const QString hundred = QString(60, u'a') + QString(40, u'b');
-        QTest::newRow("100 characters: the first 60")
-            << ClipItem::makeText(hundred) << QString(60, u'a');
+        QTest::newRow("100 characters: the first 60, marked as cut")
+            << ClipItem::makeText(hundred) << QString(60, u'a') + u'…';
+        QTest::newRow("exactly 60: whole")
+            << ClipItem::makeText(QString(60, u'a')) << QString(60, u'a');
+        QTest::newRow("cut back to the end of a word")
+            << ClipItem::makeText(QStringLiteral("The quick brown fox jumps over the lazy dog "
+                                                 "and keeps on running far away"))
+            << QStringLiteral("The quick brown fox jumps over the lazy dog and keeps on…");
         QTest::newRow("empty text") << ClipItem::makeText(QString()) << "Text";
         QTest::newRow("newlines become spaces")
             << ClipItem::makeText(QStringLiteral("one\ntwo\r\nthree")) << "one two three";
         // A flag is one character of four code units: cut after it, never inside.
         QTest::newRow("cut between characters")
             << ClipItem::makeText(QString(59, u'x') + QStringLiteral("🇫🇷 and more"))
-            << QString(59, u'x') + QStringLiteral("🇫🇷");
+            << QString(59, u'x') + QStringLiteral("🇫🇷…");
         QTest::newRow("image") << ClipItem::makeImage(solidImage(Qt::darkCyan, QSize(4, 3)))
                                << "Image";
     }
@@ -516,14 +618,26 @@ private slots:
         QVERIFY(controller.item());
         QCOMPARE(preview.source(), QUrl());
 
-        // Larger than the screen: the card takes 90 % of it and the picture is scaled down
-        // into it, keeping its shape.
-        const QSize card = QGuiApplication::primaryScreen()->availableGeometry().size() * 0.9;
-        QVERIFY(card.width() < 2000);
+        // Larger than the screen: the picture is scaled down, keeping its shape, into 90 % of
+        // the screen, and the card closes around it with no empty band beside it.
+        const QSize most = QGuiApplication::primaryScreen()->availableGeometry().size() * 0.9;
+        QVERIFY(most.width() < 2000);
         preview.toggle(ClipItem::makeImage(solidImage(Qt::darkCyan, QSize(2000, 1000))));
-        QCOMPARE(preview.window()->size(),
-                 card + 2 * QSize(PreviewWindow::kMargin, PreviewWindow::kMargin));
-        QCOMPARE(preview.imageSize(), QSize(card.width() - 24, (card.width() - 24) / 2));
+        const QSize picture = QSize(2000, 1000)
+                                  .scaled(most - QSize(24, 44 + 24), Qt::KeepAspectRatio);
+        QCOMPARE(preview.imageSize(), picture);
+        const QSize card = preview.window()->size()
+                           - 2 * QSize(PreviewWindow::kMargin, PreviewWindow::kMargin);
+        QCOMPARE(card, picture + QSize(24, 44 + 24));
+        QVERIFY(card.width() <= most.width() && card.height() <= most.height());
+        preview.close();
+
+        // Code reads in a monospace face; prose does not.
+        preview.toggle(ClipItem::makeText(QStringLiteral("git rebase -i HEAD~3")));
+        QVERIFY(preview.code());
+        preview.close();
+        preview.toggle(ClipItem::makeText(QStringLiteral("See you at noon.")));
+        QVERIFY(!preview.code());
         preview.close();
 
         ClipItem broken = image;

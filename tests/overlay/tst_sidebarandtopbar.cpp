@@ -190,8 +190,11 @@ private slots:
         QTest::addColumn<QStringList>("target");
         QTest::addColumn<QStringList>("order");
         // Placeholders: @0..@2 history items, #0..#2 categories, ? an unknown id.
-        QTest::newRow("items, one unknown")
-            << "items:@0,?,@2" << QStringList{"2", "0"} << QStringList{"A", "B", "C"};
+        // The same order as "Add Selection to Category" gives them.
+        QTest::newRow("items keep their order, an unknown one skipped")
+            << "items:@0,?,@2" << QStringList{"0", "2"} << QStringList{"A", "B", "C"};
+        QTest::newRow("items in reverse order stay reversed")
+            << "items:@2,@1" << QStringList{"2", "1"} << QStringList{"A", "B", "C"};
         QTest::newRow("cat: malformed falls through")
             << "cat:#2x" << QStringList{} << QStringList{"A", "B", "C"};
     }
@@ -243,10 +246,10 @@ private slots:
         MoreMenu menu(prefs);
         int questions = 0;
         bool seenWhenAsked = false;
-        menu.confirmPause = [&] {
+        menu.askToPause = [&](const std::function<void(bool)> &answer) {
             ++questions;
             seenWhenAsked = prefs.seenPauseExplainer();
-            return choosePause;
+            answer(choosePause);
         };
         QSignalSpy pausedChanged(&menu, &MoreMenu::pausedChanged);
 

@@ -1,6 +1,7 @@
 #include "capture/LinkPreviewCache.h"
 #include "common/Images.h"
 #include "common/OverlayRig.h"
+#include "overlay/CodeText.h"
 #include "overlay/SceneGraphBackend.h"
 #include "overlay/ShapeImageProvider.h"
 #include "overlay/SoftShadow.h"
@@ -12,6 +13,8 @@
 #include <QQuickTextureFactory>
 #include <QSignalSpy>
 #include <QTest>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -111,6 +114,36 @@ private slots:
         Fixture f;
         f.store.captureFromClipboard(item);
         QCOMPARE(f.first(ClipListModel::KindRole).toString(), kind);
+    }
+
+    void codeIsToldFromProse_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<bool>("code");
+        QTest::newRow("a shell command") << "docker compose up -d --build" << true;
+        QTest::newRow("a prompt line") << "$ make test" << true;
+        QTest::newRow("a query") << "SELECT name FROM orders WHERE id = 4;" << true;
+        QTest::newRow("a line of a program")
+            << "const total = items.reduce((sum, item) => sum + item.price, 0);" << true;
+        QTest::newRow("an indented block") << "if ready:\n    go()\n    stop()" << true;
+        QTest::newRow("a configuration line") << "max_connections = 200" << true;
+        QTest::newRow("settings on several lines") << "host: db.local\nport: 5432" << true;
+        QTest::newRow("a sentence") << "The quick brown fox jumps over the lazy dog." << false;
+        QTest::newRow("a note with a colon") << "Note: call back after lunch" << false;
+        QTest::newRow("a time in a sentence") << "Meeting moved to 3:30, same room." << false;
+        QTest::newRow("a list") << "Grocery list: oat milk, lemons, basil, sourdough" << false;
+        QTest::newRow("a word that is also a command")
+            << "make sure the door is locked before you leave" << false;
+        QTest::newRow("nothing") << "   " << false;
+    }
+    void codeIsToldFromProse()
+    {
+        QFETCH(QString, text);
+        QFETCH(bool, code);
+        QCOMPARE(CodeText::looksLikeCode(text), code);
+        Fixture f;
+        f.store.captureFromClipboard(ClipItem::makeText(text.trimmed().isEmpty() ? u"x"_s : text));
+        QCOMPARE(f.first(ClipListModel::CodeRole).toBool(), code);
     }
 
     void swatchCaptionFollowsLuminance_data()
@@ -281,15 +314,29 @@ private slots:
         QCOMPARE(f.first(ClipListModel::LinkImageRole).toString(), QString());
     }
 
-    void thumbnailsAreCroppedToTheCentreAndBounded()
+    // Near the tile's shape a picture fills it, cropped at the centre; far from it (a wide
+    // screenshot, a label near the edge) it is shown whole over a dimmed fill of itself.
+    void thumbnailsFitOrCropByShapeAndStayBounded()
     {
-        TileImageProvider provider(
-            sourceOf({{"A", halvesPng(QSize(800, 200))}, {"B", halvesPng(QSize(3000, 1500))}}));
+        TileImageProvider provider(sourceOf({{"A", halvesPng(QSize(800, 200))},
+                                             {"B", halvesPng(QSize(3000, 1500))},
+                                             {"C", halvesPng(QSize(106, 100))}}));
         const QImage image = provider.render(QStringLiteral("item/A/12"), QSize(100, 100));
         QCOMPARE(image.size(), QSize(100, 100));
-        // The centre of a 4:1 image cropped to a square still holds both halves.
+        // The whole 4:1 image, both ends included, across the middle.
+        QCOMPARE(QColor(image.pixel(2, 50)), QColor(Qt::red));
         QCOMPARE(QColor(image.pixel(25, 50)), QColor(Qt::red));
         QCOMPARE(QColor(image.pixel(75, 50)), QColor(Qt::blue));
+        QCOMPARE(QColor(image.pixel(97, 50)), QColor(Qt::blue));
+        // Above and below it a darker fill, not the picture itself and not empty.
+        const QColor above = QColor(image.pixel(25, 12));
+        QVERIFY(above != QColor(Qt::red));
+        QVERIFY(above.red() > above.green());
+        QCOMPARE(alphaAt(image, 25, 12), 255);
+        // Nearly square: cropped to fill, the halves meeting at the centre.
+        const QImage square = provider.render(QStringLiteral("item/C/0"), QSize(100, 100));
+        QCOMPARE(QColor(square.pixel(1, 1)), QColor(Qt::red));
+        QCOMPARE(QColor(square.pixel(98, 98)), QColor(Qt::blue));
         // Rounded corners are baked in.
         QCOMPARE(alphaAt(image, 0, 0), 0);
         QCOMPARE(alphaAt(image, 99, 99), 0);
@@ -344,6 +391,26 @@ private slots:
             QVERIFY(!provider.render(QStringLiteral("item/%1/12").arg(i), QSize(100, 100)).isNull());
         QVERIFY(provider.cachedBytes() > 0);
         QVERIFY(provider.cachedBytes() <= 100 * 1024);
+    }
+
+    // Tiles of clips the store let go leave the cache with the next tile made, not when the
+    // bound pushes them out; so do link images of links no longer held.
+    void tilesOfClipsGoneLeaveTheCache()
+    {
+        const auto source = sourceOf(
+            {{"A", halvesPng(QSize(200, 200))}, {"B", halvesPng(QSize(200, 200))}});
+        source->setLinkImage(QStringLiteral("L"), QImage(50, 50, QImage::Format_RGB32));
+        TileImageProvider provider(source);
+        for (const char *id : {"item/A/12", "item/B/12", "link/L/12"})
+            QVERIFY(!provider.render(QString::fromLatin1(id), QSize(100, 100)).isNull());
+        const qsizetype oneTile = 100 * 100 * 4;
+        QCOMPARE(provider.cachedBytes(), 3 * oneTile);
+
+        source->setItemImages({{"B", halvesPng(QSize(200, 200))}});
+        source->keepLinkImages({});
+        QVERIFY(!provider.render(QStringLiteral("item/B/12"), QSize(100, 100)).isNull());
+        QCOMPARE(provider.cachedBytes(), oneTile);
+        QVERIFY(provider.render(QStringLiteral("link/L/12"), QSize(100, 100)).isNull());
     }
 
     // Every response finishes: with the image, with an error, or cancelled.

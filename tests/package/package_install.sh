@@ -32,6 +32,7 @@ done
 root=$work/root
 dpkg -x "$deb" "$root"
 for path in usr/bin/cliphaven \
+    usr/libexec/cliphaven/cliphaven-app \
     usr/share/applications/cliphaven.desktop \
     usr/share/icons/hicolor/scalable/apps/cliphaven.svg \
     usr/share/metainfo/app.cliphaven.Cliphaven.metainfo.xml \
@@ -42,13 +43,16 @@ for path in usr/bin/cliphaven \
     usr/share/doc/cliphaven/changelog.gz; do
     [ -f "$root/$path" ] || fail "missing /$path"
 done
-[ -x "$root/usr/bin/cliphaven" ] || fail "/usr/bin/cliphaven is not executable"
+for program in usr/bin/cliphaven usr/libexec/cliphaven/cliphaven-app; do
+    [ -x "$root/$program" ] || fail "/$program is not executable"
+    # Read whole before grep, which stops at its first match (pipefail would count that).
+    if grep -qF "$build" <<<"$(strings "$root/$program")"; then
+        fail "/$program names the build folder"
+    fi
+done
 # Nothing from the build tree: no tests, no benchmarks, no build paths.
-unexpected=$(cd "$root" && find . -type f | grep -Ev '^\./usr/(bin/cliphaven|share/(applications|icons|metainfo|man|bash-completion|zsh|doc)/)' || true)
+unexpected=$(cd "$root" && find . -type f | grep -Ev '^\./usr/(bin/cliphaven|libexec/cliphaven/cliphaven-app|share/(applications|icons|metainfo|man|bash-completion|zsh|doc)/)' || true)
 [ -z "$unexpected" ] || fail "unexpected files: $unexpected"
-if grep -qF "$build" <<<"$(strings "$root/usr/bin/cliphaven")"; then
-    fail "the program names the build folder"
-fi
 
 # Each PNG size, rendered at the size its folder says.
 for size in 16 22 24 32 48 64 128 256 512; do

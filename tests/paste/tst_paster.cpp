@@ -8,7 +8,7 @@
 
 namespace {
 
-const RunningApplication kEditor{0x2a00007, QStringLiteral("Gedit"), 4242};
+const RunningApplication kEditor{0x2a00007, QStringLiteral("Gedit"), 4242, QStringLiteral("gedit")};
 
 ClipItem textItem(std::optional<QString> text, std::optional<Flavors> flavors = std::nullopt)
 {
@@ -110,6 +110,44 @@ private slots:
         // Trusted: never an alert, and nothing is marked.
         QCOMPARE(r->alerts, 0);
         QVERIFY(!r->prefs.settings().contains(AppPrefs::kAccessibilityPromptedKey));
+    }
+
+    void keystrokeForTheTarget_data()
+    {
+        QTest::addColumn<RunningApplication>("target");
+        QTest::addColumn<QStringList>("choices");
+        QTest::addColumn<PasteKeystroke>("keystroke");
+        QTest::addColumn<QStringList>("primary");
+
+        const RunningApplication xterm{0x1400001, "XTerm", 77, "xterm"};
+        const RunningApplication vte{0x1600001, "Lxterminal", 78, "lxterminal"};
+        QTest::newRow("an editor")
+            << kEditor << QStringList() << PasteKeystroke::controlV << QStringList();
+        QTest::newRow("xterm: the text selection first, then Shift+Insert")
+            << xterm << QStringList() << PasteKeystroke::shiftInsert << QStringList{"hi ✓"};
+        QTest::newRow("a VTE terminal")
+            << vte << QStringList() << PasteKeystroke::controlShiftV << QStringList();
+        QTest::newRow("the user's choice for a program")
+            << kEditor << QStringList{"shift+insert gedit"} << PasteKeystroke::shiftInsert
+            << QStringList{"hi ✓"};
+        QTest::newRow("the user's choice for a terminal")
+            << xterm << QStringList{"ctrl+v xterm"} << PasteKeystroke::controlV << QStringList();
+    }
+
+    void keystrokeForTheTarget()
+    {
+        QFETCH(RunningApplication, target);
+        QFETCH(QStringList, choices);
+        QFETCH(PasteKeystroke, keystroke);
+        QFETCH(QStringList, primary);
+
+        r->prefs.setPasteKeystrokes(choices);
+        r->paster.paste(textItem("hi ✓", Flavors{{"UTF8_STRING", "hi ✓"}}), target, r->monitor);
+        // Set at once, well before the keystroke asks for it.
+        QCOMPARE(r->pasteboard.primaryWrites(), primary);
+        QTRY_COMPARE_WITH_TIMEOUT(r->keys.keystrokes, QList<PasteKeystroke>{keystroke}, 5000);
+        // The clipboard itself gets the item whichever keystroke follows.
+        QCOMPARE(r->pasteboard.writes().size(), 1);
     }
 
     void untrustedPasteLeavesItemAndAlertsOnceEver()

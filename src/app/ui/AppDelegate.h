@@ -1,14 +1,12 @@
 #pragma once
 
 #include "KeyboardShortcuts/SystemKeyboard.h"
+#include "PlatformSession.h"
 #include "capture/OCR.h"
 #include "model/Store.h"
 #include "overlay/OverlayState.h"
 #include "paste/Sounds.h"
 #include "platform/Workspace.h"
-#include "platform/x11/X11KeyPoster.h"
-#include "platform/x11/X11Pasteboard.h"
-#include "platform/x11/X11Workspace.h"
 
 #include <QElapsedTimer>
 #include <QObject>
@@ -17,15 +15,21 @@
 #include <optional>
 
 class ClipboardMonitor;
+class FieldPasteGuard;
 class HotkeyCaps;
+class KeyPoster;
+class MutterKeyPoster;
+class PortalHotKeyBackend;
+class RemoteDesktopKeyPoster;
 class MoreMenu;
 class OverlayWindow;
 class Paster;
 class PreviewWindow;
 class PreferencesWindow;
+class SessionInfo;
 class SingleInstance;
+class OpenWindows;
 class TrayIcon;
-class X11OpenWindows;
 
 namespace KeyboardShortcuts {
 class Registry;
@@ -54,8 +58,13 @@ public:
     void showPreferences();
 
     Store &store() { return m_store; }
+    const PlatformSession &platform() const { return m_platform; }
 
 private:
+    void followSelectionRecording();
+    void setUpDesktopPortal();
+    void explainPasteProblem(int problem);
+
     static QElapsedTimer startedClock()
     {
         QElapsedTimer clock;
@@ -70,10 +79,20 @@ private:
     OCR m_ocr;
     Store m_store;
     Sounds m_sounds;
-    X11Pasteboard m_pasteboard;
-    X11Workspace m_workspace;
-    X11KeyPoster m_keyPoster;
+    // The clipboard, the frontmost application and key posting of this desktop session.
+    PlatformSession m_platform;
+    // On Wayland where the session cannot type itself: the portal first, then GNOME's
+    // compositor service, then the session's own poster (XTest through Xwayland).
+    std::unique_ptr<MutterKeyPoster> m_mutterKeys;
+    std::unique_ptr<RemoteDesktopKeyPoster> m_portalKeys;
+    KeyPoster *m_keys = nullptr;
+    std::unique_ptr<PortalHotKeyBackend> m_portalHotKeys;
+    bool m_pasteProblemExplained = false;
     std::unique_ptr<ClipboardMonitor> m_monitor;
+    // The text selection's watch, only while the user wants selections recorded.
+    std::unique_ptr<Pasteboard> m_primaryPasteboard;
+    std::unique_ptr<ClipboardMonitor> m_primaryMonitor;
+    std::unique_ptr<FieldPasteGuard> m_fieldPaste;
     std::unique_ptr<Paster> m_paster;
     OverlayState m_overlayState;
     // The overlay's top row and preview, kept longer than the views that show them.
@@ -83,7 +102,8 @@ private:
     std::unique_ptr<OverlayWindow> m_overlay;
     KeyboardShortcuts::SystemKeyboard m_keyboard;
     std::unique_ptr<KeyboardShortcuts::Registry> m_shortcuts;
-    std::unique_ptr<X11OpenWindows> m_openWindows;
+    std::unique_ptr<OpenWindows> m_openWindows;
+    std::unique_ptr<SessionInfo> m_sessionInfo;
     std::unique_ptr<PreferencesWindow> m_preferences;
     std::unique_ptr<TrayIcon> m_tray;
     // The paste target: the application that was in front when the overlay last opened.

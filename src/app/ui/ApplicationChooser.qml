@@ -4,13 +4,17 @@ import QtQuick.Templates as T
 import QtQuick.Layouts
 
 // "Choose an application to ignore": the applications with windows open now, then the
-// installed ones, searchable; a double click or "Ignore" adds the chosen one.
+// installed ones, searchable; a double click or "Ignore" adds the chosen one. With ignores
+// false, it only reports the choice through picked().
 Dialog {
     id: dialog
 
     required property QtObject chooser
+    property bool ignores: true
+    property string actionText: "Ignore"
+    signal picked(string identifier)
 
-    title: "Choose an application to ignore"
+    title: ignores ? "Choose an application to ignore" : "Choose an application"
     modal: true
     focus: true
     anchors.centerIn: T.Overlay.overlay
@@ -23,7 +27,10 @@ Dialog {
     }
 
     function choose(identifier) {
-        chooser.choose(identifier)
+        if (ignores)
+            chooser.choose(identifier)
+        else
+            picked(identifier)
         close()
     }
 
@@ -145,7 +152,7 @@ Dialog {
         }
         Button {
             objectName: "chooserIgnoreButton"
-            text: "Ignore"
+            text: dialog.actionText
             highlighted: true
             enabled: list.currentIndex >= 0
             DialogButtonBox.buttonRole: DialogButtonBox.ApplyRole

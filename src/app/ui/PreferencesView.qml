@@ -12,11 +12,47 @@ Pane {
     required property QtObject recorder
     required property QtObject ignoredApps
     required property QtObject chooser
+    required property QtObject pasteKeystrokes
     required property QtObject autostart
+    // What the desktop session lacks, and the about line; none in tests that do not set it.
+    property QtObject session: null
+    property QtObject desktopShortcut: null
+    property QtObject remotePaste: null
 
     readonly property color secondaryText: Qt.rgba(palette.windowText.r, palette.windowText.g, palette.windowText.b, 0.7)
+    // The height that shows every section without scrolling.
+    readonly property real fullHeight: sections.implicitHeight + 44
+    // An alert or the chooser is open: it, not the window, takes Escape.
+    readonly property bool dialogOpen: eraseDialog.visible || chooserDialog.visible
+
+    // Brings a control reached by Tab into view, with a little room around it.
+    function reveal(item) {
+        const flickable = scroll.contentItem
+        let inside = item
+        while (inside && inside !== sections)
+            inside = inside.parent
+        if (!inside || !flickable)
+            return
+        const top = item.mapToItem(sections, 0, 0).y + sections.y
+        const bottom = top + item.height
+        const room = 16
+        if (top - room < flickable.contentY)
+            flickable.contentY = Math.max(0, top - room)
+        else if (bottom + room > flickable.contentY + flickable.height)
+            flickable.contentY = Math.min(flickable.contentHeight - flickable.height,
+                                          bottom + room - flickable.height)
+    }
 
     padding: 0
+
+    Connections {
+        target: view.Window.window
+        function onActiveFocusItemChanged() {
+            const item = view.Window.window.activeFocusItem
+            if (item)
+                view.reveal(item)
+        }
+    }
 
     ScrollView {
         id: scroll
@@ -24,6 +60,8 @@ Pane {
         anchors.fill: parent
         contentWidth: availableWidth
         ScrollBar.horizontal.policy: ScrollBar.AlwaysOff
+        // Shown whenever something is out of view, not only while scrolling.
+        ScrollBar.vertical.policy: view.fullHeight > height ? ScrollBar.AlwaysOn : ScrollBar.AlwaysOff
 
         Item {
             width: scroll.availableWidth
@@ -57,13 +95,11 @@ Pane {
                             objectName: "shortcutRecorder"
                             recorder: view.recorder
                         }
-                        Button {
+                        PrefButton {
                             objectName: "resetShortcutButton"
                             text: "Reset"
                             visible: !view.recorder.isAtDefault
                             font.pixelSize: 11
-                            implicitHeight: 24
-                            implicitWidth: implicitContentWidth + leftPadding + rightPadding
                             leftPadding: 10
                             rightPadding: 10
                             topPadding: 2
@@ -75,6 +111,10 @@ Pane {
                         Layout.fillWidth: true
                         text: "Requires at least one modifier key (Ctrl, Alt, Shift, Super)."
                     }
+                    ShortcutCommandNote {
+                        Layout.fillWidth: true
+                        session: view.session
+                    }
                     Caption {
                         objectName: "shortcutProblem"
                         Layout.fillWidth: true
@@ -82,9 +122,18 @@ Pane {
                         text: view.recorder.problem
                         color: "#c62828"
                     }
+                    DesktopShortcutCaption {
+                        Layout.fillWidth: true
+                        desktopShortcut: view.desktopShortcut
+                    }
                 }
 
                 Divider {}
+
+                RemotePastingRow {
+                    Layout.fillWidth: true
+                    remotePaste: view.remotePaste
+                }
 
                 // 2. The panel icon, and starting with the session.
                 ColumnLayout {
@@ -93,8 +142,7 @@ Pane {
                     SectionTitle {
                         text: "Panel"
                     }
-                    Switch {
-                        leftPadding: 0
+                    SettingSwitch {
                         objectName: "showInMenuBarSwitch"
                         Layout.fillWidth: true
                         text: "Show icon in the panel's system tray"
@@ -112,8 +160,7 @@ Pane {
                         text: "This desktop has no system tray, so the icon cannot show. Preferences stay in the overlay's … menu."
                         color: "#c62828"
                     }
-                    Switch {
-                        leftPadding: 0
+                    SettingSwitch {
                         objectName: "launchAtLoginSwitch"
                         Layout.fillWidth: true
                         text: "Launch at login"
@@ -141,8 +188,7 @@ Pane {
                     SectionTitle {
                         text: "Sounds"
                     }
-                    Switch {
-                        leftPadding: 0
+                    SettingSwitch {
                         objectName: "playSoundsSwitch"
                         Layout.fillWidth: true
                         text: "Play sound effects on copy and paste"
@@ -164,6 +210,12 @@ Pane {
                     SectionTitle {
                         text: "History"
                     }
+                    SessionNotice {
+                        objectName: "captureNotice"
+                        Layout.fillWidth: true
+                        visible: view.session !== null && !view.session.capturesClipboard
+                        text: "Capturing needs the data-control protocol, which this desktop does not offer: copies are not recorded here."
+                    }
                     RowLayout {
                         Layout.fillWidth: true
                         Label {
@@ -174,17 +226,20 @@ Pane {
                         Item {
                             Layout.fillWidth: true
                         }
-                        Button {
+                        PrefButton {
                             objectName: "eraseHistoryButton"
                             text: "Erase History…"
                             enabled: view.model.canEraseHistory
-                            palette.buttonText: enabled ? "#c62828" : view.secondaryText
+                            destructive: true
                             onClicked: eraseDialog.open()
                         }
                     }
                     Caption {
                         Layout.fillWidth: true
                         text: "Saved categories are not affected."
+                    }
+                    CaptureSwitches {
+                        prefs: view.prefs
                     }
                 }
 
@@ -221,6 +276,12 @@ Pane {
                         Layout.fillWidth: true
                         text: "Cliphaven will not capture clipboard activity while these apps are frontmost."
                     }
+                    SessionNotice {
+                        objectName: "ignoreListNotice"
+                        Layout.fillWidth: true
+                        visible: view.session !== null && !view.session.ignoreListApplies
+                        text: "The ignore list cannot apply on this desktop: it does not tell Cliphaven which application is in front. Copies that password managers mark as secret are still skipped."
+                    }
                     RowLayout {
                         objectName: "noIgnoredApps"
                         Layout.topMargin: 4
@@ -247,6 +308,20 @@ Pane {
                             }
                         }
                     }
+                }
+
+                Divider {}
+
+                PasteKeystrokesSection {
+                    keystrokes: view.pasteKeystrokes
+                    chooser: view.chooser
+                }
+
+                Caption {
+                    objectName: "aboutLine"
+                    Layout.fillWidth: true
+                    visible: view.session !== null
+                    text: view.session ? view.session.aboutLine : ""
                 }
             }
         }

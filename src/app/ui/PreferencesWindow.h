@@ -10,8 +10,10 @@ class AppPrefs;
 class ApplicationCatalog;
 class ApplicationChooserModel;
 class AutostartEntry;
+class DesktopColorScheme;
 class IgnoredAppsModel;
 class OpenWindows;
+class PasteKeystrokesModel;
 class PreferencesModel;
 class QQmlEngine;
 
@@ -38,6 +40,16 @@ public:
                       QObject *parent = nullptr);
     ~PreferencesWindow() override;
 
+    // What Preferences says about the desktop session; set before the first show.
+    void setSession(QObject *session) { m_session = session; }
+    // The desktop portal's shortcut and pasting services, shown where they are used; set before
+    // the first show. Either may be null.
+    void setDesktopServices(QObject *desktopShortcut, QObject *remotePaste)
+    {
+        m_desktopShortcut = desktopShortcut;
+        m_remotePaste = remotePaste;
+    }
+
     // Shows the window in front, building it first if needed.
     void showPreferences();
     // Null until first shown.
@@ -55,6 +67,11 @@ private:
     std::unique_ptr<ShortcutRecorder> m_recorder;
     std::unique_ptr<IgnoredAppsModel> m_ignoredApps;
     std::unique_ptr<ApplicationChooserModel> m_chooser;
+    std::unique_ptr<PasteKeystrokesModel> m_pasteKeystrokes;
     std::unique_ptr<AutostartEntry> m_autostart;
+    std::unique_ptr<DesktopColorScheme> m_colorScheme;
     QPointer<QQuickWindow> m_window;
+    QObject *m_session = nullptr;
+    QObject *m_desktopShortcut = nullptr;
+    QObject *m_remotePaste = nullptr;
 };

@@ -1,6 +1,7 @@
 #include "SparkleUpdater.h"
 
 #include "app/AppPrefs.h"
+#include "overlay/OverlayAlert.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -48,6 +49,17 @@ void SparkleUpdater::present(QMessageBox *box)
     box->activateWindow();
 }
 
+void SparkleUpdater::setInlineAlert(OverlayAlert *alert, std::function<bool()> shown)
+{
+    m_inline = alert;
+    m_inlineShown = std::move(shown);
+}
+
+bool SparkleUpdater::showsInline() const
+{
+    return m_inline && m_inlineShown && m_inlineShown();
+}
+
 void SparkleUpdater::checkForUpdates()
 {
     // A second click while checking brings the running check forward.
@@ -61,6 +73,22 @@ void SparkleUpdater::checkForUpdates()
     delete m_result;
 
     m_checker.check(UpdateChecker::feedUrl(m_settings), m_currentVersion, m_timeoutMs);
+    m_progressInline = showsInline();
+    if (m_progressInline) {
+        m_inline->show(
+            QStringLiteral("Checking for updates…"),
+            QStringLiteral("Cliphaven is looking for a newer version."),
+            {QStringLiteral("Cancel")},
+            [this, updater = QPointer<SparkleUpdater>(this)](int) {
+                // Cancelled, or the overlay went away: the check ends unanswered.
+                if (updater && m_progressInline && m_checker.isChecking()) {
+                    m_progressInline = false;
+                    m_checker.cancel();
+                }
+            },
+            true);
+        return;
+    }
     auto *progress = new QMessageBox(QMessageBox::NoIcon,
                                      QString(),
                                      QStringLiteral("Checking for updates…"),
@@ -71,8 +99,40 @@ void SparkleUpdater::checkForUpdates()
     present(progress);
 }
 
+void SparkleUpdater::showResultInline(const UpdateCheckResult &result)
+{
+    using Outcome = UpdateCheckResult::Outcome;
+    QStringList buttons;
+    QList<QUrl> links;
+    if (result.outcome == Outcome::updateAvailable && result.update.downloadPage().isValid()) {
+        buttons << QStringLiteral("Later");
+        links << QUrl();
+        if (result.update.releaseNotesLink.isValid()) {
+            buttons << QStringLiteral("Release Notes");
+            links << result.update.releaseNotesLink;
+        }
+        buttons << QStringLiteral("Open Download Page");
+        links << result.update.downloadPage();
+    } else {
+        buttons << QStringLiteral("OK");
+        links << QUrl();
+    }
+    m_inline->show(result.messageText(),
+                   result.informativeText(),
+                   buttons,
+                   [this, updater = QPointer<SparkleUpdater>(this), links](int chosen) {
+                       if (updater && chosen >= 0 && links.at(chosen).isValid())
+                           m_openUrl(links.at(chosen));
+                   });
+}
+
 void SparkleUpdater::showResult(const UpdateCheckResult &result)
 {
+    if (std::exchange(m_progressInline, false) && m_inline) {
+        showResultInline(result);
+        emit checkFinished(result);
+        return;
+    }
     if (QMessageBox *progress = m_progress) {
         m_progress = nullptr;
         progress->disconnect(this);

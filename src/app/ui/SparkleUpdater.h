@@ -7,6 +7,7 @@
 
 #include <functional>
 
+class OverlayAlert;
 class QMessageBox;
 class QSettings;
 
@@ -36,6 +37,11 @@ public:
     // The box on screen now (the progress box or the answer); null when none.
     QMessageBox *currentAlert() const;
 
+    // While shown() says the overlay is on screen, the progress and the answer appear inside
+    // its card, in its look: a separate box would take the focus, and the overlay hides when
+    // it loses it. Elsewhere (the tray's menu) they come as boxes of their own.
+    void setInlineAlert(OverlayAlert *alert, std::function<bool()> shown);
+
     // False in a build without an update feed (and no feed in the settings).
     bool canCheckForUpdates() const { return UpdateChecker::updatesOffered(m_settings); }
 
@@ -49,6 +55,8 @@ signals:
 private:
     void showResult(const UpdateCheckResult &result);
     void present(QMessageBox *box);
+    bool showsInline() const;
+    void showResultInline(const UpdateCheckResult &result);
 
     QSettings &m_settings;
     QString m_currentVersion;
@@ -57,4 +65,8 @@ private:
     int m_timeoutMs = UpdateChecker::kDefaultTimeoutMs;
     QPointer<QMessageBox> m_progress;
     QPointer<QMessageBox> m_result;
+    QPointer<OverlayAlert> m_inline;
+    std::function<bool()> m_inlineShown;
+    // The running check's progress is inside the overlay.
+    bool m_progressInline = false;
 };

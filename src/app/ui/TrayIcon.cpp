@@ -9,6 +9,7 @@ namespace {
 
 const QString kClipboardIcon = QStringLiteral(":/cliphaven/icons/tray-clipboard.svg");
 const QString kPausedIcon = QStringLiteral(":/cliphaven/icons/tray-paused.svg");
+const QString kWarningIcon = QStringLiteral(":/cliphaven/icons/warning.svg");
 
 } // namespace
 
@@ -19,6 +20,9 @@ TrayIcon::TrayIcon(AppPrefs &prefs, QObject *parent)
 {
     // The menu is made once and kept: a tray that exports menus (StatusNotifierItem) needs it
     // before the click, and the left click never opens it.
+    m_noticeAction = m_menu->addAction(QIcon(kWarningIcon), QString());
+    m_noticeAction->setEnabled(false);
+    m_noticeAction->setVisible(false);
     m_menu->addAction(QStringLiteral("Show Cliphaven"), this, &TrayIcon::toggleOverlayRequested);
     m_menu->addAction(QStringLiteral("Preferences…"), this, &TrayIcon::preferencesRequested);
     m_menu->addSeparator();
@@ -51,7 +55,26 @@ TrayIcon::~TrayIcon()
 
 QString TrayIcon::iconPath() const
 {
+    if (!m_notice.isEmpty())
+        return kWarningIcon;
     return m_prefs.paused() ? kPausedIcon : kClipboardIcon;
+}
+
+void TrayIcon::setNotice(const QString &text)
+{
+    if (m_notice == text)
+        return;
+    const bool appeared = m_notice.isEmpty();
+    m_notice = text;
+    m_noticeAction->setText(text);
+    m_noticeAction->setVisible(!text.isEmpty());
+    if (m_statusItem) {
+        m_statusItem->setToolTip(text.isEmpty() ? QStringLiteral("Cliphaven")
+                                                : QStringLiteral("Cliphaven: ") + text);
+        if (appeared && !text.isEmpty())
+            m_statusItem->showMessage(QStringLiteral("Cliphaven"), text, QSystemTrayIcon::Warning);
+    }
+    refreshStatusItemAppearance();
 }
 
 void TrayIcon::setCanCheckForUpdates(bool can)
@@ -67,7 +90,8 @@ void TrayIcon::applyMenuBarVisibility()
     }
     if (!m_statusItem) {
         m_statusItem = std::make_unique<QSystemTrayIcon>();
-        m_statusItem->setToolTip(QStringLiteral("Cliphaven"));
+        m_statusItem->setToolTip(m_notice.isEmpty() ? QStringLiteral("Cliphaven")
+                                                    : QStringLiteral("Cliphaven: ") + m_notice);
         m_statusItem->setContextMenu(m_menu.get());
         connect(m_statusItem.get(), &QSystemTrayIcon::activated, this, &TrayIcon::activated);
     }

@@ -35,6 +35,11 @@ public:
     // "Check for Updates…" is in the menu only where there is an update feed.
     void setCanCheckForUpdates(bool can);
 
+    // A problem the user must know of, shown at the top of the menu and in the tooltip, with a
+    // warning on the icon, and announced once as a message when it appears; empty clears it.
+    void setNotice(const QString &text);
+    QString notice() const { return m_notice; }
+
 signals:
     // A left click, or "Show Cliphaven".
     void toggleOverlayRequested();
@@ -49,4 +54,6 @@ private:
     std::unique_ptr<QMenu> m_menu;
     QAction *m_checkForUpdates = nullptr;
     std::unique_ptr<QSystemTrayIcon> m_statusItem;
+    QAction *m_noticeAction = nullptr;
+    QString m_notice;
 };

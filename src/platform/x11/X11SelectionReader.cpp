@@ -1,13 +1,17 @@
 #include "X11SelectionReader.h"
 
+#include <QFile>
 #include <QHash>
 #include <QList>
 
+#include <xcb/res.h>
 #include <xcb/xcb.h>
 #include <xcb/xfixes.h>
 
+#include <algorithm>
 #include <cstring>
 #include <mutex>
+#include <numeric>
 #include <optional>
 #include <thread>
 
@@ -47,7 +51,10 @@ Reply<T> reply(T *raw)
 class X11SelectionReader::Worker
 {
 public:
-    Worker(const QByteArray &displayName, std::chrono::milliseconds timeout, Callbacks callbacks);
+    Worker(const QByteArray &displayName,
+           std::chrono::milliseconds timeout,
+           Callbacks callbacks,
+           const QByteArray &selection);
     ~Worker();
 
     bool connected() const { return m_connection != nullptr; }
@@ -66,6 +73,9 @@ private:
     void pumpEvents();
     void handleEvent(const xcb_generic_event_t *event);
     bool superseded(const Request &request) const;
+    void answerManagerRequest(const xcb_selection_request_event_t &request);
+    void answerSaveRequests();
+    void notifyRequestor(const xcb_selection_request_event_t &request, xcb_atom_t property);
     template<typename Predicate>
     Wait waitUntil(const Request &request, Clock::time_point deadline, Predicate done);
 
@@ -74,6 +84,8 @@ private:
     Transfer convert(const Request &request, xcb_window_t window, xcb_atom_t target);
     Transfer receiveIncrementally(const Request &request, xcb_window_t window, Transfer transfer);
     QList<QByteArray> atomNames(const QList<xcb_atom_t> &atoms);
+    QString ownerProgram(xcb_window_t owner);
+    xcb_window_t createRequestor();
 
     const std::chrono::milliseconds m_timeout;
     const Callbacks m_callbacks;
@@ -85,8 +97,19 @@ private:
     xcb_atom_t m_targets = XCB_NONE;
     xcb_atom_t m_incr = XCB_NONE;
     xcb_atom_t m_property = XCB_NONE;
+    xcb_atom_t m_manager = XCB_NONE;
+    xcb_atom_t m_saveTargets = XCB_NONE;
+    xcb_atom_t m_null = XCB_NONE;
+    // Programs waiting for their SAVE_TARGETS answer, and when they are answered at the latest.
+    QList<xcb_selection_request_event_t> m_saveRequests;
+    Clock::time_point m_saveDeadline;
+    std::atomic<qint64> m_lastReadChange{-1};
     QList<xcb_atom_t> m_pseudoTargets;
     QHash<xcb_atom_t, QByteArray> m_atomNames;
+    bool m_hasRes = false;
+    const QByteArray m_selectionName;
+    // The owner of the selection being read, for the finished callback.
+    QString m_owner;
 
     // State of the request being waited for; touched only by the worker thread.
     xcb_window_t m_requestor = XCB_NONE;
@@ -105,9 +128,11 @@ private:
 
 X11SelectionReader::Worker::Worker(const QByteArray &displayName,
                                    std::chrono::milliseconds timeout,
-                                   Callbacks callbacks)
+                                   Callbacks callbacks,
+                                   const QByteArray &selection)
     : m_timeout(timeout)
     , m_callbacks(std::move(callbacks))
+    , m_selectionName(selection)
 {
     m_wakeFd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (m_wakeFd < 0 || !setUp(displayName)) {
@@ -158,10 +183,21 @@ bool X11SelectionReader::Worker::setUp(const QByteArray &displayName)
                                         xcb_xfixes_query_version(m_connection, 5, 0),
                                         nullptr));
 
-    m_clipboard = intern("CLIPBOARD");
+    const xcb_query_extension_reply_t *res = xcb_get_extension_data(m_connection, &xcb_res_id);
+    m_hasRes = res && res->present;
+    if (m_hasRes)
+        free(xcb_res_query_version_reply(m_connection,
+                                         xcb_res_query_version(m_connection, 1, 2),
+                                         nullptr));
+
+    // Named for the usual case; PRIMARY when this reader watches the text selection.
+    m_clipboard = intern(m_selectionName.constData());
     m_targets = intern("TARGETS");
     m_incr = intern("INCR");
     m_property = intern("CLIPHAVEN_SELECTION");
+    m_manager = intern("CLIPBOARD_MANAGER");
+    m_saveTargets = intern("SAVE_TARGETS");
+    m_null = intern("NULL");
     for (const char *name : {"TARGETS",
                              "MULTIPLE",
                              "TIMESTAMP",
@@ -192,6 +228,14 @@ bool X11SelectionReader::Worker::setUp(const QByteArray &displayName)
                                       XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER
                                           | XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY
                                           | XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
+
+    // Another clipboard manager that already holds the role keeps it.
+    auto manager = reply(
+        xcb_get_selection_owner_reply(m_connection,
+                                      xcb_get_selection_owner(m_connection, m_manager),
+                                      nullptr));
+    if (m_selectionName == "CLIPBOARD" && manager && manager->owner == XCB_NONE)
+        xcb_set_selection_owner(m_connection, m_watchWindow, m_manager, XCB_CURRENT_TIME);
     xcb_flush(m_connection);
     return !xcb_connection_has_error(m_connection);
 }
@@ -244,14 +288,17 @@ void X11SelectionReader::Worker::run()
             request = std::exchange(m_pending, std::nullopt);
         }
         if (!request) {
-            sleepUntilActivity(-1);
+            answerSaveRequests();
+            sleepUntilActivity(m_saveRequests.isEmpty() ? -1 : 50);
             continue;
         }
         std::optional<Flavors> flavors = Flavors();
         if (connected())
             flavors = read(*request);
-        if (flavors && !superseded(*request))
-            m_callbacks.finished(request->id, std::move(*flavors));
+        if (flavors && !superseded(*request)) {
+            m_lastReadChange = request->changeCount;
+            m_callbacks.finished(request->id, std::move(*flavors), std::exchange(m_owner, {}));
+        }
     }
 }
 
@@ -271,8 +318,12 @@ void X11SelectionReader::Worker::handleEvent(const xcb_generic_event_t *event)
     if (type == m_xfixesEventBase + XCB_XFIXES_SELECTION_NOTIFY) {
         const auto *notify = reinterpret_cast<const xcb_xfixes_selection_notify_event_t *>(event);
         if (notify->selection == m_clipboard) {
-            ++m_changeCount;
+            const qint64 lost = m_changeCount++;
             m_callbacks.changed();
+            if (notify->subtype != XCB_XFIXES_SELECTION_EVENT_SET_SELECTION_OWNER
+                && m_callbacks.ownerGone) {
+                m_callbacks.ownerGone(lost);
+            }
         }
     } else if (type == XCB_SELECTION_NOTIFY) {
         const auto *notify = reinterpret_cast<const xcb_selection_notify_event_t *>(event);
@@ -280,6 +331,12 @@ void X11SelectionReader::Worker::handleEvent(const xcb_generic_event_t *event)
             && notify->target == m_awaitedTarget) {
             m_notify = *notify;
         }
+    } else if (type == XCB_SELECTION_REQUEST) {
+        const auto *request = reinterpret_cast<const xcb_selection_request_event_t *>(event);
+        if (request->selection == m_manager)
+            answerManagerRequest(*request);
+        else
+            notifyRequestor(*request, XCB_NONE);
     } else if (type == XCB_PROPERTY_NOTIFY) {
         const auto *notify = reinterpret_cast<const xcb_property_notify_event_t *>(event);
         if (notify->window == m_requestor && notify->atom == m_property
@@ -287,6 +344,67 @@ void X11SelectionReader::Worker::handleEvent(const xcb_generic_event_t *event)
             m_propertyWritten = true;
         }
     }
+}
+
+void X11SelectionReader::Worker::notifyRequestor(const xcb_selection_request_event_t &request,
+                                                 xcb_atom_t property)
+{
+    xcb_selection_notify_event_t event = {};
+    event.response_type = XCB_SELECTION_NOTIFY;
+    event.time = request.time;
+    event.requestor = request.requestor;
+    event.selection = request.selection;
+    event.target = request.target;
+    event.property = property;
+    xcb_send_event(m_connection, 0, request.requestor, 0, reinterpret_cast<const char *>(&event));
+    xcb_flush(m_connection);
+}
+
+void X11SelectionReader::Worker::answerManagerRequest(const xcb_selection_request_event_t &request)
+{
+    // Old requestors may leave the property out and mean the target's name.
+    const xcb_atom_t property = request.property != XCB_NONE ? request.property : request.target;
+    if (request.target == m_targets) {
+        const xcb_atom_t targets[] = {m_targets, m_saveTargets};
+        xcb_change_property(m_connection,
+                            XCB_PROP_MODE_REPLACE,
+                            request.requestor,
+                            property,
+                            XCB_ATOM_ATOM,
+                            32,
+                            2,
+                            targets);
+        notifyRequestor(request, property);
+    } else if (request.target == m_saveTargets) {
+        if (m_saveRequests.isEmpty())
+            m_saveDeadline = Clock::now() + std::chrono::seconds(1);
+        m_saveRequests.append(request);
+    } else {
+        notifyRequestor(request, XCB_NONE);
+    }
+}
+
+void X11SelectionReader::Worker::answerSaveRequests()
+{
+    // The program quits once answered: first the newest change must have been read, so its
+    // content is in the history when the owner is gone.
+    if (m_saveRequests.isEmpty()
+        || (m_lastReadChange.load() != m_changeCount.load() && Clock::now() < m_saveDeadline))
+        return;
+    for (const xcb_selection_request_event_t &request : std::as_const(m_saveRequests)) {
+        const xcb_atom_t property = request.property != XCB_NONE ? request.property
+                                                                 : request.target;
+        xcb_change_property(m_connection,
+                            XCB_PROP_MODE_REPLACE,
+                            request.requestor,
+                            property,
+                            m_null,
+                            32,
+                            0,
+                            nullptr);
+        notifyRequestor(request, property);
+    }
+    m_saveRequests.clear();
 }
 
 bool X11SelectionReader::Worker::superseded(const Request &request) const
@@ -323,25 +441,11 @@ std::optional<Flavors> X11SelectionReader::Worker::read(const Request &request)
                                       nullptr));
     if (!owner || owner->owner == XCB_NONE)
         return Flavors();
+    m_owner = ownerProgram(owner->owner);
 
-    // A fresh requestor window per read, so a late answer to an abandoned read can never be
-    // taken for an answer to this one.
-    const xcb_window_t window = xcb_generate_id(m_connection);
-    const uint32_t eventMask = XCB_EVENT_MASK_PROPERTY_CHANGE;
-    xcb_create_window(m_connection,
-                      XCB_COPY_FROM_PARENT,
-                      window,
-                      m_root,
-                      -1,
-                      -1,
-                      1,
-                      1,
-                      0,
-                      XCB_WINDOW_CLASS_INPUT_ONLY,
-                      XCB_COPY_FROM_PARENT,
-                      XCB_CW_EVENT_MASK,
-                      &eventMask);
-    m_requestor = window;
+    // A fresh requestor window per read, and again after a target that timed out, so a late
+    // answer to an abandoned request can never be taken for an answer to a later one.
+    xcb_window_t window = createRequestor();
     auto finish = [&](std::optional<Flavors> result) {
         m_requestor = XCB_NONE;
         xcb_destroy_window(m_connection, window);
@@ -373,25 +477,48 @@ std::optional<Flavors> X11SelectionReader::Worker::read(const Request &request)
     const QList<QByteArray> names = atomNames(atoms);
 
     // A password manager's copy is recognised by its hint alone; the secret is never fetched.
+    // Images come next, best first: once one arrives, the other encodings of the same picture
+    // (browsers offer dozens) are not fetched.
     static const QByteArray hintType = QByteArrayLiteral("x-kde-passwordManagerHint");
-    if (const qsizetype hint = names.indexOf(hintType); hint > 0)
-        atoms.move(hint, 0);
+    auto rank = [](const QByteArray &name) {
+        if (name == hintType)
+            return 0;
+        if (name == "image/png")
+            return 1;
+        if (name == "image/tiff")
+            return 2;
+        return name.startsWith("image/") ? 3 : 4;
+    };
+    QList<qsizetype> order(atoms.size());
+    std::iota(order.begin(), order.end(), 0);
+    std::stable_sort(order.begin(), order.end(), [&](qsizetype a, qsizetype b) {
+        return rank(names.at(a)) < rank(names.at(b));
+    });
 
     Flavors flavors;
-    for (const xcb_atom_t atom : std::as_const(atoms)) {
-        const QByteArray &name = m_atomNames.value(atom);
+    bool haveImage = false;
+    for (const qsizetype index : std::as_const(order)) {
+        const xcb_atom_t atom = atoms.at(index);
+        const QByteArray &name = names.at(index);
         if (name.isEmpty() || name.startsWith("INSERT_"))
+            continue;
+        if (haveImage && name.startsWith("image/"))
             continue;
         const Transfer transfer = convert(request, window, atom);
         switch (transfer.status) {
         case Transfer::Ok:
             flavors.insert(QString::fromUtf8(name), transfer.data);
+            haveImage = haveImage || (name.startsWith("image/") && !transfer.data.isEmpty());
             break;
         case Transfer::Refused:
             break;
         case Transfer::Superseded:
             return finish(std::nullopt);
         case Transfer::TimedOut:
+            // This target is left out like a refused one; the rest of the copy is kept.
+            xcb_destroy_window(m_connection, window);
+            window = createRequestor();
+            break;
         case Transfer::Failed:
             return finish(Flavors());
         }
@@ -399,6 +526,55 @@ std::optional<Flavors> X11SelectionReader::Worker::read(const Request &request)
             return finish(Flavors{{QString::fromUtf8(hintType), transfer.data}});
     }
     return finish(flavors);
+}
+
+xcb_window_t X11SelectionReader::Worker::createRequestor()
+{
+    const xcb_window_t window = xcb_generate_id(m_connection);
+    const uint32_t eventMask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_create_window(m_connection,
+                      XCB_COPY_FROM_PARENT,
+                      window,
+                      m_root,
+                      -1,
+                      -1,
+                      1,
+                      1,
+                      0,
+                      XCB_WINDOW_CLASS_INPUT_ONLY,
+                      XCB_COPY_FROM_PARENT,
+                      XCB_CW_EVENT_MASK,
+                      &eventMask);
+    m_requestor = window;
+    return window;
+}
+
+QString X11SelectionReader::Worker::ownerProgram(xcb_window_t owner)
+{
+    // The executable of the owning process, so that two runs of one program (xclip copying,
+    // then xclip clearing) count as the same program; else the owner's connection.
+    if (m_hasRes) {
+        xcb_res_client_id_spec_t spec{owner, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+        auto ids = reply(
+            xcb_res_query_client_ids_reply(m_connection,
+                                           xcb_res_query_client_ids(m_connection, 1, &spec),
+                                           nullptr));
+        if (ids) {
+            for (auto it = xcb_res_query_client_ids_ids_iterator(ids.get()); it.rem;
+                 xcb_res_client_id_value_next(&it)) {
+                if (!(it.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID)
+                    || xcb_res_client_id_value_value_length(it.data) < 1) {
+                    continue;
+                }
+                const uint32_t pid = *xcb_res_client_id_value_value(it.data);
+                const QString exe = QFile::symLinkTarget(u"/proc/" + QString::number(pid) + u"/exe");
+                if (!exe.isEmpty())
+                    return exe;
+            }
+        }
+    }
+    const uint32_t mask = xcb_get_setup(m_connection)->resource_id_mask;
+    return u"client:" + QString::number(owner & ~mask, 16);
 }
 
 QList<QByteArray> X11SelectionReader::Worker::atomNames(const QList<xcb_atom_t> &atoms)
@@ -531,8 +707,10 @@ Transfer X11SelectionReader::Worker::receiveIncrementally(const Request &request
 
 X11SelectionReader::X11SelectionReader(const QByteArray &displayName,
                                        std::chrono::milliseconds requestTimeout,
-                                       Callbacks callbacks)
-    : m_worker(std::make_unique<Worker>(displayName, requestTimeout, std::move(callbacks)))
+                                       Callbacks callbacks,
+                                       const QByteArray &selection)
+    : m_worker(
+        std::make_unique<Worker>(displayName, requestTimeout, std::move(callbacks), selection))
 {}
 
 X11SelectionReader::~X11SelectionReader() = default;

@@ -3,6 +3,7 @@
 #include "model/ClipItem.h"
 
 #include <QByteArray>
+#include <QString>
 
 #include <atomic>
 #include <chrono>
@@ -15,9 +16,15 @@
 // The change count rises with every XFixes selection-owner event for CLIPBOARD. A read asks
 // the owner for TARGETS, then for every real target (pseudo-targets such as MULTIPLE are not
 // flavors), following INCR transfers for large data. Each request, and each chunk of an INCR
-// transfer, has a deadline; when one passes, the owner is taken as unresponsive and the read
-// gives up with nothing. A read is abandoned as soon as the selection changes again or a newer
-// read is requested.
+// transfer, has a deadline: a target that misses it is left out and the rest is read; when
+// TARGETS itself misses it, the read gives up with nothing. Of several image encodings only
+// the best one that arrives is kept (PNG, then TIFF, then the others). A read is abandoned as
+// soon as the selection changes again or a newer read is requested.
+//
+// It also holds the clipboard-manager role (CLIPBOARD_MANAGER, when no other program holds it):
+// a program that quits asks it to save the clipboard (SAVE_TARGETS) and waits for the answer.
+// The answer comes once the newest change has been read (or after a second, when it is not
+// read at all); the content itself is put back by whoever handles ownerGone.
 class X11SelectionReader
 {
 public:
@@ -25,7 +32,11 @@ public:
     struct Callbacks
     {
         std::function<void()> changed;
-        std::function<void(quint64 readId, Flavors flavors)> finished;
+        // owner names the program that owned the selection (see ownerProgram), empty when none.
+        std::function<void(quint64 readId, Flavors flavors, QString owner)> finished;
+        // The owner's window or connection went away, taking the content seen under the change
+        // count lostChange with it.
+        std::function<void(qint64 lostChange)> ownerGone;
     };
 
     static constexpr std::chrono::milliseconds kDefaultRequestTimeout{2000};
@@ -33,10 +44,12 @@ public:
     static constexpr qsizetype kMaxFlavorBytes = qsizetype(512) * 1024 * 1024;
 
     // displayName empty: the DISPLAY of the environment. Without a display the change count
-    // stays 0 and every read finishes with nothing.
+    // stays 0 and every read finishes with nothing. selection names the selection watched and
+    // read; only the CLIPBOARD reader takes the clipboard-manager role.
     X11SelectionReader(const QByteArray &displayName,
                        std::chrono::milliseconds requestTimeout,
-                       Callbacks callbacks);
+                       Callbacks callbacks,
+                       const QByteArray &selection = QByteArrayLiteral("CLIPBOARD"));
     ~X11SelectionReader();
 
     bool isConnected() const;

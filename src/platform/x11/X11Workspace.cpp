@@ -91,8 +91,8 @@ std::optional<RunningApplication> X11Workspace::frontmostApplication()
                                xcb_get_property_value_length(wmClass.get()));
         const QList<QByteArray> parts = value.split('\0');
         if (parts.size() >= 2) {
-            app.identifier = QString::fromUtf8(parts.at(1));
             app.instanceName = QString::fromUtf8(parts.at(0));
+            app.identifier = QString::fromUtf8(parts.at(1));
         }
     }
     if (pid && pid->format == 32 && xcb_get_property_value_length(pid.get()) >= 4)

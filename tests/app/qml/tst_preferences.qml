@@ -25,6 +25,7 @@ TestCase {
             recorder: testRecorder
             ignoredApps: testIgnoredApps
             chooser: testChooser
+            pasteKeystrokes: testPasteKeystrokes
             autostart: testAutostart
         }
     }
@@ -199,9 +200,19 @@ TestCase {
         verify(findChild(view, "noIgnoredApps").visible)
     }
 
+    // Scrolls the view so that the item is on screen, as a user would, and returns it.
+    function scrolledTo(view, name) {
+        const item = findChild(view, name)
+        const flickable = findChild(view, "preferencesScroll").contentItem
+        tryVerify(() => item.width > 0)
+        const y = item.mapToItem(flickable.contentItem, 0, 0).y
+        flickable.contentY = Math.max(0, Math.min(y - 40, flickable.contentHeight - flickable.height))
+        return item
+    }
+
     function test_addingThroughTheChooser() {
         const view = createView()
-        mouseClick(findChild(view, "addIgnoredAppButton"))
+        mouseClick(scrolledTo(view, "addIgnoredAppButton"))
         const dialog = findChild(view, "chooserDialog")
         tryCompare(dialog, "opened", true)
         const list = findChild(dialog.contentItem, "chooserList")
@@ -219,11 +230,91 @@ TestCase {
         compare(testPrefs.ignoredApps, ["xterm"])
 
         // What is ignored is no longer offered.
-        mouseClick(findChild(view, "addIgnoredAppButton"))
+        mouseClick(scrolledTo(view, "addIgnoredAppButton"))
         tryCompare(dialog, "opened", true)
         tryCompare(list, "count", 2)
         keyClick(Qt.Key_Escape)
         tryCompare(dialog, "visible", false)
+    }
+
+    function test_pasteKeystrokePerApplication() {
+        const view = createView()
+        mouseClick(scrolledTo(view, "addPasteKeystrokeButton"))
+        const dialog = findChild(view, "pasteKeystrokeChooser")
+        tryCompare(dialog, "opened", true)
+        const list = findChild(dialog.contentItem, "chooserList")
+        keyClick(Qt.Key_X)
+        keyClick(Qt.Key_T)
+        tryCompare(list, "count", 1)
+        mouseClick(findChild(dialog.footer, "chooserIgnoreButton"))
+        tryCompare(dialog, "visible", false)
+        // Added with the keystroke it gets already, and not ignored.
+        compare(testPrefs.pasteKeystrokes, ["shift+insert xterm"])
+        compare(testPrefs.ignoredApps.length, 0)
+
+        const rows = findChild(view, "pasteKeystrokeRows")
+        // The Repeater is a child too.
+        tryCompare(rows.children, "length", 2)
+        const choice = findChild(rowFor(rows, "xterm"), "pasteKeystrokeChoice")
+        compare(choice.currentText, "Shift+Insert")
+        choice.activated(1)
+        compare(testPrefs.pasteKeystrokes, ["ctrl+shift+v xterm"])
+        compare(choice.currentText, "Ctrl+Shift+V")
+
+        mouseClick(scrolledTo(view, "removePasteKeystroke"))
+        compare(testPrefs.pasteKeystrokes.length, 0)
+    }
+
+    function test_captureSwitches_data() {
+        return [
+            { tag: "transient copies", name: "forgetTransientCopiesSwitch", property: "forgetTransientCopies", initially: true },
+            { tag: "selected text", name: "recordSelectionSwitch", property: "recordPrimarySelection", initially: false },
+        ]
+    }
+
+    function test_captureSwitches(data) {
+        const view = createView()
+        const toggle = scrolledTo(view, data.name)
+        compare(toggle.checked, data.initially)
+        mouseClick(toggle)
+        compare(testPrefs[data.property], !data.initially)
+        testPrefs[data.property] = data.initially
+        compare(toggle.checked, data.initially)
+    }
+
+    // What the session lacks is said where it matters, and only there.
+    function test_sessionNotes_data() {
+        return [
+            { tag: "X11: no notes", session: x11Session, notes: false },
+            { tag: "bare Wayland: every note", session: bareWaylandSession, notes: true },
+        ]
+    }
+
+    function test_sessionNotes(data) {
+        const view = createView()
+        view.session = data.session
+        for (const name of ["toggleCommandField", "copyToggleCommandButton", "captureNotice",
+                            "ignoreListNotice"]) {
+            const item = findChild(view, name)
+            verify(item, name)
+            // The field and button sit in the note's row: visible only as far as the note is.
+            compare(item.visible, data.notes, name)
+        }
+        compare(findChild(view, "aboutLine").text, data.session.aboutLine)
+        verify(findChild(view, "aboutLine").text.startsWith("Cliphaven "))
+    }
+
+    function test_copyButtonCopiesTheExactCommand() {
+        const view = createView()
+        view.session = bareWaylandSession
+        compare(findChild(view, "toggleCommandField").text, "cliphaven --toggle")
+        const button = findChild(view, "copyToggleCommandButton")
+        tryVerify(() => button.width > 0 && button.height > 0)
+        waitForRendering(view)
+        const before = testHelper.copiedTexts().length
+        mouseClick(button)
+        compare(testHelper.copiedTexts().length, before + 1)
+        compare(testHelper.copiedTexts()[before], "cliphaven --toggle")
     }
 }
 }

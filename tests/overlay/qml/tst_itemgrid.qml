@@ -64,13 +64,57 @@ Item {
             compare(fixture.picked(), [])
         }
 
-        function test_selectedTilesGrow() {
+        // The whole change eases in together: growth, outline and glow, none of it at once.
+        function test_selectionAnimatesAsAWhole() {
             const p = tileCentre(1)
+            const tile = grid.view.itemAtIndex(1)
+            const face = findChild(tile, "tileFace")
+            const outline = findChild(tile, "selectionOutline")
             mouseClick(grid, p.x, p.y, Qt.LeftButton, Qt.ControlModifier)
-            const face = findChild(grid.view.itemAtIndex(1), "tileFace")
-            tryCompare(face, "scale", 1.03, 2000)
+            verify(tile.lift < 1)
+            verify(outline.opacity < 1)
+            tryCompare(tile, "lift", 1, 2000)
+            compare(outline.opacity, 1)
+            fuzzyCompare(face.grown, 1.03, 0.012)
             mouseClick(grid, p.x, p.y, Qt.LeftButton, Qt.ControlModifier)
-            tryCompare(face, "scale", 1.0, 2000)
+            verify(tile.lift > 0)
+            tryCompare(tile, "lift", 0, 2000)
+            compare(face.grown, 1)
+            verify(!outline.visible)
+        }
+
+        // Return pastes the first tile before any arrow moved: it is marked from the start,
+        // and the mark follows the anchor.
+        function test_theTileReturnPastesIsMarked() {
+            const ring = (index) => findChild(grid.view.itemAtIndex(index), "currentRing")
+            verify(ring(0).visible)
+            verify(!ring(1).visible)
+            // Selected by the arrows: the selection itself marks it.
+            fixture.setAnchor(4)
+            verify(!ring(0).visible)
+            verify(grid.view.itemAtIndex(4).selected)
+            verify(!ring(4).visible)
+            // Ctrl-click takes it out of the selection; Return would still paste it.
+            const p = tileCentre(4)
+            mouseClick(grid, p.x, p.y, Qt.LeftButton, Qt.ControlModifier)
+            verify(!grid.view.itemAtIndex(4).selected)
+            verify(ring(4).visible)
+        }
+
+        // The Menu key's menu opens over the tile and acts on it; the tile is marked meanwhile.
+        function test_menuFromTheKeyboard() {
+            fixture.requestMenu(2)
+            const menu = findChild(grid, "tileMenu")
+            tryCompare(menu, "opened", true)
+            const ring = findChild(grid.view.itemAtIndex(2), "currentRing")
+            verify(ring.visible)
+            const face = findChild(grid.view.itemAtIndex(2), "tileFace")
+            const topLeft = face.mapToItem(grid, 0, 0)
+            verify(menu.x >= topLeft.x && menu.x <= topLeft.x + face.width)
+            verify(menu.y >= topLeft.y && menu.y <= topLeft.y + face.height)
+            menu.itemAt(0).triggered()
+            tryCompare(menu, "opened", false)
+            compare(grid.view.count, 11)
         }
 
         function test_rubberBandSelectsTheTilesItCrosses() {

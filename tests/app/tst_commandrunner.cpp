@@ -1,0 +1,280 @@
+#include "app/CommandRunner.h"
+#include "common/Files.h"
+#include "common/Images.h"
+#include "model/Store.h"
+#include "model/StoreCodec.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+#include <QTest>
+
+// The command line's commands over a store: what they print, what they change, and that a
+// failing command changes nothing and says why.
+class TestCommandRunner : public QObject
+{
+    Q_OBJECT
+
+private:
+    struct Calls
+    {
+        QList<ClipItem> copied, pasted, put;
+        QList<bool> paused;
+    };
+
+    CommandRunner::Actions recordingActions()
+    {
+        CommandRunner::Actions actions;
+        actions.copy = [this](const ClipItem &item) { m_calls.copied.append(item); };
+        actions.paste = [this](const ClipItem &item) { m_calls.pasted.append(item); };
+        actions.put = [this](const ClipItem &item) { m_calls.put.append(item); };
+        actions.setPaused = [this](bool paused) { m_calls.paused.append(paused); };
+        return actions;
+    }
+
+    // History, newest first: "second line\nmore", an image with recognised text, "first".
+    void fill(Store &store)
+    {
+        store.captureFromClipboard(ClipItem::makeText(QStringLiteral("first")));
+        ClipItem image = ClipItem::makeImage(m_png);
+        image.ocrText = QStringLiteral("Invoice 42");
+        image.flavors = Flavors{{QStringLiteral("image/png"), m_png}};
+        store.captureFromClipboard(image);
+        ClipItem text = ClipItem::makeText(QStringLiteral("second   line\n\tmore"));
+        text.flavors = Flavors{{QStringLiteral("text/html"), QByteArrayLiteral("<b>second</b>")}};
+        store.captureFromClipboard(text);
+        const QUuid work = store.addCategory(QStringLiteral("Work"));
+        store.add(ClipItem::makeText(QStringLiteral("filed away")), work);
+    }
+
+    QString path() const { return m_dir.filePath(QStringLiteral("store.json")); }
+
+    QTemporaryDir m_dir;
+    Calls m_calls;
+    const QByteArray m_png = encodeImage(testImage(QSize(40, 30)));
+
+private slots:
+    void init() { m_calls = {}; }
+    void cleanup() { QFile::remove(path()); }
+
+    void listPrintsOneLinePerClip()
+    {
+        Store store(path());
+        fill(store);
+        CommandRunner runner(store, recordingActions());
+
+        CommandReply reply = runner.run({QStringLiteral("list")});
+        QCOMPARE(reply.status, 0);
+        QCOMPARE(QString::fromUtf8(reply.out),
+                 QStringLiteral("0\ttext\tsecond line more\n"
+                                "1\timage\tImage 40×30: Invoice 42\n"
+                                "2\ttext\tfirst\n"));
+        QVERIFY(reply.err.isEmpty());
+
+        reply = runner.run({QStringLiteral("list"), QStringLiteral("--limit=1")});
+        QCOMPARE(reply.out, QByteArray("0\ttext\tsecond line more\n"));
+        reply = runner.run(
+            {QStringLiteral("list"), QStringLiteral("--category"), QStringLiteral("work")});
+        QCOMPARE(reply.out, QByteArray("0\ttext\tfiled away\n"));
+        reply = runner.run({QStringLiteral("categories")});
+        QCOMPARE(reply.out, QByteArray("Work\n"));
+    }
+
+    void jsonCarriesIdsFlavorsAndRecognisedText()
+    {
+        Store store(path());
+        fill(store);
+        CommandRunner runner(store, recordingActions());
+        const CommandReply reply = runner.run({QStringLiteral("list"), QStringLiteral("--json")});
+        QCOMPARE(reply.status, 0);
+        const QJsonArray clips = QJsonDocument::fromJson(reply.out).array();
+        QCOMPARE(clips.size(), 3);
+        const QJsonObject image = clips[1].toObject();
+        QCOMPARE(image[u"index"].toInt(), 1);
+        QCOMPARE(image[u"id"].toString(), StoreCodec::uuidString(store.history()[1].id));
+        QCOMPARE(image[u"kind"].toString(), QStringLiteral("image"));
+        QCOMPARE(image[u"ocrText"].toString(), QStringLiteral("Invoice 42"));
+        QCOMPARE(image[u"flavors"].toArray(), QJsonArray{QStringLiteral("image/png")});
+        QCOMPARE(image[u"width"].toInt(), 40);
+        QCOMPARE(clips[0].toObject()[u"text"].toString(), QStringLiteral("second   line\n\tmore"));
+        QVERIFY(QDateTime::fromString(clips[2].toObject()[u"date"].toString(), Qt::ISODateWithMs)
+                    .isValid());
+    }
+
+    void searchKeepsTheListsIndexes()
+    {
+        Store store(path());
+        fill(store);
+        CommandRunner runner(store, recordingActions());
+        // Recognised text counts, as in the overlay; the index is the one `get` takes.
+        CommandReply reply = runner.run({QStringLiteral("search"), QStringLiteral("INVOICE")});
+        QCOMPARE(reply.out, QByteArray("1\timage\tImage 40×30: Invoice 42\n"));
+        reply = runner.run({QStringLiteral("search"), QStringLiteral("first")});
+        QCOMPARE(reply.out, QByteArray("2\ttext\tfirst\n"));
+        reply = runner.run({QStringLiteral("search"), QStringLiteral("nowhere")});
+        QCOMPARE(reply.status, 0);
+        QVERIFY(reply.out.isEmpty());
+    }
+
+    void getWritesTheClipsBytes()
+    {
+        Store store(path());
+        fill(store);
+        CommandRunner runner(store, recordingActions());
+        QCOMPARE(runner.run({QStringLiteral("get"), QStringLiteral("1")}).out, m_png);
+        QCOMPARE(runner.run({QStringLiteral("get"), QStringLiteral("0")}).out,
+                 QByteArray("second   line\n\tmore"));
+        QCOMPARE(runner
+                     .run({QStringLiteral("get"),
+                           QStringLiteral("0"),
+                           QStringLiteral("--type"),
+                           QStringLiteral("text/html")})
+                     .out,
+                 QByteArray("<b>second</b>"));
+        const QString id = StoreCodec::uuidString(store.history()[2].id);
+        QCOMPARE(runner.run({QStringLiteral("get"), id}).out, QByteArray("first"));
+        // An id finds a clip of a category too.
+        const QString filed = StoreCodec::uuidString(store.categories()[0].items[0].id);
+        QCOMPARE(runner.run({QStringLiteral("get"), filed}).out, QByteArray("filed away"));
+    }
+
+    void writingCommandsReachTheInstance()
+    {
+        Store store(path());
+        fill(store);
+        CommandRunner runner(store, recordingActions());
+        const ClipItem image = store.history()[1];
+
+        QCOMPARE(runner.run({QStringLiteral("copy"), QStringLiteral("1")}).status, 0);
+        QCOMPARE(m_calls.copied, QList{image});
+        QCOMPARE(runner.run({QStringLiteral("paste"), QStringLiteral("1")}).status, 0);
+        QCOMPARE(m_calls.pasted, QList{image});
+        runner.run({QStringLiteral("pause")});
+        runner.run({QStringLiteral("resume")});
+        QCOMPARE(m_calls.paused, (QList<bool>{true, false}));
+
+        QCOMPARE(runner
+                     .run({QStringLiteral("add"),
+                           QStringLiteral("--category"),
+                           QStringLiteral("Work")},
+                          "from a pipe")
+                     .status,
+                 0);
+        QCOMPARE(m_calls.put.size(), 1);
+        QCOMPARE(m_calls.put[0].text, QStringLiteral("from a pipe"));
+        QCOMPARE(store.categories()[0].items[0].text, QStringLiteral("from a pipe"));
+
+        // Another image type goes on the clipboard as given, with a PNG beside it.
+        const QByteArray jpeg = encodeImage(testImage(), "JPEG");
+        QCOMPARE(runner
+                     .run({QStringLiteral("add"),
+                           QStringLiteral("--type"),
+                           QStringLiteral("image/jpeg")},
+                          jpeg)
+                     .status,
+                 0);
+        const ClipItem added = m_calls.put.last();
+        QCOMPARE(added.kind, ClipKind::Image);
+        QCOMPARE(added.flavors->value(QStringLiteral("image/jpeg")), jpeg);
+        QCOMPARE(QImage::fromData(*added.imageData).size(), QSize(40, 30));
+
+        QCOMPARE(runner.run({QStringLiteral("delete"), QStringLiteral("0")}).status, 0);
+        QCOMPARE(store.history().size(), 2);
+        QCOMPARE(store.history()[0], image);
+        QCOMPARE(runner.run({QStringLiteral("clear")}).status, 0);
+        QVERIFY(store.history().isEmpty());
+        QCOMPARE(store.categories()[0].items.size(), 2);
+    }
+
+    void failuresSayWhyAndChangeNothing_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QByteArray>("input");
+        QTest::addColumn<int>("status");
+
+        const auto row =
+            [](const char *name, QStringList arguments, int status, QByteArray input = {}) {
+                QTest::newRow(name) << arguments << input << status;
+            };
+        row("no command", {}, 2);
+        row("unknown command", {"frobnicate"}, 2);
+        row("unknown option", {"list", "--colour"}, 2);
+        row("option without its value", {"list", "--limit"}, 2);
+        row("limit not a number", {"list", "--limit", "ten"}, 2);
+        row("flag given a value", {"list", "--json=yes"}, 2);
+        row("get without an index", {"get"}, 2);
+        row("two indexes", {"delete", "0", "1"}, 2);
+        row("index past the end", {"get", "3"}, 1);
+        row("negative index", {"delete", "-1"}, 1);
+        row("neither index nor id", {"copy", "newest"}, 2);
+        row("unknown id", {"delete", "{6F1D3C55-0000-4000-8000-000000000000}"}, 1);
+        row("unknown category", {"list", "--category", "Recipes"}, 1);
+        row("add to an unknown category", {"add", "--category", "Recipes"}, 1, "text");
+        row("index past the end of a category", {"delete", "1", "--category", "Work"}, 1);
+        row("missing flavor", {"get", "0", "--type", "image/png"}, 1);
+        row("nothing to add", {"add"}, 1);
+        row("add bytes that are no image", {"add", "--type", "image/png"}, 1, "not a picture");
+    }
+
+    void failuresSayWhyAndChangeNothing()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QByteArray, input);
+        QFETCH(int, status);
+        Store store(path());
+        fill(store);
+        const QList<ClipItem> history = store.history();
+        const QList<Category> categories = store.categories();
+        CommandRunner runner(store, recordingActions());
+
+        const CommandReply reply = runner.run(arguments, input);
+        QCOMPARE(reply.status, status);
+        QVERIFY(reply.out.isEmpty());
+        QVERIFY2(reply.err.startsWith("cliphaven: ") && reply.err.endsWith('\n'), reply.err);
+        QCOMPARE(store.history(), history);
+        QCOMPARE(store.categories(), categories);
+        QVERIFY(m_calls.copied.isEmpty() && m_calls.put.isEmpty() && m_calls.paused.isEmpty());
+    }
+
+    void savedHistoryServesReadsAndRefusesWrites()
+    {
+        {
+            Store store(path());
+            fill(store);
+        }
+        const QByteArray before = [this] {
+            QFile file(path());
+            return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        }();
+        QString error;
+        std::optional<CommandRunner> runner = CommandRunner::fromStoreFile(path(), error);
+        QVERIFY2(runner, qPrintable(error));
+        QCOMPARE(runner->run({QStringLiteral("get"), QStringLiteral("1")}).out, m_png);
+        QCOMPARE(runner
+                     ->run({QStringLiteral("list"), QStringLiteral("--limit"), QStringLiteral("1")})
+                     .out,
+                 QByteArray("0\ttext\tsecond line more\n"));
+        const QList<QStringList> writes{{"copy", "0"}, {"delete", "0"}, {"clear"}, {"pause"}};
+        for (const QStringList &arguments : writes) {
+            const CommandReply reply = runner->run(arguments);
+            QCOMPARE(reply.status, 1);
+            QVERIFY2(reply.err.contains("not running"), reply.err);
+        }
+        QFile file(path());
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), before);
+
+        // No file yet: an empty history. A file that does not decode: an error, left alone.
+        QVERIFY(CommandRunner::fromStoreFile(m_dir.filePath(QStringLiteral("none.json")), error)
+                    ->run({QStringLiteral("list")})
+                    .out.isEmpty());
+        QVERIFY(writeFile(path(), "{\"history\": [garbage"));
+        QVERIFY(!CommandRunner::fromStoreFile(path(), error));
+        QVERIFY(error.contains(path()));
+        QVERIFY(QFile::exists(path()));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestCommandRunner)
+#include "tst_commandrunner.moc"

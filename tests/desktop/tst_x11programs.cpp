@@ -1,0 +1,384 @@
+// Copy and paste with real programs on a private Xvfb with openbox: GTK's text served back with
+// the right bytes for every text type, pasting into a plain and a VTE terminal, and copies whose
+// owner misbehaves in one target only.
+
+#include "common/CaptureRig.h"
+#include "common/Images.h"
+#include "common/Programs.h"
+#include "model/TextFlavors.h"
+#include "platform/x11/X11KeyPoster.h"
+#include "platform/x11/X11Pasteboard.h"
+#include "platform/x11/X11Workspace.h"
+
+#include <QFile>
+#include <QGuiApplication>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+
+#include <xcb/xcb.h>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto kRequestTimeout = 500ms;
+const QString kUnicode = QStringLiteral("gtk ünïcode € “quotes” 🙂");
+
+using Rig = CaptureRig<X11Pasteboard, X11Workspace, X11KeyPoster>;
+
+} // namespace
+
+class X11ProgramsTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        // GTK would otherwise wait for an accessibility bus that is not there.
+        qputenv("NO_AT_BRIDGE", "1");
+        QVERIFY2(QGuiApplication::platformName() == u"xcb", "run this test on an X server");
+        QVERIFY(m_dir.isValid());
+    }
+
+    void init()
+    {
+        r = std::make_unique<Rig>(kRequestTimeout);
+        QVERIFY(r->pasteboard.isConnected());
+        m_taken = 0;
+        r->monitor.start();
+    }
+
+    void cleanup()
+    {
+        m_programs.stopAll();
+        r.reset();
+    }
+
+    // GTK offers "text/plain" as ASCII with escapes; every text type must come back as the
+    // real text in that type's encoding.
+    void gtkTextIsServedWithTheRightBytesForEveryType()
+    {
+        const RunningApplication zenity = startProgram("zenity",
+                                                       {"--entry",
+                                                        "--title=Source",
+                                                        "--text=Source",
+                                                        "--entry-text=" + kUnicode});
+        QVERIFY(zenity.window != 0);
+        Programs::run("xdotool", {"key", "--clearmodifiers", "ctrl+a", "ctrl+c"});
+        const ClipItem item = nextItem();
+        QCOMPARE(item.text, kUnicode);
+        QVERIFY(item.flavors);
+        // GTK's own escaped form is what made this necessary; it must still be there.
+        QVERIFY(item.flavors->value(TextFlavors::kPlain).startsWith("gtk \\u00fc"));
+
+        // GTK goes away; the item comes back from the history.
+        m_programs.stopAll();
+        r->monitor.setSuppressNextChange(true);
+        r->pasteboard.writeFlavors(*item.flavors);
+        QTRY_COMPARE_WITH_TIMEOUT(r->monitor.lastChange(), r->pasteboard.changeCount(), 10000);
+
+        const QByteArray latin1("gtk \xfcn\xef"
+                                "code ? ?quotes? ?");
+        const QList<std::pair<QString, QByteArray>> expected{
+            {TextFlavors::kUtf8String, kUnicode.toUtf8()},
+            {TextFlavors::kPlainUtf8, kUnicode.toUtf8()},
+            {TextFlavors::kPlain, kUnicode.toUtf8()},
+            {TextFlavors::kString, latin1},
+            {TextFlavors::kText, TextFlavors::encodeCompoundText(kUnicode)},
+            {TextFlavors::kCompoundText, TextFlavors::encodeCompoundText(kUnicode)},
+        };
+        for (const auto &[type, bytes] : expected)
+            QCOMPARE(pasteWithXclip(type), bytes);
+        const QByteArray targets = pasteWithXclip("TARGETS");
+        for (const auto &[type, bytes] : expected)
+            QVERIFY2(targets.contains(type.toLatin1()), qPrintable(type));
+    }
+
+    void copyOutlivesTheProgramThatMadeIt_data()
+    {
+        QTest::addColumn<bool>("killed");
+        // Closed, GTK first asks the clipboard manager to save its clipboard.
+        QTest::newRow("the program closes") << false;
+        QTest::newRow("the program is killed") << true;
+    }
+
+    void copyOutlivesTheProgramThatMadeIt()
+    {
+        QFETCH(bool, killed);
+        const QString text = QStringLiteral("outlives ✓ its program");
+        QProcess *process = nullptr;
+        QVERIFY(startProgram("zenity",
+                             {"--entry", "--title=Gone", "--text=Gone", "--entry-text=" + text},
+                             {},
+                             &process)
+                    .window
+                != 0);
+        Programs::run("xdotool", {"key", "--clearmodifiers", "ctrl+a", "ctrl+c"});
+        QCOMPARE(nextItem().text, text);
+
+        if (killed)
+            process->kill();
+        else
+            Programs::run("xdotool", {"key", "Escape"});
+        QTRY_COMPARE_WITH_TIMEOUT(process->state(), QProcess::NotRunning, 20000);
+        QByteArray pasted;
+        QTRY_COMPARE_WITH_TIMEOUT((pasted = pasteWithXclip(TextFlavors::kUtf8String)),
+                                  text.toUtf8(),
+                                  20000);
+        // Put back, not copied again.
+        QTest::qWait(4 * int(kRequestTimeout.count()));
+        QCOMPARE(r->delivered.size(), 1);
+    }
+
+    // The desktop's clipboard-manager protocol, asked as a quitting program asks.
+    void clipboardManagerRoleIsHeld()
+    {
+        copyWithXclip("saved");
+        QCOMPARE(nextItem().text, QStringLiteral("saved"));
+        // Answered with success once the newest change has been read; other targets refused.
+        QCOMPARE(askClipboardManager("SAVE_TARGETS"), std::optional(true));
+        QCOMPARE(askClipboardManager("UTF8_STRING"), std::optional(false));
+    }
+
+    void pasteIntoATerminal_data()
+    {
+        QTest::addColumn<QString>("program");
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("identifier");
+
+        // xterm pastes PRIMARY on Shift+Insert, VTE pastes CLIPBOARD on Ctrl+Shift+V.
+        QTest::newRow("xterm") << "xterm" << QStringList{"-u8", "-e"} << "XTerm";
+        QTest::newRow("VTE (lxterminal)")
+            << "lxterminal" << QStringList{"--no-remote", "-e"} << "Lxterminal";
+    }
+
+    // The program in the terminal writes every byte it receives to a file: the text arrives,
+    // and no control byte with it.
+    void pasteIntoATerminal()
+    {
+        QFETCH(QString, program);
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, identifier);
+
+        const QString received = m_dir.filePath(program + ".received");
+        const QString script = m_dir.filePath(program + ".sh");
+        QFile file(script);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("#!/bin/sh\nstty raw -echo\nexec cat > '" + received.toUtf8() + "'\n");
+        file.close();
+        QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+
+        const RunningApplication terminal = startProgram(program, arguments << script, identifier);
+        QVERIFY(terminal.window != 0);
+        // The terminal's shell is ready once the script has created the file.
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(received), 20000);
+
+        const QString text = QStringLiteral("echo Pasted ✓ € 42");
+        ClipItem item = ClipItem::makeText(text);
+        item.flavors = Flavors{{TextFlavors::kUtf8String, text.toUtf8()}};
+        r->paster.paste(item, terminal, r->monitor);
+
+        QByteArray bytes;
+        const bool arrived = QTest::qWaitFor(
+            [&] {
+                QFile in(received);
+                bytes = in.open(QIODevice::ReadOnly) ? in.readAll() : QByteArray();
+                return bytes.size() >= text.toUtf8().size();
+            },
+            20000);
+        QVERIFY2(arrived, bytes.toHex(' ').constData());
+        QCOMPARE(QString::fromUtf8(bytes), text);
+        QCOMPARE(r->delivered.size(), 0);
+    }
+
+    // As password tools on the command line do: xclip copies, another xclip clears.
+    void copyClearedByItsProgramIsForgotten()
+    {
+        QSignalSpy cleared(&r->monitor, &ClipboardMonitor::transientCopyCleared);
+        copyWithXclip("s3cret");
+        QCOMPARE(nextItem().text, QStringLiteral("s3cret"));
+        copyWithXclip("");
+        QTRY_COMPARE_WITH_TIMEOUT(cleared.size(), 1, 20000);
+        QCOMPARE(cleared.first().first().value<ClipItem>().text, QStringLiteral("s3cret"));
+        QTest::qWait(4 * int(kRequestTimeout.count()));
+        QCOMPARE(r->delivered.size(), 1);
+
+        // Another program's blank copy is not a clearing.
+        copyWithXclip("public");
+        QCOMPARE(nextItem().text, QStringLiteral("public"));
+        startOwner({"-t", "UTF8_STRING", "-s", ""});
+        QCOMPARE(nextItem().text, QStringLiteral("[1 format]  UTF8_STRING"));
+        QCOMPARE(cleared.size(), 1);
+    }
+
+    void selectionIsRecordedOnceSettled()
+    {
+        X11Pasteboard primary(kRequestTimeout, nullptr, X11Pasteboard::Selection::primary);
+        ClipboardMonitor monitor(primary, r->workspace, r->prefs, r->sounds);
+        // Longer than the real second, so that slow starts of xclip still count as one growing
+        // selection.
+        monitor.settleSelection(5000);
+        QSignalSpy recorded(&monitor, &ClipboardMonitor::onNew);
+        monitor.start();
+        for (const char *text : {"sel", "select", "selected ✓"}) {
+            const qint64 before = primary.changeCount();
+            m_programs.start(QStringLiteral("xclip"),
+                             {"-quiet", "-selection", "primary", "-i"},
+                             text,
+                             true);
+            QTRY_VERIFY_WITH_TIMEOUT(primary.changeCount() > before, 20000);
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(recorded.size(), 1, 30000);
+        QCOMPARE(recorded.first().first().value<ClipItem>().text, QStringLiteral("selected ✓"));
+
+        // The selection set for a Shift+Insert paste is not recorded.
+        r->pasteboard.writePrimaryString(QStringLiteral("ours"));
+        QTest::qWait(6000);
+        QCOMPARE(recorded.size(), 1);
+        QCOMPARE(r->delivered.size(), 0);
+    }
+
+    void aTargetThatNeverAnswersIsLeftOut()
+    {
+        const QString png = m_dir.filePath("copy.png");
+        QFile file(png);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(encodeImage(testImage(), "png"));
+        file.close();
+        startOwner({"--ignore",
+                    "text/html",
+                    "-t",
+                    "image/jpeg",
+                    "-s",
+                    "not fetched",
+                    "-t",
+                    "UTF8_STRING",
+                    "-s",
+                    "kept",
+                    "-t",
+                    "text/html",
+                    "-s",
+                    "<b>never</b>",
+                    "-t",
+                    "image/png",
+                    "-f",
+                    png});
+        const ClipItem item = nextItem();
+        QCOMPARE(item.kind, ClipKind::Image);
+        // PNG came first; the other image encoding was never asked for.
+        QCOMPARE(QSet<QString>(item.flavors->keyBegin(), item.flavors->keyEnd()),
+                 (QSet<QString>{"image/png", "UTF8_STRING"}));
+        QCOMPARE(item.flavors->value("UTF8_STRING"), QByteArray("kept"));
+    }
+
+private:
+    void startOwner(const QStringList &arguments);
+    void copyWithXclip(const QByteArray &text);
+    // Converts CLIPBOARD_MANAGER to target on a connection of its own: whether the answer
+    // names a property (success); nothing when no answer came.
+    static std::optional<bool> askClipboardManager(const QByteArray &target);
+    ClipItem nextItem();
+    QByteArray pasteWithXclip(const QString &type);
+    RunningApplication startProgram(const QString &program,
+                                    const QStringList &arguments,
+                                    const QString &identifier = {},
+                                    QProcess **started = nullptr);
+
+    QTemporaryDir m_dir;
+    Programs m_programs;
+    std::unique_ptr<Rig> r;
+    qsizetype m_taken = 0;
+};
+
+void X11ProgramsTest::startOwner(const QStringList &arguments)
+{
+    QProcess *owner = m_programs.start(QStringLiteral(CLIPBOARD_OWNER), arguments);
+    QTRY_VERIFY_WITH_TIMEOUT(owner->canReadLine(), 20000);
+    QCOMPARE(owner->readLine(), QByteArray("ready\n"));
+}
+
+void X11ProgramsTest::copyWithXclip(const QByteArray &text)
+{
+    const qint64 before = r->pasteboard.changeCount();
+    m_programs.start(QStringLiteral("xclip"),
+                     {"-quiet", "-selection", "clipboard", "-t", "UTF8_STRING", "-i"},
+                     text,
+                     true);
+    QTRY_VERIFY_WITH_TIMEOUT(r->pasteboard.changeCount() > before, 20000);
+}
+
+std::optional<bool> X11ProgramsTest::askClipboardManager(const QByteArray &target)
+{
+    xcb_connection_t *c = xcb_connect(nullptr, nullptr);
+    auto intern = [c](const QByteArray &name) {
+        xcb_intern_atom_reply_t *reply
+            = xcb_intern_atom_reply(c,
+                                    xcb_intern_atom(c, 0, uint16_t(name.size()), name.constData()),
+                                    nullptr);
+        const xcb_atom_t atom = reply ? reply->atom : xcb_atom_t(XCB_NONE);
+        free(reply);
+        return atom;
+    };
+    const xcb_window_t window = xcb_generate_id(c);
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
+    xcb_create_window(c, 0, window, root, 0, 0, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY, 0, 0, nullptr);
+    xcb_convert_selection(c,
+                          window,
+                          intern("CLIPBOARD_MANAGER"),
+                          intern(target),
+                          intern("CLIPHAVEN_TEST"),
+                          XCB_CURRENT_TIME);
+    xcb_flush(c);
+    std::optional<bool> answer;
+    QTest::qWaitFor(
+        [&] {
+            while (xcb_generic_event_t *event = xcb_poll_for_event(c)) {
+                if ((event->response_type & 0x7f) == XCB_SELECTION_NOTIFY)
+                    answer = reinterpret_cast<xcb_selection_notify_event_t *>(event)->property
+                             != XCB_NONE;
+                free(event);
+            }
+            return answer.has_value();
+        },
+        20000);
+    xcb_disconnect(c);
+    return answer;
+}
+
+ClipItem X11ProgramsTest::nextItem()
+{
+    if (!QTest::qWaitFor([&] { return r->delivered.size() > m_taken; }, 30000))
+        return {};
+    return r->delivered.at(m_taken++).at(0).value<ClipItem>();
+}
+
+QByteArray X11ProgramsTest::pasteWithXclip(const QString &type)
+{
+    return Programs::run(QStringLiteral("xclip"), {"-o", "-selection", "clipboard", "-t", type})
+        .value_or(QByteArray());
+}
+
+RunningApplication X11ProgramsTest::startProgram(const QString &program,
+                                                 const QStringList &arguments,
+                                                 const QString &identifier,
+                                                 QProcess **started)
+{
+    QProcess *process = m_programs.start(program, arguments);
+    if (started)
+        *started = process;
+    std::optional<RunningApplication> app;
+    // openbox gives a new window the focus; it is in front once the window manager says so.
+    const bool inFront = QTest::qWaitFor(
+        [&] {
+            app = r->workspace.frontmostApplication();
+            return app
+                   && (identifier.isEmpty() ? app->pid == process->processId()
+                                            : app->identifier == identifier);
+        },
+        30000);
+    return inFront ? *app : RunningApplication{};
+}
+
+QTEST_MAIN(X11ProgramsTest)
+#include "tst_x11programs.moc"

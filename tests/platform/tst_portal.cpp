@@ -1,0 +1,455 @@
+// The portal clients against a stand-in portal on a private session bus that each test starts:
+// pasting through RemoteDesktop (approval, the saved restore token, refusal, silence, a token
+// the portal no longer honours) and the global shortcut through GlobalShortcuts.
+#include "KeyboardShortcuts/Registry.h"
+#include "fakes/FakeKeyPoster.h"
+#include "model/Store.h"
+#include "overlay/OverlayState.h"
+#include "overlay/OverlayWindow.h"
+#include "platform/portal/PortalHotKeyBackend.h"
+#include "platform/portal/RemoteDesktopKeyPoster.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusReply>
+#include <QProcess>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace KeyboardShortcuts;
+using Problem = RemoteDesktopKeyPoster::Problem;
+using State = RemoteDesktopKeyPoster::State;
+
+namespace {
+
+constexpr int kGenerous = 20000;
+// Short, so that the silent portal's cases end soon; nothing here waits on wall-clock speed
+// apart from this deadline passing.
+constexpr RemoteDesktopKeyPoster::Deadlines kShortDeadlines{1500, 1500};
+
+// A dbus-daemon of its own (no service activation, so nothing real answers for the portal)
+// and the fake portal on it.
+class PrivateBus
+{
+public:
+    PrivateBus()
+    {
+        QFile config(m_dir.filePath(QStringLiteral("bus.conf")));
+        config.open(QIODevice::WriteOnly);
+        // No service directories: nothing is activated, so only the fake answers.
+        config.write(QStringLiteral("<busconfig><type>session</type>"
+                                    "<listen>unix:dir=%1</listen><auth>EXTERNAL</auth>"
+                                    "<policy context=\"default\">"
+                                    "<allow send_destination=\"*\" eavesdrop=\"true\"/>"
+                                    "<allow eavesdrop=\"true\"/><allow own=\"*\"/>"
+                                    "</policy></busconfig>")
+                         .arg(m_dir.path())
+                         .toUtf8());
+        config.close();
+        m_daemon.start(QStringLiteral("dbus-daemon"),
+                       {QStringLiteral("--config-file=") + config.fileName(),
+                        QStringLiteral("--nofork"),
+                        QStringLiteral("--print-address=1")});
+        if (!m_daemon.waitForReadyRead(kGenerous))
+            qFatal("dbus-daemon did not start");
+        m_address = QString::fromUtf8(m_daemon.readLine()).trimmed();
+        m_name = QStringLiteral("portal-test-%1").arg(++s_count);
+        m_bus = std::make_unique<QDBusConnection>(QDBusConnection::connectToBus(m_address, m_name));
+
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), m_address);
+        m_portal.setProcessEnvironment(environment);
+        m_portal.setProcessChannelMode(QProcess::ForwardedChannels);
+        m_portal.start(QStringLiteral(FAKE_PORTAL), {});
+        if (!QTest::qWaitFor(
+                [this] {
+                    return m_bus->interface()->isServiceRegistered(
+                        QStringLiteral("org.freedesktop.portal.Desktop"));
+                },
+                kGenerous))
+            qFatal("the fake portal did not appear");
+    }
+    ~PrivateBus()
+    {
+        m_bus.reset();
+        QDBusConnection::disconnectFromBus(m_name);
+        for (QProcess *process : {&m_portal, &m_daemon}) {
+            process->kill();
+            process->waitForFinished(5000);
+        }
+    }
+
+    QDBusConnection &bus() { return *m_bus; }
+
+    // A call on the fake's control object.
+    QVariant control(const QString &method, const QVariantList &arguments = {})
+    {
+        QDBusMessage message
+            = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.portal.Desktop"),
+                                             QStringLiteral("/control"),
+                                             QStringLiteral("org.cliphaven.FakePortal"),
+                                             method);
+        message.setArguments(arguments);
+        const QDBusMessage reply = m_bus->call(message, QDBus::Block, kGenerous);
+        if (reply.type() != QDBusMessage::ReplyMessage)
+            qFatal("fake portal control %s failed", qPrintable(method));
+        return reply.arguments().value(0);
+    }
+    QStringList calls() { return control(QStringLiteral("Calls")).toStringList(); }
+    QStringList keysyms() { return control(QStringLiteral("Keysyms")).toStringList(); }
+
+private:
+    static inline int s_count = 0;
+    QTemporaryDir m_dir;
+    QProcess m_daemon;
+    QProcess m_portal;
+    QString m_address;
+    QString m_name;
+    std::unique_ptr<QDBusConnection> m_bus;
+};
+
+const QStringList kControlV{QStringLiteral("ffe3:1"),
+                            QStringLiteral("76:1"),
+                            QStringLiteral("76:0"),
+                            QStringLiteral("ffe3:0")};
+
+QStringList matching(const QStringList &calls, const QString &prefix)
+{
+    QStringList found;
+    for (const QString &call : calls) {
+        if (call.startsWith(prefix))
+            found.append(call);
+    }
+    return found;
+}
+
+} // namespace
+
+class TestPortal : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void approvedOnceThenTypedWithoutAsking();
+    void keystrokesOfEachKind_data();
+    void keystrokesOfEachKind();
+    void refusalIsRememberedAndExplainedOnce();
+    void silentPortalGivesUpAtTheDeadline();
+    void rejectedTokenAsksOnceMore_data();
+    void rejectedTokenAsksOnceMore();
+    void failedSessionFallsThroughToTheNextPoster_data();
+    void failedSessionFallsThroughToTheNextPoster();
+    void closedSessionIsReopenedWithTheToken();
+
+    void shortcutBoundAsPreferredTriggerAndShown();
+    void activatedOpensTheOverlay();
+    void recordingAnotherShortcutBindsAgain();
+    void noShortcutSessionRefusesLikeNoHotKeys_data();
+    void noShortcutSessionRefusesLikeNoHotKeys();
+};
+
+void TestPortal::approvedOnceThenTypedWithoutAsking()
+{
+    PrivateBus portal;
+    QString saved;
+    {
+        RemoteDesktopKeyPoster keys(portal.bus(), {}, false, nullptr, kShortDeadlines);
+        QSignalSpy tokens(&keys, &RemoteDesktopKeyPoster::restoreTokenChanged);
+        QVERIFY(keys.isTrusted());
+        keys.postPasteKeystroke(PasteKeystroke::controlV);
+        QTRY_COMPARE_WITH_TIMEOUT(portal.keysyms(), kControlV, kGenerous);
+        QCOMPARE(keys.state(), State::ready);
+        QCOMPARE(tokens.size(), 1);
+        saved = tokens.first().first().toString();
+        QVERIFY(!saved.isEmpty());
+        // The second paste reuses the session.
+        keys.postPasteKeystroke(PasteKeystroke::controlV);
+        QTRY_COMPARE_WITH_TIMEOUT(portal.keysyms().size(), 8, kGenerous);
+        QCOMPARE(matching(portal.calls(), "RemoteDesktop.CreateSession").size(), 1);
+        QCOMPARE(matching(portal.calls(), "SelectDevices"),
+                 QStringList{QStringLiteral("SelectDevices types=1 persist=2 token=")});
+    }
+    // The next run starts with the saved token: the portal restores without asking. Were it to
+    // ask, it would be refused here.
+    portal.control(QStringLiteral("SetStartAnswer"), {QStringLiteral("cancel")});
+    RemoteDesktopKeyPoster keys(portal.bus(), saved, false, nullptr, kShortDeadlines);
+    keys.postPasteKeystroke(PasteKeystroke::controlV);
+    QTRY_COMPARE_WITH_TIMEOUT(portal.keysyms().size(), 12, kGenerous);
+    QCOMPARE(matching(portal.calls(), "Start"),
+             (QStringList{QStringLiteral("Start asked"), QStringLiteral("Start restored")}));
+}
+
+void TestPortal::keystrokesOfEachKind_data()
+{
+    QTest::addColumn<PasteKeystroke>("keystroke");
+    QTest::addColumn<QStringList>("keysyms");
+    QTest::newRow("terminal: Ctrl+Shift+V")
+        << PasteKeystroke::controlShiftV
+        << QStringList{"ffe3:1", "ffe1:1", "76:1", "76:0", "ffe1:0", "ffe3:0"};
+    QTest::newRow("PRIMARY terminal: Shift+Insert")
+        << PasteKeystroke::shiftInsert << QStringList{"ffe1:1", "ff63:1", "ff63:0", "ffe1:0"};
+}
+
+void TestPortal::keystrokesOfEachKind()
+{
+    QFETCH(PasteKeystroke, keystroke);
+    QFETCH(QStringList, keysyms);
+    PrivateBus portal;
+    RemoteDesktopKeyPoster keys(portal.bus(), {}, false, nullptr, kShortDeadlines);
+    keys.postPasteKeystroke(keystroke);
+    QTRY_COMPARE_WITH_TIMEOUT(portal.keysyms(), keysyms, kGenerous);
+}
+
+void TestPortal::refusalIsRememberedAndExplainedOnce()
+{
+    PrivateBus portal;
+    portal.control(QStringLiteral("SetStartAnswer"), {QStringLiteral("cancel")});
+    FakeKeyPoster next;
+    RemoteDesktopKeyPoster keys(portal.bus(), {}, false, &next, kShortDeadlines);
+    QSignalSpy problems(&keys, &RemoteDesktopKeyPoster::problem);
+    QSignalSpy refused(&keys, &RemoteDesktopKeyPoster::refusedChanged);
+    keys.postPasteKeystroke(PasteKeystroke::controlV);
+    QTRY_COMPARE_WITH_TIMEOUT(keys.state(), State::refused, kGenerous);
+    QCOMPARE(problems.size(), 1);
+    QCOMPARE(problems.first().first().value<Problem>(), Problem::refused);
+    QCOMPARE(refused.size(), 1);
+    QCOMPARE(refused.first().first().toBool(), true);
+    // The user's no covers every way of typing: nothing falls through, nothing is asked again.
+    QVERIFY(!keys.isTrusted());
+    keys.postPasteKeystroke(PasteKeystroke::controlV);
+    QTest::qWait(200);
+    QVERIFY(next.keystrokes.isEmpty());
+    QCOMPARE(problems.size(), 1);
+    QCOMPARE(matching(portal.calls(), "Start").size(), 1);
+    QVERIFY(portal.keysyms().isEmpty());
+
+    // Remembered across runs: a poster made refused asks nothing at all.
+    RemoteDesktopKeyPoster later(portal.bus(), {}, true, nullptr, kShortDeadlines);
+    QVERIFY(!later.isTrusted());
+    later.postPasteKeystroke(PasteKeystroke::controlV);
+    QTest::qWait(200);
+    QCOMPARE(matching(portal.calls(), "RemoteDesktop.CreateSession").size(), 1);
+    // Until the user asks for it again from Preferences.
+    portal.control(QStringLiteral("SetStartAnswer"), {QStringLiteral("approve")});
+    later.askAgain();
+    later.postPasteKeystroke(PasteKeystroke::controlV);
+    QTRY_COMPARE_WITH_TIMEOUT(portal.keysyms(), kControlV, kGenerous);
+}
+
+void TestPortal::silentPortalGivesUpAtTheDeadline()
+{
+    PrivateBus portal;
+    portal.control(QStringLiteral("SetStartAnswer"), {QStringLiteral("never")});
+    RemoteDesktopKeyPoster keys(portal.bus(), {}, false, nullptr, kShortDeadlines);
+    QSignalSpy problems(&keys, &RemoteDesktopKeyPoster::problem);
+    keys.postPasteKeystroke(PasteKeystroke::controlV);
+    // Nothing waits meanwhile: the event loop runs, and the call returned at once.
+    QCOMPARE(keys.state(), State::probing);
+    QTRY_COMPARE_WITH_TIMEOUT(problems.size(), 1, kGenerous);
+    QCOMPARE(problems.first().first().value<Problem>(), Problem::noAnswer);
+    QCOMPARE(keys.state(), State::unavailable);
+    // The unanswered prompt is withdrawn and the half-made session closed.
+    QTRY_VERIFY_WITH_TIMEOUT(portal.calls().contains(QStringLiteral("Request.Close")), kGenerous);
+    QTRY_VERIFY_WITH_TIMEOUT(portal.calls().contains(QStringLiteral("Session.Close")), kGenerous);
+    // Explained once: later pastes in this run do not ask or explain again.
+    keys.postPasteKeystroke(PasteKeystroke::controlV);
+    QTest::qWait(200);
+    QCOMPARE(problems.size(), 1);
+    QCOMPARE(matching(portal.calls(), "Start").size(), 1);
+}
+
+void TestPortal::rejectedTokenAsksOnceMore()
+{
+    QFETCH(QString, userAnswer);
+    QFETCH(bool, typed);
+    PrivateBus portal;
+    portal.control(QStringLiteral("SetStartAnswer"), {userAnswer});
+    // A token from an earlier install the portal no longer knows.
+    RemoteDesktopKeyPoster keys(portal.bus(),
+                                QStringLiteral("stale"),
+                                false,
+                                nullptr,
+                                kShortDeadlines);
+    QSignalSpy tokens(&keys, &RemoteDesktopKeyPoster::restoreTokenChanged);
+    QSignalSpy problems(&keys, &RemoteDesktopKeyPoster::problem);
+    keys.postPasteKeystroke(PasteKeystroke::controlV);
+    QTRY_VERIFY_WITH_TIMEOUT(keys.state() != State::probing && keys.state() != State::opening
+                                 && keys.state() != State::idle,
+                             kGenerous);
+    QCOMPARE(matching(portal.calls(), "Start"),
+             (QStringList{QStringLiteral("Start restored"), QStringLiteral("Start asked")}));
+    // The stale token is forgotten at once, whatever the user answers next.
+    QVERIFY(!tokens.isEmpty());
+    QCOMPARE(tokens.first().first().toString(), QString());
+    if (typed) {
+        QTRY_COMPARE_WITH_TIMEOUT(portal.keysyms(), kControlV, kGenerous);
+        QVERIFY(!keys.restoreToken().isEmpty());
+    } else {
+        QCOMPARE(problems.size(), 1);
+    }
+    // Never a loop: whatever happened, no third prompt follows.
+    QTest::qWait(300);
+    QCOMPARE(matching(portal.calls(), "Start").size(), 2);
+}
+
+void TestPortal::rejectedTokenAsksOnceMore_data()
+{
+    QTest::addColumn<QString>("userAnswer");
+    QTest::addColumn<bool>("typed");
+    QTest::newRow("approved when asked again") << QStringLiteral("approve") << true;
+    QTest::newRow("refused when asked again") << QStringLiteral("cancel") << false;
+    QTest::newRow("asking fails too") << QStringLiteral("fail") << false;
+}
+
+void TestPortal::failedSessionFallsThroughToTheNextPoster()
+{
+    QFETCH(QString, control);
+    QFETCH(QVariant, argument);
+    PrivateBus portal;
+    portal.control(control, {argument});
+    FakeKeyPoster next;
+    RemoteDesktopKeyPoster keys(portal.bus(), {}, false, &next, kShortDeadlines);
+    QSignalSpy problems(&keys, &RemoteDesktopKeyPoster::problem);
+    keys.postPasteKeystroke(PasteKeystroke::controlShiftV);
+    QTRY_COMPARE_WITH_TIMEOUT(next.keystrokes.size(), 1, kGenerous);
+    QCOMPARE(next.keystrokes.first(), PasteKeystroke::controlShiftV);
+    QCOMPARE(keys.state(), State::unavailable);
+    QVERIFY(problems.isEmpty());
+    // From then on keystrokes go straight to the next poster, and trust is its own.
+    keys.postPasteKeystroke(PasteKeystroke::controlV);
+    QCOMPARE(next.keystrokes, (QList{PasteKeystroke::controlShiftV, PasteKeystroke::controlV}));
+    next.trusted = false;
+    QVERIFY(!keys.isTrusted());
+}
+
+void TestPortal::failedSessionFallsThroughToTheNextPoster_data()
+{
+    QTest::addColumn<QString>("control");
+    QTest::addColumn<QVariant>("argument");
+    // xdg-desktop-portal 1.16 advertises interfaces whose backend then fails.
+    QTest::newRow("session refused by the backend")
+        << QStringLiteral("SetCreateAnswer") << QVariant(QStringLiteral("fail"));
+    QTest::newRow("interface not offered")
+        << QStringLiteral("SetOffered") << QVariant(QStringList{});
+    QTest::newRow("no keyboard among the devices")
+        << QStringLiteral("SetDeviceTypes") << QVariant(2u);
+}
+
+void TestPortal::closedSessionIsReopenedWithTheToken()
+{
+    PrivateBus portal;
+    RemoteDesktopKeyPoster keys(portal.bus(), {}, false, nullptr, kShortDeadlines);
+    keys.postPasteKeystroke(PasteKeystroke::controlV);
+    QTRY_COMPARE_WITH_TIMEOUT(portal.keysyms().size(), 4, kGenerous);
+    portal.control(QStringLiteral("CloseSessions"));
+    QTRY_COMPARE_WITH_TIMEOUT(keys.state(), State::idle, kGenerous);
+    portal.control(QStringLiteral("SetStartAnswer"), {QStringLiteral("cancel")});
+    keys.postPasteKeystroke(PasteKeystroke::controlV);
+    QTRY_COMPARE_WITH_TIMEOUT(portal.keysyms().size(), 8, kGenerous);
+    QCOMPARE(matching(portal.calls(), "Start"),
+             (QStringList{QStringLiteral("Start asked"), QStringLiteral("Start restored")}));
+}
+
+namespace {
+
+const Name kToggle{QStringLiteral("toggleOverlay"),
+                   Shortcut(Key::v, ModifierFlag::shift | ModifierFlag::command)};
+
+struct ShortcutRig
+{
+    explicit ShortcutRig(QDBusConnection &bus)
+        : backend(bus,
+                  QStringLiteral("toggle-overlay"),
+                  QStringLiteral("Open or close Cliphaven"),
+                  kShortDeadlines.requestMs)
+        , registry(settings, backend)
+    {}
+
+    QTemporaryDir dir;
+    QSettings settings{dir.filePath(QStringLiteral("prefs.conf")), QSettings::IniFormat};
+    PortalHotKeyBackend backend;
+    Registry registry;
+};
+
+} // namespace
+
+void TestPortal::shortcutBoundAsPreferredTriggerAndShown()
+{
+    PrivateBus portal;
+    // The desktop keeps a trigger of its own choosing.
+    portal.control(QStringLiteral("SetBoundTrigger"), {QStringLiteral("Ctrl+Alt+H")});
+    ShortcutRig rig(portal.bus());
+    QSignalSpy shown(&rig.backend, &PortalHotKeyBackend::boundTriggerChanged);
+    rig.registry.onKeyDown(kToggle, [] {});
+    QTRY_COMPARE_WITH_TIMEOUT(rig.backend.boundTrigger(), QStringLiteral("Ctrl+Alt+H"), kGenerous);
+    QCOMPARE(shown.size(), 1);
+    QCOMPARE(matching(portal.calls(), "BindShortcuts"),
+             QStringList{QStringLiteral("BindShortcuts toggle-overlay SHIFT+LOGO+v")});
+    QCOMPARE(rig.backend.state(), PortalHotKeyBackend::State::ready);
+}
+
+void TestPortal::activatedOpensTheOverlay()
+{
+    PrivateBus portal;
+    ShortcutRig rig(portal.bus());
+    QTemporaryDir dir;
+    Store store(dir.filePath(QStringLiteral("store.json")));
+    OverlayState state;
+    OverlayWindow overlay(store, state);
+    rig.registry.onKeyDown(kToggle, [&] {
+        if (overlay.isVisible())
+            overlay.hide();
+        else
+            overlay.show();
+    });
+    QTRY_VERIFY_WITH_TIMEOUT(!rig.backend.boundTrigger().isEmpty(), kGenerous);
+    portal.control(QStringLiteral("EmitActivated"), {QStringLiteral("toggle-overlay")});
+    QTRY_VERIFY_WITH_TIMEOUT(overlay.isVisible(), kGenerous);
+    // Releasing is no second press; another id is not ours.
+    portal.control(QStringLiteral("EmitDeactivated"), {QStringLiteral("toggle-overlay")});
+    portal.control(QStringLiteral("EmitActivated"), {QStringLiteral("someone-else")});
+    QTest::qWait(300);
+    QVERIFY(overlay.isVisible());
+}
+
+void TestPortal::recordingAnotherShortcutBindsAgain()
+{
+    PrivateBus portal;
+    ShortcutRig rig(portal.bus());
+    rig.registry.onKeyDown(kToggle, [] {});
+    QTRY_COMPARE_WITH_TIMEOUT(rig.backend.boundTrigger(), QStringLiteral("SHIFT+LOGO+v"), kGenerous);
+    rig.registry.setShortcut(Shortcut(Key::c, ModifierFlag::control | ModifierFlag::option),
+                             kToggle);
+    QTRY_COMPARE_WITH_TIMEOUT(rig.backend.boundTrigger(), QStringLiteral("CTRL+ALT+c"), kGenerous);
+    QCOMPARE(matching(portal.calls(), "BindShortcuts"),
+             (QStringList{QStringLiteral("BindShortcuts toggle-overlay SHIFT+LOGO+v"),
+                          QStringLiteral("BindShortcuts toggle-overlay CTRL+ALT+c")}));
+    QCOMPARE(matching(portal.calls(), "GlobalShortcuts.CreateSession").size(), 1);
+}
+
+void TestPortal::noShortcutSessionRefusesLikeNoHotKeys()
+{
+    QFETCH(QString, createAnswer);
+    PrivateBus portal;
+    portal.control(QStringLiteral("SetCreateAnswer"), {createAnswer});
+    ShortcutRig rig(portal.bus());
+    QTRY_COMPARE_WITH_TIMEOUT(rig.backend.state(),
+                              PortalHotKeyBackend::State::unavailable,
+                              kGenerous);
+    QCOMPARE(rig.backend.registerHotKey(1, kToggle.defaultShortcut.value()),
+             HotKeyBackend::kUnsupported);
+    QVERIFY(rig.backend.boundTrigger().isEmpty());
+}
+
+void TestPortal::noShortcutSessionRefusesLikeNoHotKeys_data()
+{
+    QTest::addColumn<QString>("createAnswer");
+    QTest::newRow("backend fails the session") << QStringLiteral("fail");
+    QTest::newRow("portal never answers") << QStringLiteral("never");
+}
+
+QTEST_MAIN(TestPortal)
+#include "tst_portal.moc"
