@@ -73,9 +73,8 @@ Status newClient(SmsConn, SmPointer, unsigned long *mask, SmsCallbacks *callback
     *failure = nullptr;
     *mask = SmsRegisterClientProcMask | SmsInteractRequestProcMask | SmsInteractDoneProcMask
             | SmsSaveYourselfRequestProcMask | SmsSaveYourselfP2RequestProcMask
-            | SmsSaveYourselfDoneProcMask | SmsCloseConnectionProcMask
-            | SmsSetPropertiesProcMask | SmsDeletePropertiesProcMask
-            | SmsGetPropertiesProcMask;
+            | SmsSaveYourselfDoneProcMask | SmsCloseConnectionProcMask | SmsSetPropertiesProcMask
+            | SmsDeletePropertiesProcMask | SmsGetPropertiesProcMask;
     callbacks->register_client.callback = registerClient;
     callbacks->interact_request.callback = interactRequest;
     callbacks->interact_done.callback = interactDone;

@@ -45,7 +45,10 @@ for path in usr/bin/cliphaven \
 done
 for program in usr/bin/cliphaven usr/libexec/cliphaven/cliphaven-app; do
     [ -x "$root/$program" ] || fail "/$program is not executable"
-    if strings "$root/$program" | grep -q "$build"; then fail "/$program names the build folder"; fi
+    # Read whole before grep, which stops at its first match (pipefail would count that).
+    if grep -qF "$build" <<<"$(strings "$root/$program")"; then
+        fail "/$program names the build folder"
+    fi
 done
 # Nothing from the build tree: no tests, no benchmarks, no build paths.
 unexpected=$(cd "$root" && find . -type f | grep -Ev '^\./usr/(bin/cliphaven|libexec/cliphaven/cliphaven-app|share/(applications|icons|metainfo|man|bash-completion|zsh|doc)/)' || true)
@@ -55,7 +58,7 @@ unexpected=$(cd "$root" && find . -type f | grep -Ev '^\./usr/(bin/cliphaven|lib
 for size in 16 22 24 32 48 64 128 256 512; do
     png=$root/usr/share/icons/hicolor/${size}x${size}/apps/cliphaven.png
     [ -f "$png" ] || fail "missing ${size}x${size} icon"
-    file "$png" | grep -q "PNG image data, $size x $size" || fail "$(file "$png")"
+    grep -q "PNG image data, $size x $size" <<<"$(file "$png")" || fail "$(file "$png")"
 done
 
 desktop-file-validate "$root/usr/share/applications/cliphaven.desktop" || fail "desktop entry"
@@ -77,6 +80,18 @@ complete_words() {
 [ "$(complete_words cliphaven se)" = search ] || fail "bash completion of 'se': $(complete_words cliphaven se)"
 [ "$(complete_words cliphaven list --j)" = --json ] || fail "bash completion of 'list --j'"
 
+# zsh: the same commands, and a command's options with their arguments.
+zsh_file=$root/usr/share/zsh/vendor-completions/_cliphaven
+zsh -n "$zsh_file" || fail "the zsh completion does not parse"
+zsh_words() {
+    zsh -f -c '_describe() { print -rl -- "${(@P)${@[-1]}}"; }; _arguments() { print -rl -- "$@"; }
+        words=("${@:2}"); CURRENT=$#words; source "$1"' _ "$zsh_file" "$@"
+}
+# Read whole before grep, which may stop reading early (pipefail would count that).
+grep -q '^search:' <<<"$(zsh_words cliphaven "")" || fail "zsh completion lacks search"
+grep -q '^--category\[.*:_cliphaven_categories$' <<<"$(zsh_words cliphaven list "")" \
+    || fail "zsh completion of list's options"
+
 lintian --fail-on error --no-tag-display-limit "$deb" >"$work/lintian.log" 2>&1 \
     || { cat "$work/lintian.log" >&2; fail "lintian reports errors"; }
 
@@ -96,6 +111,15 @@ for _ in $(seq 1 300); do
     sleep 0.1
 done
 grep -q "overlay built" "$work/run.log" || { cat "$work/run.log" >&2; fail "no overlay"; }
+# The overlay is open (--toggle); Ctrl+, opens Preferences, whose QML modules load only then.
+for _ in $(seq 1 100); do
+    xdotool search --name "Cliphaven Preferences" >/dev/null 2>&1 && break
+    xdotool key ctrl+comma
+    sleep 0.3
+done
+xdotool search --name "Cliphaven Preferences" >/dev/null 2>&1 \
+    || { cat "$work/run.log" >&2; fail "Preferences did not open"; }
+sleep 1
 if grep -E "module .* is not installed|failed to load|Cannot load library" "$work/run.log" >&2; then
     fail "the program could not load a part of Qt"
 fi
