@@ -4,7 +4,7 @@
 # A crash, a leak or undefined behaviour fails the run; the input that did it is kept in the
 # fuzz build folder (crash-*) and named in the output.
 #
-#   scripts/fuzz.sh BUILD_DIR SECONDS [TARGET...]     TARGET: store, pagehead, shortcut
+#   scripts/fuzz.sh BUILD_DIR SECONDS [TARGET...]     TARGET: store, pagehead, shortcut, flavors
 #   scripts/fuzz.sh BUILD_DIR --build-only
 set -euo pipefail
 here=$(cd "$(dirname "$0")/.." && pwd)
@@ -12,7 +12,7 @@ build=$1/fuzz
 seconds=$2
 shift 2
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(store pagehead shortcut)
+[ ${#targets[@]} -gt 0 ] || targets=(store pagehead shortcut flavors)
 
 # One configure and build at a time, however many runs start together.
 mkdir -p "$build"

@@ -6,9 +6,6 @@
 #include "platform/Pasteboard.h"
 #include "platform/Workspace.h"
 
-#include <QBuffer>
-#include <QImage>
-#include <QImageWriter>
 #include <QLoggingCategory>
 #include <QStringDecoder>
 #include <QtConcurrent/QtConcurrentRun>
@@ -17,27 +14,6 @@
 // count and the time from the change to the item in the store; never the content.
 // QT_LOGGING_RULES="cliphaven.capture.debug=true" shows it.
 Q_LOGGING_CATEGORY(lcCapture, "cliphaven.capture", QtInfoMsg)
-
-namespace {
-
-QByteArray encodePng(const QImage &image)
-{
-    QByteArray png;
-    QBuffer buffer(&png);
-    buffer.open(QIODevice::WriteOnly);
-    QImageWriter writer(&buffer, "png");
-    if (!writer.write(image))
-        return {};
-    return png;
-}
-
-ClipItem withFlavors(ClipItem item, const Flavors &flavors)
-{
-    item.flavors = flavors;
-    return item;
-}
-
-} // namespace
 
 ClipboardMonitor::ClipboardMonitor(
     Pasteboard &pasteboard, Workspace &workspace, AppPrefs &prefs, Sounds &sounds, QObject *parent)
@@ -166,7 +142,7 @@ void ClipboardMonitor::build(quint64 serial, qint64 change, Flavors flavors, con
         return;
     if (m_settleMs) {
         const std::optional<QString> text = TextFlavors::plainText(flavors);
-        if (!text || text->trimmed().isEmpty() || isConcealed(flavors))
+        if (!text || text->trimmed().isEmpty() || ItemRules::isConcealed(flavors))
             return;
         // A selection is text: whatever else its owner offers with it is not kept.
         flavors = {{TextFlavors::kUtf8String, text->toUtf8()}};
@@ -174,7 +150,7 @@ void ClipboardMonitor::build(quint64 serial, qint64 change, Flavors flavors, con
         return;
     }
     QtConcurrent::run(&m_builders, [flavors = std::move(flavors)] {
-        return itemFromFlavors(flavors);
+        return ItemRules::itemFromFlavors(flavors);
     }).then(this, [this, serial, change, owner](const std::optional<ClipItem> &item) {
         deliver(serial, change, item, owner);
     });
@@ -183,7 +159,8 @@ void ClipboardMonitor::build(quint64 serial, qint64 change, Flavors flavors, con
 bool ClipboardMonitor::clearsTransientCopy(const Flavors &flavors, const QString &owner)
 {
     if (!m_prefs.forgetTransientCopies() || !m_recorded || owner.isEmpty()
-        || owner != m_recordedOwner || m_transientUntil.hasExpired() || !isBlank(flavors)) {
+        || owner != m_recordedOwner || m_transientUntil.hasExpired()
+        || !ItemRules::isBlank(flavors)) {
         return false;
     }
     const ClipItem secret = *std::exchange(m_recorded, std::nullopt);
@@ -231,61 +208,4 @@ void ClipboardMonitor::keepAlive(qint64 lostChange)
     poll();
     m_suppressNextChange = true;
     m_pasteboard.writeFlavors(*m_recorded->flavors);
-}
-
-std::optional<ClipItem> ClipboardMonitor::itemFromFlavors(const Flavors &flavors)
-{
-    if (flavors.isEmpty() || isConcealed(flavors))
-        return std::nullopt;
-
-    if (const auto png = flavors.constFind(kPngType); png != flavors.cend())
-        return withFlavors(ClipItem::makeImage(*png), flavors);
-
-    // TIFF first, then any other image type the image plugins can read, in name order.
-    QStringList imageTypes;
-    if (flavors.contains(kTiffType))
-        imageTypes.append(kTiffType);
-    for (auto it = flavors.cbegin(); it != flavors.cend(); ++it) {
-        if (it.key().startsWith(u"image/") && it.key() != kTiffType)
-            imageTypes.append(it.key());
-    }
-    for (const QString &type : std::as_const(imageTypes)) {
-        const QImage image = QImage::fromData(flavors.value(type));
-        if (image.isNull())
-            continue;
-        const QByteArray png = encodePng(image);
-        if (png.isEmpty())
-            continue;
-        Flavors withPng = flavors;
-        withPng.insert(kPngType, png);
-        return withFlavors(ClipItem::makeImage(png), withPng);
-    }
-
-    if (const std::optional<QString> text = TextFlavors::plainText(flavors);
-        text && !text->trimmed().isEmpty()) {
-        return withFlavors(ClipItem::makeText(*text), flavors);
-    }
-
-    return withFlavors(ClipItem::makeText(formatsLabel(flavors)), flavors);
-}
-
-QString ClipboardMonitor::formatsLabel(const Flavors &flavors)
-{
-    const qsizetype count = flavors.size();
-    const QStringList smallest = flavors.keys().mid(0, 2);
-    const QString noun = count == 1 ? QStringLiteral("format") : QStringLiteral("formats");
-    return u'[' + QString::number(count) + u' ' + noun + u"]  " + smallest.join(u", ");
-}
-
-bool ClipboardMonitor::isConcealed(const Flavors &flavors)
-{
-    const auto hint = flavors.constFind(kPasswordManagerHintType);
-    return hint != flavors.cend() && hint->trimmed() == "secret";
-}
-
-bool ClipboardMonitor::isBlank(const Flavors &flavors)
-{
-    return std::all_of(flavors.cbegin(), flavors.cend(), [](const QByteArray &bytes) {
-        return bytes.trimmed().isEmpty();
-    });
 }

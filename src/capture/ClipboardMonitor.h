@@ -1,5 +1,6 @@
 #pragma once
 
+#include "capture/ItemRules.h"
 #include "model/ClipItem.h"
 
 #include <QDeadlineTimer>
@@ -38,13 +39,6 @@ public:
     static constexpr int kPollIntervalMs = 500;
     static constexpr int kTransientCopyMs = 60 * 1000;
 
-    // Types the item rules look for, as clipboard owners name them.
-    static inline const QString kPngType = QStringLiteral("image/png");
-    static inline const QString kTiffType = QStringLiteral("image/tiff");
-    // Password managers mark what they copy with this type holding "secret".
-    static inline const QString kPasswordManagerHintType = QStringLiteral(
-        "x-kde-passwordManagerHint");
-
     // Whatever is on the clipboard now is taken as seen and never captured.
     ClipboardMonitor(Pasteboard &pasteboard,
                      Workspace &workspace,
@@ -75,16 +69,11 @@ public:
     bool suppressNextChange() const { return m_suppressNextChange; }
     void setSuppressNextChange(bool suppress) { m_suppressNextChange = suppress; }
 
-    // The item rules: PNG, then TIFF or another decodable image converted to PNG, then non-blank
-    // text (TextFlavors: UTF-8 types first, then Latin-1 STRING or COMPOUND_TEXT, line ends
-    // made LF), else a label naming the formats. Nothing for no flavors or a password
-    // manager's copy. Safe on any thread.
-    static std::optional<ClipItem> itemFromFlavors(const Flavors &flavors);
-    // "[n formats]  a, b": the count and the two smallest type names.
-    static QString formatsLabel(const Flavors &flavors);
-    static bool isConcealed(const Flavors &flavors);
-    // No flavors, or only empty and whitespace ones: what clearing the clipboard leaves.
-    static bool isBlank(const Flavors &flavors);
+    // The item rules (ItemRules): the entry point for callers of the monitor.
+    static std::optional<ClipItem> itemFromFlavors(const Flavors &flavors)
+    {
+        return ItemRules::itemFromFlavors(flavors);
+    }
 
 signals:
     // Each captured item, after the copy sound has started.

@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <memory>
 
 namespace {
@@ -79,15 +80,30 @@ public:
         Q_ASSERT(grey.format() == QImage::Format_Grayscale8);
         if (!m_ready)
             return std::nullopt;
-        m_api.SetImage(grey.constBits(), grey.width(), grey.height(), 1, int(grey.bytesPerLine()));
-        m_api.SetSourceResolution(kAssumedDpi);
-        tesseract::ETEXT_DESC monitor;
-        monitor.cancel = isCancelled;
-        monitor.cancel_this = cancelled;
-        monitor.set_deadline_msecs(OCR::kTimeLimitMs);
+        const auto deadline = std::chrono::steady_clock::now()
+                              + std::chrono::milliseconds(OCR::kTimeLimitMs);
         QStringList words;
-        if (m_api.Recognize(&monitor) == 0 && !cancelled->load())
-            words = collectWords();
+        for (const RecognitionBand &band : recognitionBands(grey.size())) {
+            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                deadline - std::chrono::steady_clock::now());
+            if (left.count() <= 0 || cancelled->load())
+                break;
+            // Each band is handed over as an image of its own: the recogniser copies and
+            // binarises only that much.
+            m_api.SetImage(grey.constScanLine(band.area.y()),
+                           band.area.width(),
+                           band.area.height(),
+                           1,
+                           int(grey.bytesPerLine()));
+            m_api.SetSourceResolution(kAssumedDpi);
+            tesseract::ETEXT_DESC monitor;
+            monitor.cancel = isCancelled;
+            monitor.cancel_this = cancelled;
+            monitor.set_deadline_msecs(int(left.count()));
+            if (m_api.Recognize(&monitor) != 0 || cancelled->load())
+                break;
+            words += collectWords(band);
+        }
         m_api.Clear();
         if (words.isEmpty())
             return std::nullopt;
@@ -97,7 +113,9 @@ public:
 private:
     // Words in reading order (block, paragraph, line); joining them all with one space is the
     // same as joining the lines with one space.
-    QStringList collectWords()
+    // Only lines whose middle lies in the rows the band owns count; boxes are in the band's
+    // coordinates.
+    QStringList collectWords(const RecognitionBand &band)
     {
         QStringList words;
         const std::unique_ptr<tesseract::ResultIterator> it(m_api.GetIterator());
@@ -115,7 +133,11 @@ private:
         do {
             if (it->IsAtBeginningOf(tesseract::RIL_TEXTLINE)) {
                 endLine();
-                confidentLine = it->Confidence(tesseract::RIL_TEXTLINE) >= kMinLineConfidence;
+                int left = 0, top = 0, right = 0, bottom = 0;
+                it->BoundingBox(tesseract::RIL_TEXTLINE, &left, &top, &right, &bottom);
+                const int middle = band.area.y() + (top + bottom) / 2;
+                confidentLine = middle >= band.ownTop && middle < band.ownBottom
+                                && it->Confidence(tesseract::RIL_TEXTLINE) >= kMinLineConfidence;
             }
             if (!confidentLine)
                 continue;

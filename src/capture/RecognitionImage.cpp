@@ -230,6 +230,31 @@ QSize recognitionSize(QSize source, qint64 maxPixels, int maxSide)
                  std::max(1, int(source.height() * scale)));
 }
 
+QList<RecognitionBand> recognitionBands(QSize size, qint64 maxBandPixels, int overlap)
+{
+    Q_ASSERT(maxBandPixels > 0 && overlap >= 0);
+    QList<RecognitionBand> bands;
+    if (size.isEmpty())
+        return bands;
+    const int width = size.width();
+    const int height = size.height();
+    if (qint64(width) * height <= maxBandPixels) {
+        bands.append({QRect(QPoint(0, 0), size), 0, height});
+        return bands;
+    }
+    // Each band's own rows plus the overlap on both sides stay within the budget, but a band
+    // owns at least as many rows as it overlaps, so narrow-and-tall images still progress.
+    const int ownRows = int(
+        std::max<qint64>(maxBandPixels / width - 2 * overlap, std::max(overlap, 1)));
+    for (int top = 0; top < height; top += ownRows) {
+        const int bottom = int(std::min<qint64>(qint64(top) + ownRows, height));
+        const int areaTop = std::max(0, top - overlap);
+        const int areaBottom = int(std::min<qint64>(qint64(bottom) + overlap, height));
+        bands.append({QRect(0, areaTop, width, areaBottom - areaTop), top, bottom});
+    }
+    return bands;
+}
+
 QImage decodeForRecognition(const QByteArray &data)
 {
     if (data.isEmpty())

@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QImage>
 
+#include <QList>
+#include <QRect>
 #include <QSize>
 
 // The most pixels handed to the recogniser: a 4K screenshot passes unscaled; larger images are
@@ -12,6 +14,28 @@ inline constexpr qint64 kRecognitionMaxPixels = 3840 * 2160;
 inline constexpr int kRecognitionMaxSide = 8192;
 // Larger images are refused outright: decoding alone would take too long.
 inline constexpr qint64 kRecognitionMaxSourcePixels = 400'000'000;
+
+// Images larger than this are recognised in horizontal bands of about this many pixels: the
+// recogniser's working memory grows with the area it is given (about 60 MB at 8 MP), and a
+// band keeps the text at full size where shrinking the image would blur small print. Screens up
+// to 1920 x 1200 fit in one band.
+inline constexpr qint64 kRecognitionBandPixels = 1920 * 1200;
+// Bands overlap by this many rows, more than a line of screen text is tall, so that every line
+// lies whole in the band that owns its middle.
+inline constexpr int kRecognitionBandOverlap = 96;
+
+struct RecognitionBand
+{
+    QRect area; // handed to the recogniser
+    int ownTop; // lines whose middle lies in [ownTop, ownBottom) belong to this band
+    int ownBottom;
+};
+
+// The bands an image of `size` is recognised in, top to bottom; one band for a small image.
+// The owned ranges cover every row exactly once.
+QList<RecognitionBand> recognitionBands(QSize size,
+                                        qint64 maxBandPixels = kRecognitionBandPixels,
+                                        int overlap = kRecognitionBandOverlap);
 
 // The size an image of `source` size is recognised at: the same, or scaled down with its
 // aspect kept to fit both limits.

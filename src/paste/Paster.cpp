@@ -3,6 +3,7 @@
 #include "Sounds.h"
 #include "app/AppPrefs.h"
 #include "capture/ClipboardMonitor.h"
+#include "capture/ItemRules.h"
 #include "model/PasteKeystrokeRules.h"
 #include "platform/KeyPoster.h"
 #include "platform/Pasteboard.h"
@@ -123,7 +124,7 @@ void Paster::write(const ClipItem &item)
     else if (item.kind == ClipKind::Text)
         m_pasteboard.writeString(item.text.value_or(QString()));
     else if (item.imageData)
-        m_pasteboard.writeFlavors({{ClipboardMonitor::kPngType, *item.imageData}});
+        m_pasteboard.writeFlavors({{ItemRules::kPngType, *item.imageData}});
     else
         m_pasteboard.writeFlavors({});
 }

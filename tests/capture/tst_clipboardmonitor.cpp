@@ -294,7 +294,7 @@ private slots:
         r->prefs.setPaused(paused);
         Flavors secret = textFlavors(QStringLiteral("secret"));
         if (concealed)
-            secret.insert(ClipboardMonitor::kPasswordManagerHintType, "secret");
+            secret.insert(ItemRules::kPasswordManagerHintType, "secret");
         r->pasteboard.copy(secret);
         if (!paused)
             r->pasteboard.completeLastRead();

@@ -15,6 +15,7 @@
 
 #include <png.h>
 
+#include <algorithm>
 #include <functional>
 
 namespace {
@@ -230,6 +231,96 @@ private slots:
         QCOMPARE(outcome.text, QStringLiteral("HELLO"));
         if (measured)
             QCOMPARE_LT(peakRiseMb, 150);
+    }
+
+    // Large images are read in bands of bounded area; every row is owned by exactly one band,
+    // and each band reaches past what it owns by the overlap, so no line is cut in all of them.
+    void bandsCoverEveryRowOnce_data()
+    {
+        QTest::addColumn<QSize>("size");
+        QTest::newRow("1080p screen, one band") << QSize(1920, 1080);
+        QTest::newRow("1200p screen, one band") << QSize(1920, 1200);
+        QTest::newRow("4K screenshot") << QSize(3840, 2160);
+        QTest::newRow("8000 x 6000 as recognised") << recognitionSize(QSize(8000, 6000));
+        QTest::newRow("long and narrow") << QSize(300, 8192);
+        QTest::newRow("very wide") << QSize(8192, 500);
+        QTest::newRow("one row") << QSize(8192, 1);
+    }
+    void bandsCoverEveryRowOnce()
+    {
+        QFETCH(QSize, size);
+        const QList<RecognitionBand> bands = recognitionBands(size);
+        QVERIFY(!bands.isEmpty());
+        if (qint64(size.width()) * size.height() <= kRecognitionBandPixels)
+            QCOMPARE(bands.size(), 1);
+        int next = 0;
+        for (const RecognitionBand &band : bands) {
+            QCOMPARE(band.ownTop, next);
+            QCOMPARE_GT(band.ownBottom, band.ownTop);
+            next = band.ownBottom;
+            QCOMPARE(band.area.x(), 0);
+            QCOMPARE(band.area.width(), size.width());
+            QCOMPARE(band.area.top(), std::max(0, band.ownTop - kRecognitionBandOverlap));
+            QCOMPARE(band.area.bottom() + 1,
+                     std::min(size.height(), band.ownBottom + kRecognitionBandOverlap));
+            const qint64 area = qint64(band.area.width()) * band.area.height();
+            QCOMPARE_LE(area,
+                        std::max(kRecognitionBandPixels,
+                                 qint64(size.width()) * 3 * kRecognitionBandOverlap));
+        }
+        QCOMPARE(next, size.height());
+    }
+
+    // A 4K screenshot of small print, with lines placed across the band edges: each line read
+    // once.
+    void screenshotTextAcrossBandsIsReadOnce()
+    {
+        const QSize size(3840, 2160);
+        QImage image(size, QImage::Format_RGB32);
+        image.fill(QColor(246, 246, 246));
+        QPainter painter(&image);
+        QFont font(QStringLiteral("DejaVu Sans"));
+        font.setPixelSize(13);
+        painter.setFont(font);
+        painter.setPen(QColor(30, 30, 30));
+        const QStringList words{"Orchard",
+                                "Pelican",
+                                "Quarry",
+                                "Saddle",
+                                "Thimble",
+                                "Walnut",
+                                "Harbour",
+                                "Lantern",
+                                "Meadow",
+                                "Granite"};
+        QList<int> baselines{40};
+        for (const RecognitionBand &band : recognitionBands(size)) {
+            if (band.ownBottom < size.height()) {
+                // Cut through the middle, just above and just below the edge.
+                baselines << band.ownBottom + 5 << band.ownBottom - 20 << band.ownBottom + 30;
+            }
+        }
+        std::sort(baselines.begin(), baselines.end());
+        QStringList expected;
+        for (int i = 0; i < baselines.size(); ++i) {
+            const QString line = words.at(i % words.size()) + u' ' + QString::number(100 + i);
+            // Half the lines far to the right, as on a wide screen with a sidebar.
+            painter.drawText(i % 2 ? 2400 : 24, baselines.at(i), line);
+            expected << line;
+        }
+        painter.end();
+        QCOMPARE_GT(recognitionBands(size).size(), 1);
+
+        OCR ocr;
+        Outcome outcome;
+        ocr.recognize(encodeImage(image), recordInto(outcome));
+        QTRY_COMPARE_WITH_TIMEOUT(outcome.calls, 1, kWaitMs);
+        // Blocks far apart may come in either order; what counts is that each line comes once.
+        QVERIFY(outcome.text);
+        const QString text = *outcome.text;
+        for (const QString &line : std::as_const(expected))
+            QVERIFY2(text.count(line) == 1, qPrintable(line + u" in: " + text));
+        QCOMPARE(text.split(u' ').size(), expected.size() * 2);
     }
 
     // What the recogniser is given: grey, transparency on white, within the size limits.

@@ -1,6 +1,7 @@
 #include "WaylandDataControl.h"
 
 #include "WaylandConnection.h"
+#include "platform/TransferBuffer.h"
 
 #include "ext-data-control-v1-client-protocol.h"
 #include "wlr-data-control-unstable-v1-client-protocol.h"
@@ -496,6 +497,8 @@ void WaylandDataControl::Worker::serveIncoming(Incoming &incoming, short revents
                 closeFd(incoming.fd);
                 return;
             }
+            // The protocol announces no size: grow by eighths, not by doubling.
+            makeRoomFor(incoming.data, got);
             incoming.data.append(buffer, got);
             incoming.idleDeadline = Clock::now() + m_timeout;
             continue;

@@ -1,5 +1,7 @@
 #include "X11SelectionReader.h"
 
+#include "platform/TransferBuffer.h"
+
 #include <QFile>
 #include <QHash>
 #include <QList>
@@ -649,8 +651,15 @@ Transfer X11SelectionReader::Worker::convert(const Request &request,
     }
     transfer.type = value->type;
     transfer.format = value->format;
-    if (value->type == m_incr)
+    if (value->type == m_incr) {
+        // The INCR value is the owner's lower bound on the size; it is only a hint.
+        if (value->format == 32 && xcb_get_property_value_length(value.get()) >= 4) {
+            const quint32 announced = *static_cast<const quint32 *>(
+                xcb_get_property_value(value.get()));
+            transfer.data.reserve(std::min(qsizetype(announced), kMaxFlavorBytes));
+        }
         return receiveIncrementally(request, window, transfer);
+    }
     const int length = xcb_get_property_value_length(value.get());
     transfer.data = QByteArray(static_cast<const char *>(xcb_get_property_value(value.get())),
                                length);
@@ -705,9 +714,11 @@ Transfer X11SelectionReader::Worker::receiveIncrementally(const Request &request
             tooLarge = true;
             transfer.data.clear();
         }
-        if (!tooLarge)
+        if (!tooLarge) {
+            makeRoomFor(transfer.data, length);
             transfer.data.append(static_cast<const char *>(xcb_get_property_value(chunk.get())),
                                  length);
+        }
     }
 }
 
