@@ -121,8 +121,6 @@ private slots:
 
         const RunningApplication xterm{0x1400001, "XTerm", 77, "xterm"};
         const RunningApplication vte{0x1600001, "Lxterminal", 78, "lxterminal"};
-        QTest::newRow("an editor")
-            << kEditor << QStringList() << PasteKeystroke::controlV << QStringList();
         QTest::newRow("xterm: the text selection first, then Shift+Insert")
             << xterm << QStringList() << PasteKeystroke::shiftInsert << QStringList{"hi ✓"};
         QTest::newRow("a VTE terminal")
