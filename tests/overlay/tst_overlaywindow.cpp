@@ -143,7 +143,6 @@ private slots:
                             const char *bare) {
             QTest::newRow(name) << int(key) << modifiers << text << keyCode << bare;
         };
-        row("a", Qt::Key_A, {}, "a", 0, "a");
         row("shift a", Qt::Key_A, Qt::ShiftModifier, "A", 0, "A");
         row("ctrl f", Qt::Key_F, Qt::ControlModifier, "\x06", 3, "f");
         row("ctrl 9", Qt::Key_9, Qt::ControlModifier, "9", 25, "9");
