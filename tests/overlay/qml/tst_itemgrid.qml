@@ -27,6 +27,11 @@ Item {
                             16 + row * 164 + 75)
         }
 
+        function clickTile(index, modifiers, button) {
+            const p = tileCentre(index)
+            mouseClick(grid, p.x, p.y, button || Qt.LeftButton, modifiers || Qt.NoModifier)
+        }
+
         function init() {
             fixture.reset(12)
             waitForRendering(grid)
@@ -37,46 +42,40 @@ Item {
         }
 
         function test_plainClickPicksWithoutSelecting() {
-            const p = tileCentre(3)
-            mouseClick(grid, p.x, p.y)
+            clickTile(3)
             compare(fixture.picked(), ["3"])
             compare(fixture.selectedIndexes(), [])
         }
 
         function test_modifierClicksSelect() {
-            const click = (index, modifiers) => {
-                const p = tileCentre(index)
-                mouseClick(grid, p.x, p.y, Qt.LeftButton, modifiers)
-            }
-            click(7, Qt.ControlModifier)
+            clickTile(7, Qt.ControlModifier)
             compare(fixture.selectedIndexes(), [7])
             compare(fixture.anchor(), 7)
-            click(2, Qt.ControlModifier)
+            clickTile(2, Qt.ControlModifier)
             compare(fixture.selectedIndexes(), [2, 7])
-            click(7, Qt.ControlModifier)
+            clickTile(7, Qt.ControlModifier)
             compare(fixture.selectedIndexes(), [2])
             compare(fixture.anchor(), 7)
             // Shift extends from the anchor, which moves with it.
-            click(5, Qt.ShiftModifier)
+            clickTile(5, Qt.ShiftModifier)
             compare(fixture.selectedIndexes(), [5, 6, 7])
-            click(3, Qt.ShiftModifier)
+            clickTile(3, Qt.ShiftModifier)
             compare(fixture.selectedIndexes(), [3, 4, 5])
             compare(fixture.picked(), [])
         }
 
         // The whole change eases in together: growth, outline and glow, none of it at once.
         function test_selectionAnimatesAsAWhole() {
-            const p = tileCentre(1)
             const tile = grid.view.itemAtIndex(1)
             const face = findChild(tile, "tileFace")
             const outline = findChild(tile, "selectionOutline")
-            mouseClick(grid, p.x, p.y, Qt.LeftButton, Qt.ControlModifier)
+            clickTile(1, Qt.ControlModifier)
             verify(tile.lift < 1)
             verify(outline.opacity < 1)
             tryCompare(tile, "lift", 1, 2000)
             compare(outline.opacity, 1)
             fuzzyCompare(face.grown, 1.03, 0.012)
-            mouseClick(grid, p.x, p.y, Qt.LeftButton, Qt.ControlModifier)
+            clickTile(1, Qt.ControlModifier)
             verify(tile.lift > 0)
             tryCompare(tile, "lift", 0, 2000)
             compare(face.grown, 1)
@@ -95,8 +94,7 @@ Item {
             verify(grid.view.itemAtIndex(4).selected)
             verify(!ring(4).visible)
             // Ctrl-click takes it out of the selection; Return would still paste it.
-            const p = tileCentre(4)
-            mouseClick(grid, p.x, p.y, Qt.LeftButton, Qt.ControlModifier)
+            clickTile(4, Qt.ControlModifier)
             verify(!grid.view.itemAtIndex(4).selected)
             verify(ring(4).visible)
         }
@@ -135,8 +133,7 @@ Item {
         }
 
         function test_rubberBandOverNoTileClears() {
-            const p = tileCentre(0)
-            mouseClick(grid, p.x, p.y, Qt.LeftButton, Qt.ControlModifier)
+            clickTile(0, Qt.ControlModifier)
             // Down the gap between the first two columns.
             const x = 16 + tileWidth + 4
             mousePress(grid, x, 4)
@@ -147,8 +144,7 @@ Item {
         }
 
         function test_rightClickOpensTheTilesMenu() {
-            const p = tileCentre(2)
-            mouseClick(grid, p.x, p.y, Qt.RightButton)
+            clickTile(2, Qt.NoModifier, Qt.RightButton)
             const menu = findChild(grid, "tileMenu")
             tryCompare(menu, "opened", true)
             verify(fixture.controller.menuOpen)
@@ -164,11 +160,9 @@ Item {
 
             // With a category, on a selection: its entries and the categories.
             fixture.addCategory("Work")
-            for (const index of [1, 3]) {
-                const q = tileCentre(index)
-                mouseClick(grid, q.x, q.y, Qt.LeftButton, Qt.ControlModifier)
-            }
-            mouseClick(grid, tileCentre(3).x, tileCentre(3).y, Qt.RightButton)
+            clickTile(1, Qt.ControlModifier)
+            clickTile(3, Qt.ControlModifier)
+            clickTile(3, Qt.NoModifier, Qt.RightButton)
             tryCompare(menu, "opened", true)
             compare(menu.count, 3)
             compare(menu.itemAt(0).text, "Add Selection to Category")
@@ -180,8 +174,7 @@ Item {
         }
 
         function test_aPressWithoutMovementIsNoRubberBand() {
-            const p = tileCentre(4)
-            mouseClick(grid, p.x, p.y, Qt.LeftButton, Qt.ControlModifier)
+            clickTile(4, Qt.ControlModifier)
             mouseClick(grid, 16 + tileWidth + 7, 8)
             compare(fixture.selectedIndexes(), [4])
         }
