@@ -32,7 +32,7 @@ const Shortcut kShiftSuperV(Key::v, ModifierFlag::shift | ModifierFlag::command)
 const Shortcut kShiftSuperX(Key::x, ModifierFlag::shift | ModifierFlag::command);
 const Shortcut kCtrlAltK(Key::k, ModifierFlag::control | ModifierFlag::option);
 const Name kToggle(QStringLiteral("toggleOverlay"), kShiftSuperV);
-// Pressed after the key under test: once its handler ran, every earlier event was handled.
+// Pressed after the keys under test: once its handler ran, every earlier event was handled.
 const Name kSentinel(QStringLiteral("sentinel"), kShiftSuperX);
 
 // Another program on the same display, with a connection of its own.
@@ -161,7 +161,7 @@ private slots:
                                                  QSettings::IniFormat);
         m_settings->clear();
         m_registry = std::make_unique<Registry>(*m_settings, *m_keyboard.hotKeys);
-        m_toggleDown = m_toggleUp = m_sentinelDown = 0;
+        m_toggleDown = m_toggleUp = 0;
         m_registry->onKeyDown(kToggle, [this] { ++m_toggleDown; });
         m_registry->onKeyUp(kToggle, [this] { ++m_toggleUp; });
         m_registry->onKeyDown(kSentinel, [this] { ++m_sentinelDown; });
@@ -231,7 +231,6 @@ private slots:
         QCOMPARE(m_toggleUp, 1);
         // The plain key is not the shortcut.
         QVERIFY(xdotool({"key", "v", "super+v", "shift+v"}));
-        m_sentinelDown = 0;
         QVERIFY(pressSentinelAndWait());
         QCOMPARE(m_toggleDown, 1);
     }
@@ -268,7 +267,6 @@ private slots:
                                  kTimeout);
         QVERIFY(!m_registry->isRefused(taken));
         QVERIFY(xdotool({"key", "ctrl+alt+k"}));
-        m_sentinelDown = 0;
         QVERIFY(pressSentinelAndWait());
         QCOMPARE(takenDown, 1);
     }
@@ -396,6 +394,7 @@ private:
 
 bool TestHotKeysDesktop::pressSentinelAndWait()
 {
+    m_sentinelDown = 0;
     return xdotool({"key", "shift+super+x"})
            && QTest::qWaitFor([this] { return m_sentinelDown > 0; }, kTimeout)
            && m_sentinelDown == 1;

@@ -269,8 +269,6 @@ private slots:
         TrayIcon tray(prefs);
         tray.followPreferences();
         const auto look = [&tray] { return tray.statusItem()->icon().pixmap(22, 22).toImage(); };
-        QCOMPARE(tray.statusItem()->toolTip(), QStringLiteral("Cliphaven"));
-        QCOMPARE(tray.statusItem()->contextMenu(), tray.menu());
         const QImage normal = look();
         QVERIFY(!normal.isNull());
         prefs.setPaused(true);
@@ -299,14 +297,18 @@ private slots:
         connect(&tray, &TrayIcon::preferencesRequested, this, [&] { asked << "preferences"; });
         connect(&tray, &TrayIcon::checkForUpdatesRequested, this, [&] { asked << "updates"; });
         connect(&tray, &TrayIcon::quitRequested, this, [&] { asked << "quit"; });
-        QStringList entries;
-        for (QAction *action : tray.menu()->actions()) {
-            if (!action->isVisible())
-                continue;
-            entries << (action->isSeparator() ? QStringLiteral("-") : action->text());
-            action->trigger();
-        }
-        QCOMPARE(entries,
+        const auto entries = [&tray](bool trigger) {
+            QStringList shown;
+            for (QAction *action : tray.menu()->actions()) {
+                if (!action->isVisible())
+                    continue;
+                shown << (action->isSeparator() ? QStringLiteral("-") : action->text());
+                if (trigger)
+                    action->trigger();
+            }
+            return shown;
+        };
+        QCOMPARE(entries(true),
                  QStringList({"Show Cliphaven",
                               "Preferences…",
                               "-",
@@ -316,11 +318,8 @@ private slots:
 
         // A build without an update feed does not offer what cannot work.
         tray.setCanCheckForUpdates(false);
-        QStringList shown;
-        for (QAction *action : tray.menu()->actions()) {
-            if (action->isVisible() && !action->isSeparator())
-                shown << action->text();
-        }
+        QStringList shown = entries(false);
+        shown.removeAll(u"-"_s);
         QCOMPARE(shown, QStringList({"Show Cliphaven", "Preferences…", "Quit Cliphaven"}));
     }
 

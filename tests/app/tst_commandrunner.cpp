@@ -50,21 +50,37 @@ private:
 
     QString path() const { return m_dir.filePath(QStringLiteral("store.json")); }
 
+    // A filled store and a runner over it, for the test that calls it.
+    Store &open()
+    {
+        fill(m_store.emplace(path()));
+        m_runner.emplace(*m_store, recordingActions());
+        return *m_store;
+    }
+    CommandReply run(const QStringList &arguments, const QByteArray &input = {})
+    {
+        return m_runner->run(arguments, input);
+    }
+
     QTemporaryDir m_dir;
     Calls m_calls;
+    std::optional<Store> m_store;
+    std::optional<CommandRunner> m_runner;
     const QByteArray m_png = encodeImage(testImage(QSize(40, 30)));
 
 private slots:
     void init() { m_calls = {}; }
-    void cleanup() { QFile::remove(path()); }
+    void cleanup()
+    {
+        m_runner.reset();
+        m_store.reset();
+        QFile::remove(path());
+    }
 
     void listPrintsOneLinePerClip()
     {
-        Store store(path());
-        fill(store);
-        CommandRunner runner(store, recordingActions());
-
-        CommandReply reply = runner.run({QStringLiteral("list")});
+        open();
+        CommandReply reply = run({"list"});
         QCOMPARE(reply.status, 0);
         QCOMPARE(QString::fromUtf8(reply.out),
                  QStringLiteral("0\ttext\tsecond line more\n"
@@ -72,21 +88,18 @@ private slots:
                                 "2\ttext\tfirst\n"));
         QVERIFY(reply.err.isEmpty());
 
-        reply = runner.run({QStringLiteral("list"), QStringLiteral("--limit=1")});
+        reply = run({"list", "--limit=1"});
         QCOMPARE(reply.out, QByteArray("0\ttext\tsecond line more\n"));
-        reply = runner.run(
-            {QStringLiteral("list"), QStringLiteral("--category"), QStringLiteral("work")});
+        reply = run({"list", "--category", "work"});
         QCOMPARE(reply.out, QByteArray("0\ttext\tfiled away\n"));
-        reply = runner.run({QStringLiteral("categories")});
+        reply = run({"categories"});
         QCOMPARE(reply.out, QByteArray("Work\n"));
     }
 
     void jsonCarriesIdsFlavorsAndRecognisedText()
     {
-        Store store(path());
-        fill(store);
-        CommandRunner runner(store, recordingActions());
-        const CommandReply reply = runner.run({QStringLiteral("list"), QStringLiteral("--json")});
+        Store &store = open();
+        const CommandReply reply = run({"list", "--json"});
         QCOMPARE(reply.status, 0);
         const QJsonArray clips = QJsonDocument::fromJson(reply.out).array();
         QCOMPARE(clips.size(), 3);
@@ -104,85 +117,60 @@ private slots:
 
     void searchKeepsTheListsIndexes()
     {
-        Store store(path());
-        fill(store);
-        CommandRunner runner(store, recordingActions());
+        open();
         // Recognised text counts, as in the overlay; the index is the one `get` takes.
-        CommandReply reply = runner.run({QStringLiteral("search"), QStringLiteral("INVOICE")});
+        CommandReply reply = run({"search", "INVOICE"});
         QCOMPARE(reply.out, QByteArray("1\timage\tImage 40×30: Invoice 42\n"));
-        reply = runner.run({QStringLiteral("search"), QStringLiteral("first")});
+        reply = run({"search", "first"});
         QCOMPARE(reply.out, QByteArray("2\ttext\tfirst\n"));
-        reply = runner.run({QStringLiteral("search"), QStringLiteral("nowhere")});
+        reply = run({"search", "nowhere"});
         QCOMPARE(reply.status, 0);
         QVERIFY(reply.out.isEmpty());
     }
 
     void getWritesTheClipsBytes()
     {
-        Store store(path());
-        fill(store);
-        CommandRunner runner(store, recordingActions());
-        QCOMPARE(runner.run({QStringLiteral("get"), QStringLiteral("1")}).out, m_png);
-        QCOMPARE(runner.run({QStringLiteral("get"), QStringLiteral("0")}).out,
-                 QByteArray("second   line\n\tmore"));
-        QCOMPARE(runner
-                     .run({QStringLiteral("get"),
-                           QStringLiteral("0"),
-                           QStringLiteral("--type"),
-                           QStringLiteral("text/html")})
-                     .out,
-                 QByteArray("<b>second</b>"));
+        Store &store = open();
+        QCOMPARE(run({"get", "1"}).out, m_png);
+        QCOMPARE(run({"get", "0"}).out, QByteArray("second   line\n\tmore"));
+        QCOMPARE(run({"get", "0", "--type", "text/html"}).out, QByteArray("<b>second</b>"));
         const QString id = StoreCodec::uuidString(store.history()[2].id);
-        QCOMPARE(runner.run({QStringLiteral("get"), id}).out, QByteArray("first"));
+        QCOMPARE(run({"get", id}).out, QByteArray("first"));
         // An id finds a clip of a category too.
         const QString filed = StoreCodec::uuidString(store.categories()[0].items[0].id);
-        QCOMPARE(runner.run({QStringLiteral("get"), filed}).out, QByteArray("filed away"));
+        QCOMPARE(run({"get", filed}).out, QByteArray("filed away"));
     }
 
     void writingCommandsReachTheInstance()
     {
-        Store store(path());
-        fill(store);
-        CommandRunner runner(store, recordingActions());
+        Store &store = open();
         const ClipItem image = store.history()[1];
 
-        QCOMPARE(runner.run({QStringLiteral("copy"), QStringLiteral("1")}).status, 0);
+        QCOMPARE(run({"copy", "1"}).status, 0);
         QCOMPARE(m_calls.copied, QList{image});
-        QCOMPARE(runner.run({QStringLiteral("paste"), QStringLiteral("1")}).status, 0);
+        QCOMPARE(run({"paste", "1"}).status, 0);
         QCOMPARE(m_calls.pasted, QList{image});
-        runner.run({QStringLiteral("pause")});
-        runner.run({QStringLiteral("resume")});
+        run({"pause"});
+        run({"resume"});
         QCOMPARE(m_calls.paused, (QList<bool>{true, false}));
 
-        QCOMPARE(runner
-                     .run({QStringLiteral("add"),
-                           QStringLiteral("--category"),
-                           QStringLiteral("Work")},
-                          "from a pipe")
-                     .status,
-                 0);
+        QCOMPARE(run({"add", "--category", "Work"}, "from a pipe").status, 0);
         QCOMPARE(m_calls.put.size(), 1);
         QCOMPARE(m_calls.put[0].text, QStringLiteral("from a pipe"));
         QCOMPARE(store.categories()[0].items[0].text, QStringLiteral("from a pipe"));
 
         // Another image type goes on the clipboard as given, with a PNG beside it.
         const QByteArray jpeg = encodeImage(testImage(), "JPEG");
-        QCOMPARE(runner
-                     .run({QStringLiteral("add"),
-                           QStringLiteral("--type"),
-                           QStringLiteral("image/jpeg")},
-                          jpeg)
-                     .status,
-                 0);
+        QCOMPARE(run({"add", "--type", "image/jpeg"}, jpeg).status, 0);
         const ClipItem added = m_calls.put.last();
         QCOMPARE(added.kind, ClipKind::Image);
         QCOMPARE(added.flavors->value(QStringLiteral("image/jpeg")), jpeg);
         QCOMPARE(QImage::fromData(*added.imageData).size(), QSize(40, 30));
 
-        QCOMPARE(runner.run({QStringLiteral("delete"), QStringLiteral("0")}).status, 0);
+        QCOMPARE(run({"delete", "0"}).status, 0);
         QCOMPARE(store.history().size(), 2);
         QCOMPARE(store.history()[0], image);
-        QCOMPARE(runner.run({QStringLiteral("clear")}).status, 0);
+        QCOMPARE(run({"clear"}).status, 0);
         QVERIFY(store.history().isEmpty());
         QCOMPARE(store.categories()[0].items.size(), 2);
     }
@@ -222,13 +210,11 @@ private slots:
         QFETCH(QStringList, arguments);
         QFETCH(QByteArray, input);
         QFETCH(int, status);
-        Store store(path());
-        fill(store);
+        Store &store = open();
         const QList<ClipItem> history = store.history();
         const QList<Category> categories = store.categories();
-        CommandRunner runner(store, recordingActions());
 
-        const CommandReply reply = runner.run(arguments, input);
+        const CommandReply reply = run(arguments, input);
         QCOMPARE(reply.status, status);
         QVERIFY(reply.out.isEmpty());
         QVERIFY2(reply.err.startsWith("cliphaven: ") && reply.err.endsWith('\n'), reply.err);
@@ -250,10 +236,8 @@ private slots:
         QString error;
         std::optional<CommandRunner> runner = CommandRunner::fromStoreFile(path(), error);
         QVERIFY2(runner, qPrintable(error));
-        QCOMPARE(runner->run({QStringLiteral("get"), QStringLiteral("1")}).out, m_png);
-        QCOMPARE(runner
-                     ->run({QStringLiteral("list"), QStringLiteral("--limit"), QStringLiteral("1")})
-                     .out,
+        QCOMPARE(runner->run({"get", "1"}).out, m_png);
+        QCOMPARE(runner->run({"list", "--limit", "1"}).out,
                  QByteArray("0\ttext\tsecond line more\n"));
         const QList<QStringList> writes{{"copy", "0"}, {"delete", "0"}, {"clear"}, {"pause"}};
         for (const QStringList &arguments : writes) {
@@ -267,7 +251,7 @@ private slots:
 
         // No file yet: an empty history. A file that does not decode: an error, left alone.
         QVERIFY(CommandRunner::fromStoreFile(m_dir.filePath(QStringLiteral("none.json")), error)
-                    ->run({QStringLiteral("list")})
+                    ->run({"list"})
                     .out.isEmpty());
         QVERIFY(writeFile(path(), "{\"history\": [garbage"));
         QVERIFY(!CommandRunner::fromStoreFile(path(), error));

@@ -64,24 +64,19 @@ private slots:
             << int(Qt::Key_LaunchMail) << Qt::KeyboardModifiers(Qt::ControlModifier) << QString()
             << u"This key cannot be used in a shortcut."_s;
         // What every application copies, pastes, cuts, undoes and selects with stays theirs.
-        QTest::newRow("Ctrl+C copies everywhere")
-            << int(Qt::Key_C) << Qt::KeyboardModifiers(Qt::ControlModifier) << QString()
-            << u"Ctrl+C copies in every application. Choose another shortcut."_s;
-        QTest::newRow("Ctrl+V pastes everywhere")
-            << int(Qt::Key_V) << Qt::KeyboardModifiers(Qt::ControlModifier) << QString()
-            << u"Ctrl+V pastes in every application. Choose another shortcut."_s;
-        QTest::newRow("Ctrl+X cuts everywhere")
-            << int(Qt::Key_X) << Qt::KeyboardModifiers(Qt::ControlModifier) << QString()
-            << u"Ctrl+X cuts in every application. Choose another shortcut."_s;
-        QTest::newRow("Ctrl+Z undoes everywhere")
-            << int(Qt::Key_Z) << Qt::KeyboardModifiers(Qt::ControlModifier) << QString()
-            << u"Ctrl+Z undoes in every application. Choose another shortcut."_s;
-        QTest::newRow("Ctrl+A selects everywhere")
-            << int(Qt::Key_A) << Qt::KeyboardModifiers(Qt::ControlModifier) << QString()
-            << u"Ctrl+A selects everything in every application. Choose another shortcut."_s;
-        QTest::newRow("Shift+Insert pastes in terminals")
-            << int(Qt::Key_Insert) << Qt::KeyboardModifiers(Qt::ShiftModifier) << QString()
-            << u"Shift+Insert pastes in every application. Choose another shortcut."_s;
+        const auto reserved =
+            [](int key, Qt::KeyboardModifier modifier, const char *keys, const char *does) {
+                QTest::addRow("%s %s everywhere", keys, does)
+                    << key << Qt::KeyboardModifiers(modifier) << QString()
+                    << u"%1 %2 in every application. Choose another shortcut."_s
+                           .arg(QLatin1StringView(keys), QLatin1StringView(does));
+            };
+        reserved(Qt::Key_C, Qt::ControlModifier, "Ctrl+C", "copies");
+        reserved(Qt::Key_V, Qt::ControlModifier, "Ctrl+V", "pastes");
+        reserved(Qt::Key_X, Qt::ControlModifier, "Ctrl+X", "cuts");
+        reserved(Qt::Key_Z, Qt::ControlModifier, "Ctrl+Z", "undoes");
+        reserved(Qt::Key_A, Qt::ControlModifier, "Ctrl+A", "selects everything");
+        reserved(Qt::Key_Insert, Qt::ShiftModifier, "Shift+Insert", "pastes");
         QTest::newRow("Ctrl+Shift+C is free")
             << int(Qt::Key_C) << (Qt::ControlModifier | Qt::ShiftModifier) << u"Ctrl+Shift+C"_s
             << QString();

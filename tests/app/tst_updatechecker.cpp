@@ -135,6 +135,7 @@ private slots:
         QTest::addColumn<QVariant>("stored");
         QTest::addColumn<QUrl>("expected"); // empty: the built-in feed
 
+        // In the default build, which names no feed, these two offer no updates at all.
         QTest::newRow("absent") << QVariant() << QUrl();
         QTest::newRow("https") << QVariant(QStringLiteral(" https://example.org/appcast.xml "))
                                << QUrl(QStringLiteral("https://example.org/appcast.xml"));
@@ -153,18 +154,6 @@ private slots:
         const QUrl feed = UpdateChecker::feedUrl(settings);
         QCOMPARE(feed, expected.isEmpty() ? UpdateChecker::builtInFeedUrl() : expected);
         QCOMPARE(UpdateChecker::updatesOffered(settings), !feed.isEmpty());
-    }
-
-    // The default build, like a distribution's package, names no feed: nothing to check.
-    void aBuildWithoutAFeedOffersNoUpdates()
-    {
-        if (!UpdateChecker::builtInFeedUrl().isEmpty())
-            QSKIP("This build names an update feed.");
-        QTemporaryDir dir;
-        QSettings settings(dir.filePath(QStringLiteral("s.conf")), QSettings::IniFormat);
-        QVERIFY(!UpdateChecker::updatesOffered(settings));
-        settings.setValue(UpdateChecker::kFeedUrlKey, QStringLiteral("not a feed"));
-        QVERIFY(!UpdateChecker::updatesOffered(settings));
     }
 
     // The feed format and the version order; defined below the class, where moc does not
