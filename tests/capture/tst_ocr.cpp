@@ -238,7 +238,6 @@ private slots:
     void bandsCoverEveryRowOnce_data()
     {
         QTest::addColumn<QSize>("size");
-        QTest::newRow("1080p screen, one band") << QSize(1920, 1080);
         QTest::newRow("1200p screen, one band") << QSize(1920, 1200);
         QTest::newRow("4K screenshot") << QSize(3840, 2160);
         QTest::newRow("8000 x 6000 as recognised") << recognitionSize(QSize(8000, 6000));

@@ -3,13 +3,13 @@
 // writes to wl-paste, and a compositor that goes away.
 
 #include "common/CaptureRig.h"
+#include "common/DesktopClipboard.h"
 #include "common/Images.h"
 #include "common/Programs.h"
 #include "fakes/FakeKeyPoster.h"
 #include "fakes/FakeWorkspace.h"
 #include "platform/wayland/WaylandPasteboard.h"
 
-#include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTemporaryFile>
 
@@ -18,13 +18,6 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto kTypeTimeout = 500ms;
-
-QByteArray randomBytes(qsizetype size)
-{
-    QByteArray bytes(size, Qt::Uninitialized);
-    QRandomGenerator(7).fillRange(reinterpret_cast<quint32 *>(bytes.data()), size / 4);
-    return bytes;
-}
 
 using Rig = CaptureRig<WaylandPasteboard, FakeWorkspace, FakeKeyPoster>;
 
@@ -80,7 +73,7 @@ private slots:
         QFETCH(QString, text);
 
         copy({"wl-copy", "--foreground", "--type", type}, bytes);
-        const ClipItem item = nextItem();
+        const ClipItem item = nextDelivered(r->delivered, m_taken);
         QVERIFY(!item.id.isNull());
         QCOMPARE(item.kind, kind);
         QVERIFY(item.flavors);
@@ -96,19 +89,21 @@ private slots:
 
     void everyFlavorOfARichCopyIsKept()
     {
-        startSource({"-t",
-                     "text/html",
-                     "-s",
-                     "<i>rich</i>",
-                     "-t",
-                     "text/plain;charset=utf-8",
-                     "-s",
-                     "rich ✓",
-                     "-t",
-                     "application/x-custom",
-                     "-s",
-                     "\x01\x02"});
-        const ClipItem item = nextItem();
+        startReady(m_programs,
+                   QStringLiteral(WAYLAND_SOURCE),
+                   {"-t",
+                    "text/html",
+                    "-s",
+                    "<i>rich</i>",
+                    "-t",
+                    "text/plain;charset=utf-8",
+                    "-s",
+                    "rich ✓",
+                    "-t",
+                    "application/x-custom",
+                    "-s",
+                    "\x01\x02"});
+        const ClipItem item = nextDelivered(r->delivered, m_taken);
         QCOMPARE(item.text, QStringLiteral("rich ✓"));
         const Flavors expected{{"text/html", "<i>rich</i>"},
                                {"text/plain;charset=utf-8", "rich ✓"},
@@ -129,23 +124,25 @@ private slots:
     void misbehavingTypeIsLeftOutAndTheOthersKept()
     {
         QFETCH(QString, behaviour);
-        startSource({"-t",
-                     "text/html",
-                     behaviour,
-                     "-t",
-                     "text/plain;charset=utf-8",
-                     "-s",
-                     "kept",
-                     "-t",
-                     "image/x-broken",
-                     behaviour});
-        const ClipItem item = nextItem();
+        startReady(m_programs,
+                   QStringLiteral(WAYLAND_SOURCE),
+                   {"-t",
+                    "text/html",
+                    behaviour,
+                    "-t",
+                    "text/plain;charset=utf-8",
+                    "-s",
+                    "kept",
+                    "-t",
+                    "image/x-broken",
+                    behaviour});
+        const ClipItem item = nextDelivered(r->delivered, m_taken);
         QCOMPARE(item.text, QStringLiteral("kept"));
         QCOMPARE(item.flavors->keys(), QStringList{"text/plain;charset=utf-8"});
 
         // The reader is free again for the next copy.
         copy({"wl-copy", "--foreground"}, "after");
-        QCOMPARE(nextItem().text, QStringLiteral("after"));
+        QCOMPARE(nextDelivered(r->delivered, m_taken).text, QStringLiteral("after"));
     }
 
     void largeCopyArrivesWhole()
@@ -156,7 +153,7 @@ private slots:
         file.write(big);
         file.close();
         copy({"wl-copy", "--foreground", "--type", "image/png"}, {}, file.fileName());
-        const ClipItem item = nextItem();
+        const ClipItem item = nextDelivered(r->delivered, m_taken);
         QCOMPARE(item.kind, ClipKind::Image);
         QCOMPARE(item.imageData->size(), big.size());
         QVERIFY(*item.imageData == big);
@@ -164,24 +161,26 @@ private slots:
 
     void secretCopyIsSkipped()
     {
-        startSource({"-t",
-                     "text/plain;charset=utf-8",
-                     "-s",
-                     "hunter2",
-                     "-t",
-                     "x-kde-passwordManagerHint",
-                     "-s",
-                     "secret"});
+        startReady(m_programs,
+                   QStringLiteral(WAYLAND_SOURCE),
+                   {"-t",
+                    "text/plain;charset=utf-8",
+                    "-s",
+                    "hunter2",
+                    "-t",
+                    "x-kde-passwordManagerHint",
+                    "-s",
+                    "secret"});
         QTRY_COMPARE_WITH_TIMEOUT(r->monitor.lastChange(), r->pasteboard.changeCount(), 10000);
         copy({"wl-copy", "--foreground"}, "public");
-        QCOMPARE(nextItem().text, QStringLiteral("public"));
+        QCOMPARE(nextDelivered(r->delivered, m_taken).text, QStringLiteral("public"));
         QCOMPARE(r->delivered.size(), 1);
     }
 
     void ownWriteIsServedButNotCaptured()
     {
         copy({"wl-copy", "--foreground"}, "theirs");
-        QCOMPARE(nextItem().text, QStringLiteral("theirs"));
+        QCOMPARE(nextDelivered(r->delivered, m_taken).text, QStringLiteral("theirs"));
 
         const qint64 before = r->pasteboard.changeCount();
         const Flavors flavors{{"text/html", "<b>ours</b>"},
@@ -210,7 +209,7 @@ private slots:
 
         // Another program taking the clipboard ends our ownership; its copy is recorded.
         copy({"wl-copy", "--foreground"}, "next");
-        QCOMPARE(nextItem().text, QStringLiteral("next"));
+        QCOMPARE(nextDelivered(r->delivered, m_taken).text, QStringLiteral("next"));
     }
 
     // A reader that takes one byte and goes away must not stop us serving the next one.
@@ -266,8 +265,6 @@ private slots:
 
 private:
     void copy(const QStringList &command, const QByteArray &bytes, const QString &file = {});
-    void startSource(const QStringList &arguments);
-    ClipItem nextItem();
     QByteArray paste(const QString &type);
 
     Programs m_programs;
@@ -288,20 +285,6 @@ void WaylandClipboardTest::copy(const QStringList &command,
                              + command.mid(1));
     }
     QTRY_VERIFY_WITH_TIMEOUT(r->pasteboard.changeCount() > before, 20000);
-}
-
-void WaylandClipboardTest::startSource(const QStringList &arguments)
-{
-    QProcess *source = m_programs.start(QStringLiteral(WAYLAND_SOURCE), arguments);
-    QTRY_VERIFY_WITH_TIMEOUT(source->canReadLine(), 20000);
-    QCOMPARE(source->readLine(), QByteArray("ready\n"));
-}
-
-ClipItem WaylandClipboardTest::nextItem()
-{
-    if (!QTest::qWaitFor([&] { return r->delivered.size() > m_taken; }, 30000))
-        return {};
-    return r->delivered.at(m_taken++).at(0).value<ClipItem>();
 }
 
 QByteArray WaylandClipboardTest::paste(const QString &type)

@@ -3,6 +3,7 @@
 // application (zenity) with and without the XTest extension.
 
 #include "common/CaptureRig.h"
+#include "common/DesktopClipboard.h"
 #include "common/Images.h"
 #include "common/Programs.h"
 #include "platform/x11/X11KeyPoster.h"
@@ -10,7 +11,6 @@
 #include "platform/x11/X11Workspace.h"
 
 #include <QGuiApplication>
-#include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTemporaryFile>
 
@@ -19,13 +19,6 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto kRequestTimeout = 500ms;
-
-QByteArray randomBytes(qsizetype size)
-{
-    QByteArray bytes(size, Qt::Uninitialized);
-    QRandomGenerator(42).fillRange(reinterpret_cast<quint32 *>(bytes.data()), size / 4);
-    return bytes;
-}
 
 using Rig = CaptureRig<X11Pasteboard, X11Workspace, X11KeyPoster>;
 
@@ -82,7 +75,7 @@ private slots:
         QFETCH(QString, text);
 
         copyWithXclip(type, bytes);
-        const ClipItem item = nextItem();
+        const ClipItem item = nextDelivered(r->delivered, m_taken);
         QVERIFY(!item.id.isNull());
         QCOMPARE(item.kind, kind);
         QVERIFY(item.flavors);
@@ -99,11 +92,13 @@ private slots:
 
     void everyFlavorOfARichCopyIsKept()
     {
-        startOwner(QStringLiteral("-t text/html -s <i>rich</i> -t UTF8_STRING -s rich "
+        startReady(m_programs,
+                   QStringLiteral(CLIPBOARD_OWNER),
+                   QStringLiteral("-t text/html -s <i>rich</i> -t UTF8_STRING -s rich "
                                   "-t text/plain;charset=utf-8 -s rich -t application/x-empty -s")
-                       .split(u' ')
-                   << QString());
-        const ClipItem item = nextItem();
+                           .split(u' ')
+                       << QString());
+        const ClipItem item = nextDelivered(r->delivered, m_taken);
         QCOMPARE(item.text, QStringLiteral("rich"));
         const Flavors expected{{"text/html", "<i>rich</i>"},
                                {"UTF8_STRING", "rich"},
@@ -120,7 +115,7 @@ private slots:
         file.write(big);
         file.close();
         copyWithXclip("image/png", {}, file.fileName());
-        const ClipItem item = nextItem();
+        const ClipItem item = nextDelivered(r->delivered, m_taken);
         QCOMPARE(item.kind, ClipKind::Image);
         QCOMPARE(item.imageData->size(), big.size());
         QVERIFY(*item.imageData == big);
@@ -143,7 +138,9 @@ private slots:
         QVERIFY(file.open());
         file.write(randomBytes(1024 * 1024));
         file.close();
-        startOwner(arguments.replace(QStringLiteral("BIGFILE"), file.fileName()).split(u' '));
+        startReady(m_programs,
+                   QStringLiteral(CLIPBOARD_OWNER),
+                   arguments.replace(QStringLiteral("BIGFILE"), file.fileName()).split(u' '));
         QTRY_COMPARE_WITH_TIMEOUT(r->monitor.lastChange(), r->pasteboard.changeCount(), 10000);
         QTest::qWait(4 * int(kRequestTimeout.count()));
         QCOMPARE(r->delivered.size(), 0);
@@ -151,25 +148,29 @@ private slots:
 
         // The reader is free again for the next copy.
         copyWithXclip("UTF8_STRING", "after");
-        QCOMPARE(nextItem().text, QStringLiteral("after"));
+        QCOMPARE(nextDelivered(r->delivered, m_taken).text, QStringLiteral("after"));
         QCOMPARE(r->delivered.size(), 1);
     }
 
     void slowOwnerWithinTheDeadlineIsRead()
     {
-        startOwner({"--delay", "150", "-t", "UTF8_STRING", "-s", "slowly"});
-        QCOMPARE(nextItem().text, QStringLiteral("slowly"));
+        startReady(m_programs,
+                   QStringLiteral(CLIPBOARD_OWNER),
+                   {"--delay", "150", "-t", "UTF8_STRING", "-s", "slowly"});
+        QCOMPARE(nextDelivered(r->delivered, m_taken).text, QStringLiteral("slowly"));
     }
 
     void copyDuringASlowReadIsDeliveredOnce()
     {
         // Each answer of this owner takes 0.3 s: its read is still running when the next copy
         // comes, which supersedes it.
-        startOwner(
+        startReady(
+            m_programs,
+            QStringLiteral(CLIPBOARD_OWNER),
             {"--delay", "300", "-t", "UTF8_STRING", "-s", "slow", "-t", "text/html", "-s", "s"});
         QTRY_COMPARE_WITH_TIMEOUT(r->monitor.lastChange(), r->pasteboard.changeCount(), 10000);
         copyWithXclip("UTF8_STRING", "newer");
-        QCOMPARE(nextItem().text, QStringLiteral("newer"));
+        QCOMPARE(nextDelivered(r->delivered, m_taken).text, QStringLiteral("newer"));
         QTest::qWait(4 * int(kRequestTimeout.count()));
         QCOMPARE(r->delivered.size(), 1);
     }
@@ -178,7 +179,7 @@ private slots:
     {
         // Someone else owns the clipboard first, as when pasting back after a copy elsewhere.
         copyWithXclip("UTF8_STRING", "theirs");
-        QCOMPARE(nextItem().text, QStringLiteral("theirs"));
+        QCOMPARE(nextDelivered(r->delivered, m_taken).text, QStringLiteral("theirs"));
 
         const qint64 before = r->pasteboard.changeCount();
         const Flavors flavors{{"text/html", "<b>ours</b>"},
@@ -229,7 +230,7 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(r->monitor.lastChange(), r->pasteboard.changeCount(), 10000);
         r->prefs.setIgnoredApps({});
         copyWithXclip("UTF8_STRING", "public");
-        QCOMPARE(nextItem().text, QStringLiteral("public"));
+        QCOMPARE(nextDelivered(r->delivered, m_taken).text, QStringLiteral("public"));
         QCOMPARE(r->delivered.size(), 1);
     }
 
@@ -310,9 +311,6 @@ private slots:
 
 private:
     void copyWithXclip(const QString &type, const QByteArray &bytes, const QString &file = {});
-    void startOwner(const QStringList &arguments);
-    ClipItem nextItem();
-    QByteArray pasteWithXclip(const QString &type);
     RunningApplication startZenity(const QString &title,
                                    QProcess **process = nullptr,
                                    const QStringList &options = {});
@@ -334,27 +332,6 @@ void X11ClipboardTest::copyWithXclip(const QString &type,
     QTRY_VERIFY_WITH_TIMEOUT(r->pasteboard.changeCount() > before, 20000);
 }
 
-void X11ClipboardTest::startOwner(const QStringList &arguments)
-{
-    QProcess *owner = m_programs.start(QStringLiteral(CLIPBOARD_OWNER), arguments);
-    QTRY_VERIFY_WITH_TIMEOUT(owner->canReadLine(), 20000);
-    QCOMPARE(owner->readLine(), QByteArray("ready\n"));
-}
-
-ClipItem X11ClipboardTest::nextItem()
-{
-    if (!QTest::qWaitFor([&] { return r->delivered.size() > m_taken; }, 30000))
-        return {};
-    return r->delivered.at(m_taken++).at(0).value<ClipItem>();
-}
-
-QByteArray X11ClipboardTest::pasteWithXclip(const QString &type)
-{
-    // xclip asks on its own connection; this process answers from its event loop meanwhile.
-    return Programs::run(QStringLiteral("xclip"), {"-o", "-selection", "clipboard", "-t", type})
-        .value_or(QByteArray());
-}
-
 RunningApplication X11ClipboardTest::startZenity(const QString &title,
                                                  QProcess **process,
                                                  const QStringList &options)
@@ -364,15 +341,7 @@ RunningApplication X11ClipboardTest::startZenity(const QString &title,
                                             + options);
     if (process)
         *process = zenity;
-    std::optional<RunningApplication> app;
-    // openbox gives a new window the focus; it is in front once the window manager says so.
-    const bool inFront = QTest::qWaitFor(
-        [&] {
-            app = r->workspace.frontmostApplication();
-            return app && app->pid == zenity->processId();
-        },
-        30000);
-    return inFront ? *app : RunningApplication{};
+    return waitInFront(r->workspace, zenity);
 }
 
 QTEST_MAIN(X11ClipboardTest)

@@ -3,6 +3,7 @@
 // owner misbehaves in one target only.
 
 #include "common/CaptureRig.h"
+#include "common/DesktopClipboard.h"
 #include "common/Images.h"
 #include "common/Programs.h"
 #include "model/TextFlavors.h"
@@ -66,7 +67,7 @@ private slots:
                                                         "--entry-text=" + kUnicode});
         QVERIFY(zenity.window != 0);
         Programs::run("xdotool", {"key", "--clearmodifiers", "ctrl+a", "ctrl+c"});
-        const ClipItem item = nextItem();
+        const ClipItem item = nextDelivered(r->delivered, m_taken);
         QCOMPARE(item.text, kUnicode);
         QVERIFY(item.flavors);
         // GTK's own escaped form is what made this necessary; it must still be there.
@@ -115,7 +116,7 @@ private slots:
                     .window
                 != 0);
         Programs::run("xdotool", {"key", "--clearmodifiers", "ctrl+a", "ctrl+c"});
-        QCOMPARE(nextItem().text, text);
+        QCOMPARE(nextDelivered(r->delivered, m_taken).text, text);
 
         if (killed)
             process->kill();
@@ -135,7 +136,7 @@ private slots:
     void clipboardManagerRoleIsHeld()
     {
         copyWithXclip("saved");
-        QCOMPARE(nextItem().text, QStringLiteral("saved"));
+        QCOMPARE(nextDelivered(r->delivered, m_taken).text, QStringLiteral("saved"));
         // Answered with success once the newest change has been read; other targets refused.
         QCOMPARE(askClipboardManager("SAVE_TARGETS"), std::optional(true));
         QCOMPARE(askClipboardManager("UTF8_STRING"), std::optional(false));
@@ -217,7 +218,7 @@ private slots:
             QTRY_VERIFY_WITH_TIMEOUT(r->pasteboard.changeCount() > before, 20000);
         };
         copy("s3cret");
-        QCOMPARE(nextItem().text, QStringLiteral("s3cret"));
+        QCOMPARE(nextDelivered(r->delivered, m_taken).text, QStringLiteral("s3cret"));
         copy("");
         QTRY_COMPARE_WITH_TIMEOUT(cleared.size(), 1, 20000);
         QCOMPARE(cleared.first().first().value<ClipItem>().text, QStringLiteral("s3cret"));
@@ -226,9 +227,10 @@ private slots:
 
         // Another program's blank copy is not a clearing.
         copyWithXclip("public");
-        QCOMPARE(nextItem().text, QStringLiteral("public"));
-        startOwner({"-t", "UTF8_STRING", "-s", ""});
-        QCOMPARE(nextItem().text, QStringLiteral("[1 format]  UTF8_STRING"));
+        QCOMPARE(nextDelivered(r->delivered, m_taken).text, QStringLiteral("public"));
+        startReady(m_programs, QStringLiteral(CLIPBOARD_OWNER), {"-t", "UTF8_STRING", "-s", ""});
+        QCOMPARE(nextDelivered(r->delivered, m_taken).text,
+                 QStringLiteral("[1 format]  UTF8_STRING"));
         QCOMPARE(cleared.size(), 1);
     }
 
@@ -266,7 +268,9 @@ private slots:
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write(encodeImage(testImage(), "png"));
         file.close();
-        startOwner({"--ignore",
+        startReady(m_programs,
+                   QStringLiteral(CLIPBOARD_OWNER),
+                   {"--ignore",
                     "text/html",
                     "-t",
                     "image/jpeg",
@@ -284,7 +288,7 @@ private slots:
                     "image/png",
                     "-f",
                     png});
-        const ClipItem item = nextItem();
+        const ClipItem item = nextDelivered(r->delivered, m_taken);
         QCOMPARE(item.kind, ClipKind::Image);
         // PNG came first; the other image encoding was never asked for.
         QCOMPARE(QSet<QString>(item.flavors->keyBegin(), item.flavors->keyEnd()),
@@ -293,13 +297,10 @@ private slots:
     }
 
 private:
-    void startOwner(const QStringList &arguments);
     void copyWithXclip(const QByteArray &text);
     // Converts CLIPBOARD_MANAGER to target on a connection of its own: whether the answer
     // names a property (success); nothing when no answer came.
     static std::optional<bool> askClipboardManager(const QByteArray &target);
-    ClipItem nextItem();
-    QByteArray pasteWithXclip(const QString &type);
     RunningApplication startProgram(const QString &program,
                                     const QStringList &arguments,
                                     const QString &identifier = {},
@@ -310,13 +311,6 @@ private:
     std::unique_ptr<Rig> r;
     qsizetype m_taken = 0;
 };
-
-void X11ProgramsTest::startOwner(const QStringList &arguments)
-{
-    QProcess *owner = m_programs.start(QStringLiteral(CLIPBOARD_OWNER), arguments);
-    QTRY_VERIFY_WITH_TIMEOUT(owner->canReadLine(), 20000);
-    QCOMPARE(owner->readLine(), QByteArray("ready\n"));
-}
 
 void X11ProgramsTest::copyWithXclip(const QByteArray &text)
 {
@@ -367,19 +361,6 @@ std::optional<bool> X11ProgramsTest::askClipboardManager(const QByteArray &targe
     return answer;
 }
 
-ClipItem X11ProgramsTest::nextItem()
-{
-    if (!QTest::qWaitFor([&] { return r->delivered.size() > m_taken; }, 30000))
-        return {};
-    return r->delivered.at(m_taken++).at(0).value<ClipItem>();
-}
-
-QByteArray X11ProgramsTest::pasteWithXclip(const QString &type)
-{
-    return Programs::run(QStringLiteral("xclip"), {"-o", "-selection", "clipboard", "-t", type})
-        .value_or(QByteArray());
-}
-
 RunningApplication X11ProgramsTest::startProgram(const QString &program,
                                                  const QStringList &arguments,
                                                  const QString &identifier,
@@ -388,17 +369,7 @@ RunningApplication X11ProgramsTest::startProgram(const QString &program,
     QProcess *process = m_programs.start(program, arguments);
     if (started)
         *started = process;
-    std::optional<RunningApplication> app;
-    // openbox gives a new window the focus; it is in front once the window manager says so.
-    const bool inFront = QTest::qWaitFor(
-        [&] {
-            app = r->workspace.frontmostApplication();
-            return app
-                   && (identifier.isEmpty() ? app->pid == process->processId()
-                                            : app->identifier == identifier);
-        },
-        30000);
-    return inFront ? *app : RunningApplication{};
+    return waitInFront(r->workspace, process, identifier);
 }
 
 QTEST_MAIN(X11ProgramsTest)

@@ -45,11 +45,11 @@ public:
     explicit SmallFileSystem(const QString &kilobytes)
     {
         m_mounted = QProcess::execute(QStringLiteral("mount"),
-                                      {QStringLiteral("-t"),
-                                       QStringLiteral("tmpfs"),
-                                       QStringLiteral("-o"),
+                                      {"-t",
+                                       "tmpfs",
+                                       "-o",
                                        QStringLiteral("size=%1k,mode=0700").arg(kilobytes),
-                                       QStringLiteral("tmpfs"),
+                                       "tmpfs",
                                        m_dir.path()})
                     == 0;
     }
@@ -72,8 +72,7 @@ public:
     }
     void remount(const QString &mode) const
     {
-        QProcess::execute(QStringLiteral("mount"),
-                          {QStringLiteral("-o"), QStringLiteral("remount,") + mode, m_dir.path()});
+        QProcess::execute(QStringLiteral("mount"), {"-o", "remount," + mode, m_dir.path()});
     }
 
 private:

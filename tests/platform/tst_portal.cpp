@@ -112,10 +112,7 @@ private:
     std::unique_ptr<QDBusConnection> m_bus;
 };
 
-const QStringList kControlV{QStringLiteral("ffe3:1"),
-                            QStringLiteral("76:1"),
-                            QStringLiteral("76:0"),
-                            QStringLiteral("ffe3:0")};
+const QStringList kControlV{"ffe3:1", "76:1", "76:0", "ffe3:0"};
 
 QStringList matching(const QStringList &calls, const QString &prefix)
 {
