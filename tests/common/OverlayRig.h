@@ -41,6 +41,17 @@ struct OverlayRig
             list.append(item.text.value_or(QString()));
         return list;
     }
+    QStringList categoryTexts(const QUuid &category) const
+    {
+        return texts(store.category(category)->items);
+    }
+    QStringList categoryNames() const
+    {
+        QStringList names;
+        for (const Category &category : store.categories())
+            names.append(category.name);
+        return names;
+    }
 
     QTemporaryDir dir;
     Store store{dir.filePath(QStringLiteral("store.json"))};

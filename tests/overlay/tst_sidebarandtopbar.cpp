@@ -25,17 +25,6 @@ struct Fixture : OverlayRig
             ids.append(store.addCategory(name));
     }
 
-    QStringList names() const
-    {
-        QStringList list;
-        for (const Category &category : store.categories())
-            list.append(category.name);
-        return list;
-    }
-    QStringList categoryTexts(const QUuid &category) const
-    {
-        return texts(store.category(category)->items);
-    }
     QVariant row(int index, int role) const
     {
         return sidebar.categories()->data(sidebar.categories()->index(index), role);
@@ -106,7 +95,7 @@ private slots:
         Fixture f;
         QSignalSpy renaming(&f.sidebar, &SidebarController::renamingIdChanged);
         f.sidebar.newCategory();
-        QCOMPARE(f.names(), QStringList({"Work", "Home", "New Category"}));
+        QCOMPARE(f.categoryNames(), QStringList({"Work", "Home", "New Category"}));
         const QUuid created = f.store.categories().last().id;
         QCOMPARE(f.state.tab(), Tab::category(created));
         QCOMPARE(f.sidebar.shownCategoryId(), idString(created));
@@ -136,7 +125,7 @@ private slots:
         f.sidebar.beginRename(id);
         QVERIFY(f.state.isRenaming());
         f.sidebar.commitRename(id, typed);
-        QCOMPARE(f.names().first(), name);
+        QCOMPARE(f.categoryNames().first(), name);
         QVERIFY(!f.state.isRenaming());
         QCOMPARE(f.sidebar.renamingId(), QString());
     }
@@ -155,7 +144,7 @@ private slots:
         const Tab before = Tab::category(shown ? f.ids[0] : f.ids[1]);
         f.state.setTab(before);
         f.sidebar.deleteCategory(idString(f.ids[0]));
-        QCOMPARE(f.names(), QStringList({"Home"}));
+        QCOMPARE(f.categoryNames(), QStringList({"Home"}));
         QCOMPARE(f.state.tab(), shown ? Tab::history() : before);
         QCOMPARE(f.store.history().size(), 3);
     }
@@ -210,7 +199,7 @@ private slots:
         }
         payload.replace(u'?', idString(QUuid::createUuid()));
         f.sidebar.applyDrop(f.ids[0], payload);
-        QCOMPARE(f.names(), order);
+        QCOMPARE(f.categoryNames(), order);
         QCOMPARE(f.categoryTexts(f.ids[0]), target);
         // Filed, not moved: the history keeps everything.
         QCOMPARE(f.store.history().size(), 3);
