@@ -24,10 +24,6 @@ struct Fixture : OverlayRig
     {
         return grid.tileMenu(row).value("targets").toStringList();
     }
-    QStringList categoryTexts(const QUuid &category) const
-    {
-        return texts(store.category(category)->items);
-    }
 
     QUuid work;
     QUuid home;
@@ -156,24 +152,18 @@ private slots:
         QCOMPARE(f.grid.dragPayload(3), "item:" + idString(f.id(3)));
     }
 
-    // Outside a selection the menu is for the tile alone; inside, for the whole selection.
+    // The grid's QML test opens the menu on a tile alone and on a selection; a tile outside the
+    // selection with categories present, and the ids the entries carry, are checked only here.
     void menus()
     {
         Fixture f;
         f.state.setSelection(f.ids({1, 2, 3}));
         const QVariantMap one = f.grid.tileMenu(5);
-        QCOMPARE(one.value("multiple").toBool(), false);
         QCOMPARE(one.value("categoryTitle").toString(), "Add to Category");
-        QCOMPARE(one.value("deleteTitle").toString(), "Delete");
         const QVariantList categories = one.value("categories").toList();
         QCOMPARE(categories.size(), 2);
-        QCOMPARE(categories.at(0).toMap().value("name").toString(), "Work");
         QCOMPARE(categories.at(0).toMap().value("id").toString(), idString(f.work));
         QCOMPARE(categories.at(1).toMap().value("name").toString(), "Home");
-        const QVariantMap three = f.grid.tileMenu(2);
-        QCOMPARE(three.value("multiple").toBool(), true);
-        QCOMPARE(three.value("categoryTitle").toString(), "Add Selection to Category");
-        QCOMPARE(three.value("deleteTitle").toString(), "Delete Selection");
     }
 
     void addAndDeleteApplyToTheirTargets()

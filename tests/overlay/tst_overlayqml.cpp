@@ -38,19 +38,10 @@ public:
         m_rig.picked.clear();
     }
     Q_INVOKABLE void addCategory(const QString &name) { m_rig.store.addCategory(name); }
-    Q_INVOKABLE QStringList categoryNames() const
-    {
-        QStringList names;
-        for (const Category &category : m_rig.store.categories())
-            names.append(category.name);
-        return names;
-    }
+    Q_INVOKABLE QStringList categoryNames() const { return m_rig.categoryNames(); }
     Q_INVOKABLE QStringList categoryTexts(int index) const
     {
-        QStringList texts;
-        for (const ClipItem &item : m_rig.store.categories().at(index).items)
-            texts.append(*item.text);
-        return texts;
+        return m_rig.categoryTexts(m_rig.store.categories().at(index).id);
     }
     // A platform drag carrying text, entering the window over item at (x, y); then dropped.
     Q_INVOKABLE void dragEnter(QQuickItem *item, qreal x, qreal y, const QString &text)
@@ -89,7 +80,6 @@ public:
         const auto anchor = m_rig.state.selectionAnchor();
         return anchor ? QVariant(*anchor) : QVariant();
     }
-    Q_INVOKABLE int gridColumns() const { return m_rig.state.gridColumns(); }
     Q_INVOKABLE void setAnchor(int index) { m_rig.state.selectOnly(m_rig.model.items(), index); }
     // What the Menu key asks of the grid.
     Q_INVOKABLE void requestMenu(int index) { m_rig.grid.requestMenu(index); }
