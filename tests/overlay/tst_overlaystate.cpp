@@ -118,18 +118,6 @@ private slots:
         QCOMPARE(Fixture::previews(itemsForCurrentTab(state, store)), expected);
     }
 
-    void categoryTabShowsItsItemsOrNothing()
-    {
-        Fixture f;
-        const QUuid id = f.store.categories().first().id;
-        f.store.add(ClipItem::makeText(QStringLiteral("older")), id);
-        f.store.add(ClipItem::makeText(QStringLiteral("newer")), id);
-        f.state.setTab(Tab::category(id));
-        QCOMPARE(f.texts(), (QStringList{"newer", "older"}));
-        f.store.deleteCategory(id);
-        QVERIFY(f.items().isEmpty());
-    }
-
     void resetForShowKeepsFocusAndColumns()
     {
         const QList<ClipItem> items(3, ClipItem::makeText(QStringLiteral("x")));

@@ -249,9 +249,10 @@ private slots:
     {
         Fixture f;
         f.store.add(ClipItem::makeText(QStringLiteral("kept")), f.categoryId);
+        f.store.add(ClipItem::makeText(QStringLiteral("newer")), f.categoryId);
         f.state.setTab(Tab::category(f.categoryId));
         QCOMPARE(f.edits, QStringList{"reset"});
-        QCOMPARE(f.texts(), QStringList({"kept"}));
+        QCOMPARE(f.texts(), QStringList({"newer", "kept"}));
         // A history change no longer touches the category's rows.
         QSignalSpy changed(&f.model, &QAbstractItemModel::dataChanged);
         f.store.captureFromClipboard(ClipItem::makeText(QStringLiteral("elsewhere")));
@@ -315,12 +316,17 @@ private slots:
     }
 
     // Near the tile's shape a picture fills it, cropped at the centre; far from it (a wide
-    // screenshot, a label near the edge) it is shown whole over a dimmed fill of itself.
+    // screenshot, a label near the edge) it is shown whole over a dimmed fill of itself. A link's
+    // image rounds only its top corners.
     void thumbnailsFitOrCropByShapeAndStayBounded()
     {
-        TileImageProvider provider(sourceOf({{"A", halvesPng(QSize(800, 200))},
-                                             {"B", halvesPng(QSize(3000, 1500))},
-                                             {"C", halvesPng(QSize(106, 100))}}));
+        const auto source = sourceOf({{"A", halvesPng(QSize(800, 200))},
+                                      {"B", halvesPng(QSize(3000, 1500))},
+                                      {"C", halvesPng(QSize(106, 100))}});
+        QImage green(300, 200, QImage::Format_ARGB32);
+        green.fill(Qt::green);
+        source->setLinkImage(QStringLiteral("token"), green);
+        TileImageProvider provider(source);
         const QImage image = provider.render(QStringLiteral("item/A/12"), QSize(100, 100));
         QCOMPARE(image.size(), QSize(100, 100));
         // The whole 4:1 image, both ends included, across the middle.
@@ -345,21 +351,13 @@ private slots:
         const QImage unsized = provider.render(QStringLiteral("item/B/0"), QSize());
         QCOMPARE(unsized.size(), QSize(1024, 512));
         QCOMPARE(alphaAt(unsized, 0, 0), 255);
-    }
 
-    void linkImagesRoundOnlyTheTopCorners()
-    {
-        auto source = std::make_shared<TileImageSource>();
-        QImage green(300, 200, QImage::Format_ARGB32);
-        green.fill(Qt::green);
-        source->setLinkImage(QStringLiteral("token"), green);
-        const QImage image = TileImageProvider(source).render(QStringLiteral("link/token/12"),
-                                                              QSize(160, 80));
-        QCOMPARE(image.size(), QSize(160, 80));
-        QCOMPARE(alphaAt(image, 0, 0), 0);
-        QCOMPARE(alphaAt(image, 159, 0), 0);
-        QCOMPARE(alphaAt(image, 0, 79), 255);
-        QCOMPARE(alphaAt(image, 159, 79), 255);
+        const QImage link = provider.render(QStringLiteral("link/token/12"), QSize(160, 80));
+        QCOMPARE(link.size(), QSize(160, 80));
+        QCOMPARE(alphaAt(link, 0, 0), 0);
+        QCOMPARE(alphaAt(link, 159, 0), 0);
+        QCOMPARE(alphaAt(link, 0, 79), 255);
+        QCOMPARE(alphaAt(link, 159, 79), 255);
     }
 
     void whatCannotBeMadeIsNull_data()
