@@ -96,34 +96,27 @@ private slots:
         QCOMPARE(reply.out, QByteArray("Work\n"));
     }
 
-    void jsonCarriesIdsFlavorsAndRecognisedText()
+    // Kinds, ids, flavors and sizes are checked against a running instance by the command-line
+    // desktop test; the index, recognised text and date only here.
+    void jsonCarriesIndexesDatesAndRecognisedText()
     {
-        Store &store = open();
+        open();
         const CommandReply reply = run({"list", "--json"});
         QCOMPARE(reply.status, 0);
         const QJsonArray clips = QJsonDocument::fromJson(reply.out).array();
         QCOMPARE(clips.size(), 3);
         const QJsonObject image = clips[1].toObject();
         QCOMPARE(image[u"index"].toInt(), 1);
-        QCOMPARE(image[u"id"].toString(), StoreCodec::uuidString(store.history()[1].id));
-        QCOMPARE(image[u"kind"].toString(), QStringLiteral("image"));
         QCOMPARE(image[u"ocrText"].toString(), QStringLiteral("Invoice 42"));
-        QCOMPARE(image[u"flavors"].toArray(), QJsonArray{QStringLiteral("image/png")});
-        QCOMPARE(image[u"width"].toInt(), 40);
-        QCOMPARE(clips[0].toObject()[u"text"].toString(), QStringLiteral("second   line\n\tmore"));
         QVERIFY(QDateTime::fromString(clips[2].toObject()[u"date"].toString(), Qt::ISODateWithMs)
                     .isValid());
     }
 
-    void searchKeepsTheListsIndexes()
+    void searchFindsRecognisedText()
     {
         open();
-        // Recognised text counts, as in the overlay; the index is the one `get` takes.
-        CommandReply reply = run({"search", "INVOICE"});
-        QCOMPARE(reply.out, QByteArray("1\timage\tImage 40×30: Invoice 42\n"));
-        reply = run({"search", "first"});
-        QCOMPARE(reply.out, QByteArray("2\ttext\tfirst\n"));
-        reply = run({"search", "nowhere"});
+        QCOMPARE(run({"search", "INVOICE"}).out, QByteArray("1\timage\tImage 40×30: Invoice 42\n"));
+        const CommandReply reply = run({"search", "nowhere"});
         QCOMPARE(reply.status, 0);
         QVERIFY(reply.out.isEmpty());
     }
@@ -131,7 +124,6 @@ private slots:
     void getWritesTheClipsBytes()
     {
         Store &store = open();
-        QCOMPARE(run({"get", "1"}).out, m_png);
         QCOMPARE(run({"get", "0"}).out, QByteArray("second   line\n\tmore"));
         QCOMPARE(run({"get", "0", "--type", "text/html"}).out, QByteArray("<b>second</b>"));
         const QString id = StoreCodec::uuidString(store.history()[2].id);
@@ -141,19 +133,11 @@ private slots:
         QCOMPARE(run({"get", filed}).out, QByteArray("filed away"));
     }
 
-    void writingCommandsReachTheInstance()
+    // Copy, paste, pause and resume reach a running instance in the command-line desktop test.
+    void writingCommandsChangeTheStore()
     {
         Store &store = open();
         const ClipItem image = store.history()[1];
-
-        QCOMPARE(run({"copy", "1"}).status, 0);
-        QCOMPARE(m_calls.copied, QList{image});
-        QCOMPARE(run({"paste", "1"}).status, 0);
-        QCOMPARE(m_calls.pasted, QList{image});
-        run({"pause"});
-        run({"resume"});
-        QCOMPARE(m_calls.paused, (QList<bool>{true, false}));
-
         QCOMPARE(run({"add", "--category", "Work"}, "from a pipe").status, 0);
         QCOMPARE(m_calls.put.size(), 1);
         QCOMPARE(m_calls.put[0].text, QStringLiteral("from a pipe"));
@@ -223,36 +207,12 @@ private slots:
         QVERIFY(m_calls.copied.isEmpty() && m_calls.put.isEmpty() && m_calls.paused.isEmpty());
     }
 
-    void savedHistoryServesReadsAndRefusesWrites()
+    // Reads and refused writes on a saved history are checked with a stopped instance by the
+    // command-line desktop test; these are the files it cannot read.
+    void savedHistoryMissingOrDamaged()
     {
-        {
-            Store store(path());
-            fill(store);
-        }
-        const QByteArray before = [this] {
-            QFile file(path());
-            return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-        }();
         QString error;
-        std::optional<CommandRunner> runner = CommandRunner::fromStoreFile(path(), error);
-        QVERIFY2(runner, qPrintable(error));
-        QCOMPARE(runner->run({"get", "1"}).out, m_png);
-        QCOMPARE(runner->run({"list", "--limit", "1"}).out,
-                 QByteArray("0\ttext\tsecond line more\n"));
-        const QList<QStringList> writes{{"copy", "0"}, {"delete", "0"}, {"clear"}, {"pause"}};
-        for (const QStringList &arguments : writes) {
-            const CommandReply reply = runner->run(arguments);
-            QCOMPARE(reply.status, 1);
-            QVERIFY2(reply.err.contains("not running"), reply.err);
-        }
-        QFile file(path());
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        QCOMPARE(file.readAll(), before);
-
-        // No file yet: an empty history. A file that does not decode: an error, left alone.
-        QVERIFY(CommandRunner::fromStoreFile(m_dir.filePath(QStringLiteral("none.json")), error)
-                    ->run({"list"})
-                    .out.isEmpty());
+        QVERIFY(CommandRunner::fromStoreFile(path(), error)->run({"list"}).out.isEmpty());
         QVERIFY(writeFile(path(), "{\"history\": [garbage"));
         QVERIFY(!CommandRunner::fromStoreFile(path(), error));
         QVERIFY(error.contains(path()));
