@@ -55,21 +55,6 @@ TestCase {
         fail("no row for " + identifier)
     }
 
-    function test_sectionsShowTheirTexts() {
-        const view = createView()
-        const shown = texts(view)
-        // One text per section, and those that follow the state.
-        const expected = ["Keyboard Shortcut", "Panel", "Launch at login", "Sounds", "History",
-                          "0 items stored", "Ignored Applications", "No ignored apps"]
-        for (const text of expected)
-            verify(shown.indexOf(text) >= 0, "missing: " + text)
-        // The shortcut shows as key caps, and Reset only away from the default.
-        verify(shown.indexOf("Super") >= 0)
-        verify(!findChild(view, "resetShortcutButton").visible)
-        // The launch-at-login entry finds the program it starts.
-        verify(!findChild(view, "notInstalledNote").visible)
-    }
-
     // A desktop without a tray: the switch says why no icon shows, and where Preferences are.
     function test_noTrayIsSaid() {
         const view = createView()
@@ -122,17 +107,33 @@ TestCase {
         verify(findChild(view, "resetShortcutButton").visible)
     }
 
-    function test_switchesChangeTheSettingsAndEndRecording() {
+    function test_switchesChangeTheSettings_data() {
+        return [
+            { tag: "tray icon", name: "showInMenuBarSwitch", property: "showInMenuBar" },
+            { tag: "sounds", name: "playSoundsSwitch", property: "playSounds" },
+            { tag: "transient copies", name: "forgetTransientCopiesSwitch", property: "forgetTransientCopies" },
+            { tag: "selected text", name: "recordSelectionSwitch", property: "recordPrimarySelection" },
+        ]
+    }
+
+    function test_switchesChangeTheSettings(data) {
         const view = createView()
+        const toggle = scrolledTo(view, data.name)
+        const before = testPrefs[data.property]
+        compare(toggle.checked, before)
+        mouseClick(toggle)
+        compare(testPrefs[data.property], !before)
+    }
+
+    // Taking the focus elsewhere ends a recording. The launch-at-login entry finds the program
+    // it starts, and is written and removed by the switch.
+    function test_launchAtLoginEndsRecording() {
+        const view = createView()
+        verify(!findChild(view, "notInstalledNote").visible)
         mouseClick(findChild(view, "shortcutRecorder"))
         verify(testRecorder.recording)
-        // Taking the focus elsewhere ends the recording.
-        mouseClick(findChild(view, "showInMenuBarSwitch"))
-        verify(!testRecorder.recording)
-        verify(!testPrefs.showInMenuBar)
-        mouseClick(findChild(view, "playSoundsSwitch"))
-        verify(!testPrefs.playSounds)
         mouseClick(findChild(view, "launchAtLoginSwitch"))
+        verify(!testRecorder.recording)
         verify(testAutostart.enabled)
         verify(testHelper.autostartFileExists())
         mouseClick(findChild(view, "launchAtLoginSwitch"))
@@ -271,23 +272,6 @@ TestCase {
 
         mouseClick(scrolledTo(view, "removePasteKeystroke"))
         compare(testPrefs.pasteKeystrokes.length, 0)
-    }
-
-    function test_captureSwitches_data() {
-        return [
-            { tag: "transient copies", name: "forgetTransientCopiesSwitch", property: "forgetTransientCopies", initially: true },
-            { tag: "selected text", name: "recordSelectionSwitch", property: "recordPrimarySelection", initially: false },
-        ]
-    }
-
-    function test_captureSwitches(data) {
-        const view = createView()
-        const toggle = scrolledTo(view, data.name)
-        compare(toggle.checked, data.initially)
-        mouseClick(toggle)
-        compare(testPrefs[data.property], !data.initially)
-        testPrefs[data.property] = data.initially
-        compare(toggle.checked, data.initially)
     }
 
     // What the session lacks is said where it matters, and only there.
