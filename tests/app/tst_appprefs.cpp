@@ -13,17 +13,16 @@ class TestAppPrefs : public QObject
 private slots:
     void init() { m_path = m_dir.filePath(QStringLiteral("prefs-%1.conf").arg(++m_run)); }
 
+    // The defaults that are choices; the lists start empty as any would.
     void defaultsOnFirstLaunch()
     {
         AppPrefs prefs(settings());
         QCOMPARE(prefs.paused(), false);
         QCOMPARE(prefs.showInMenuBar(), true);
         QCOMPARE(prefs.seenPauseExplainer(), false);
-        QCOMPARE(prefs.ignoredApps(), QStringList());
         QCOMPARE(prefs.playSounds(), true);
         QCOMPARE(prefs.forgetTransientCopies(), true);
         QCOMPARE(prefs.recordPrimarySelection(), false);
-        QCOMPARE(prefs.pasteKeystrokes(), QStringList());
         QVERIFY(prefs.settings().allKeys().isEmpty()); // reading writes nothing back
     }
 
