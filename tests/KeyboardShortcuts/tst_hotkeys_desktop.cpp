@@ -324,16 +324,6 @@ private slots:
         QCOMPARE(down, 1);
     }
 
-    // A letter types a character in some installed layout; a function key in none.
-    void charactersOfEveryInstalledLayout()
-    {
-        QVERIFY(setLayout("us,ru"));
-        const auto restore = qScopeGuard([] { setLayout("us"); });
-        QTRY_VERIFY_WITH_TIMEOUT(keymap().typesCharacterInAnyLayout(Key::q), kTimeout);
-        QVERIFY(keymap().typesCharacterInAnyLayout(Key::semicolon));
-        QVERIFY(!keymap().typesCharacterInAnyLayout(Key::f5));
-    }
-
     void shortcutReachesTheHandlerWhileAMenuIsOpen()
     {
         QMenu menu;
@@ -361,12 +351,16 @@ private slots:
         QCOMPARE(superZ.presentableDescription(), QStringLiteral("Super+Z"));
         const quint8 zPosition = *keymap().keycode(Key::z);
 
-        QVERIFY(setLayout("de"));
+        // The first layout gives the characters shown; a letter types a character in some
+        // installed layout, a function key in none.
+        QVERIFY(setLayout("de,ru"));
         const auto restore = qScopeGuard([] { setLayout("us"); });
         QTRY_COMPARE_WITH_TIMEOUT(superZ.presentableDescription(),
                                   QStringLiteral("Super+Y"),
                                   kTimeout);
         QCOMPARE(Shortcut(Key::semicolon, {}).keyText(), QStringLiteral("Ö"));
+        QVERIFY(keymap().typesCharacterInAnyLayout(Key::q));
+        QVERIFY(!keymap().typesCharacterInAnyLayout(Key::f5));
 
         // A key event maps to the key's position whatever the layout types there.
         QCOMPARE(keymap().keycode(Key::z), zPosition);
