@@ -282,16 +282,10 @@ private slots:
         font.setPixelSize(13);
         painter.setFont(font);
         painter.setPen(QColor(30, 30, 30));
-        const QStringList words{"Orchard",
-                                "Pelican",
-                                "Quarry",
-                                "Saddle",
-                                "Thimble",
-                                "Walnut",
-                                "Harbour",
-                                "Lantern",
-                                "Meadow",
-                                "Granite"};
+        const QStringList words
+            = QStringLiteral("Orchard Pelican Quarry Saddle Thimble Walnut Harbour Lantern "
+                             "Meadow Granite")
+                  .split(u' ');
         QList<int> baselines{40};
         for (const RecognitionBand &band : recognitionBands(size)) {
             if (band.ownBottom < size.height()) {

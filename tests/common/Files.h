@@ -12,6 +12,13 @@ inline bool writeFile(const QString &path, const QByteArray &content)
     return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
 }
 
+// A whole file; empty when it cannot be read.
+inline QByteArray readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
 // An application's desktop entry in applications/ under a data folder.
 inline bool writeApplication(const QString &dataDir, const QString &id, const QByteArray &keys)
 {

@@ -46,28 +46,6 @@ void setProperties(SmsConn, SmPointer, int count, SmProp **properties)
     std::free(properties);
 }
 
-void saveYourselfDone(SmsConn, SmPointer, Bool)
-{
-    g_done = true;
-}
-
-void interactRequest(SmsConn, SmPointer, int) {}
-void interactDone(SmsConn, SmPointer, Bool) {}
-void saveYourselfRequest(SmsConn, SmPointer, int, Bool, int, Bool, Bool) {}
-void savePhase2Request(SmsConn, SmPointer) {}
-void closeConnection(SmsConn, SmPointer, int, char **reasons)
-{
-    std::free(reasons);
-}
-void deleteProperties(SmsConn, SmPointer, int, char **names)
-{
-    std::free(names);
-}
-void getProperties(SmsConn connection, SmPointer)
-{
-    SmsReturnProperties(connection, 0, nullptr);
-}
-
 Status newClient(SmsConn, SmPointer, unsigned long *mask, SmsCallbacks *callbacks, char **failure)
 {
     *failure = nullptr;
@@ -75,16 +53,24 @@ Status newClient(SmsConn, SmPointer, unsigned long *mask, SmsCallbacks *callback
             | SmsSaveYourselfRequestProcMask | SmsSaveYourselfP2RequestProcMask
             | SmsSaveYourselfDoneProcMask | SmsCloseConnectionProcMask | SmsSetPropertiesProcMask
             | SmsDeletePropertiesProcMask | SmsGetPropertiesProcMask;
+    // libSM wants every callback; those this manager has no use for do nothing.
     callbacks->register_client.callback = registerClient;
-    callbacks->interact_request.callback = interactRequest;
-    callbacks->interact_done.callback = interactDone;
-    callbacks->save_yourself_request.callback = saveYourselfRequest;
-    callbacks->save_yourself_phase2_request.callback = savePhase2Request;
-    callbacks->save_yourself_done.callback = saveYourselfDone;
-    callbacks->close_connection.callback = closeConnection;
+    callbacks->interact_request.callback = [](SmsConn, SmPointer, int) {};
+    callbacks->interact_done.callback = [](SmsConn, SmPointer, Bool) {};
+    callbacks->save_yourself_request.callback = [](SmsConn, SmPointer, int, Bool, int, Bool, Bool) {
+    };
+    callbacks->save_yourself_phase2_request.callback = [](SmsConn, SmPointer) {};
+    callbacks->save_yourself_done.callback = [](SmsConn, SmPointer, Bool) { g_done = true; };
+    callbacks->close_connection.callback = [](SmsConn, SmPointer, int, char **reasons) {
+        std::free(reasons);
+    };
     callbacks->set_properties.callback = setProperties;
-    callbacks->delete_properties.callback = deleteProperties;
-    callbacks->get_properties.callback = getProperties;
+    callbacks->delete_properties.callback = [](SmsConn, SmPointer, int, char **names) {
+        std::free(names);
+    };
+    callbacks->get_properties.callback = [](SmsConn connection, SmPointer) {
+        SmsReturnProperties(connection, 0, nullptr);
+    };
     return 1;
 }
 

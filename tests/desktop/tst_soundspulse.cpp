@@ -33,13 +33,12 @@ private slots:
         m_server.setProcessEnvironment(environment);
         m_server.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         m_server.start(pulseaudio,
-                       {"--daemonize=no",
-                        "--exit-idle-time=-1",
-                        "-n",
-                        "--use-pid-file=no",
-                        "--disable-shm=yes",
-                        "--load=module-null-sink sink_name=cliphaven_test",
-                        "--load=module-native-protocol-unix auth-anonymous=1 socket=" + m_socket});
+                       QStringLiteral("--daemonize=no --exit-idle-time=-1 -n --use-pid-file=no "
+                                      "--disable-shm=yes")
+                               .split(u' ')
+                           << "--load=module-null-sink sink_name=cliphaven_test"
+                           << "--load=module-native-protocol-unix auth-anonymous=1 socket="
+                                  + m_socket);
         QVERIFY(m_server.waitForStarted(10000));
         QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(m_socket), 20000);
         // Before the first use of Qt Multimedia, which connects once.

@@ -2,6 +2,7 @@
 // which program is in front and by what name, the output its window is on, activating it, the
 // open windows, and typing the paste keystroke into foot.
 
+#include "common/Files.h"
 #include "common/Programs.h"
 #include "platform/wayland/WaylandKeyPoster.h"
 #include "platform/wayland/WaylandWorkspace.h"
@@ -19,10 +20,9 @@ private slots:
         QVERIFY2(!qEnvironmentVariableIsEmpty("SWAYSOCK"),
                  "run this test in the headless Wayland session");
         QVERIFY(m_dir.isValid());
-        QFile config(m_dir.filePath("foot.ini"));
-        QVERIFY(config.open(QIODevice::WriteOnly));
-        config.write("[key-bindings]\nclipboard-paste=Control+v Control+Shift+v\n"
-                     "primary-paste=Shift+Insert\n");
+        QVERIFY(writeFile(m_dir.filePath("foot.ini"),
+                          "[key-bindings]\nclipboard-paste=Control+v Control+Shift+v\n"
+                          "primary-paste=Shift+Insert\n"));
     }
 
     void cleanup() { m_programs.stopAll(); }
@@ -75,12 +75,11 @@ private slots:
         QVERIFY(keys.isTrusted());
         const QString file = m_dir.filePath("pasted");
         QFile::remove(file);
-        QProcess *copy = m_programs.start("wl-copy", {"--foreground"}, "typed ✓\n", true);
-        Q_UNUSED(copy);
+        m_programs.start("wl-copy", {"--foreground"}, "typed ✓\n", true);
         startFoot("target", {"sh", "-c", "cat >'" + file + "'"});
         QTRY_COMPARE_WITH_TIMEOUT(frontmost(workspace), QStringLiteral("target"), 20000);
         keys.postPasteKeystroke(keystroke);
-        QTRY_COMPARE_WITH_TIMEOUT(readFile(file), QStringLiteral("typed ✓\n"), 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(readFile(file), QByteArray("typed ✓\n"), 20000);
     }
 
     void withoutACompositorNothingIsOffered()
@@ -105,11 +104,6 @@ private:
     {
         const auto app = workspace.frontmostApplication();
         return app ? app->identifier : QStringLiteral("(none)");
-    }
-    static QString readFile(const QString &path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
     }
 
     QTemporaryDir m_dir;

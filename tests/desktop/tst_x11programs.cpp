@@ -2,10 +2,8 @@
 // the right bytes for every text type, pasting into a plain and a VTE terminal, and copies whose
 // owner misbehaves in one target only.
 
-#include "common/CaptureRig.h"
 #include "common/DesktopClipboard.h"
-#include "common/Images.h"
-#include "common/Programs.h"
+#include "common/Files.h"
 #include "model/TextFlavors.h"
 #include "platform/x11/X11KeyPoster.h"
 #include "platform/x11/X11Pasteboard.h"
@@ -25,7 +23,7 @@ namespace {
 constexpr auto kRequestTimeout = 500ms;
 const QString kUnicode = QStringLiteral("gtk ünïcode € “quotes” 🙂");
 
-using Rig = CaptureRig<X11Pasteboard, X11Workspace, X11KeyPoster>;
+using Rig = DesktopRig<X11Pasteboard, X11Workspace, X11KeyPoster>;
 
 } // namespace
 
@@ -46,15 +44,9 @@ private slots:
     {
         r = std::make_unique<Rig>(kRequestTimeout);
         QVERIFY(r->pasteboard.isConnected());
-        m_taken = 0;
-        r->monitor.start();
     }
 
-    void cleanup()
-    {
-        m_programs.stopAll();
-        r.reset();
-    }
+    void cleanup() { r.reset(); }
 
     // GTK offers "text/plain" as ASCII with escapes; every text type must come back as the
     // real text in that type's encoding.
@@ -67,17 +59,15 @@ private slots:
                                                         "--entry-text=" + kUnicode});
         QVERIFY(zenity.window != 0);
         Programs::run("xdotool", {"key", "--clearmodifiers", "ctrl+a", "ctrl+c"});
-        const ClipItem item = nextDelivered(r->delivered, m_taken);
+        const ClipItem item = r->next();
         QCOMPARE(item.text, kUnicode);
         QVERIFY(item.flavors);
         // GTK's own escaped form is what made this necessary; it must still be there.
         QVERIFY(item.flavors->value(TextFlavors::kPlain).startsWith("gtk \\u00fc"));
 
         // GTK goes away; the item comes back from the history.
-        m_programs.stopAll();
-        r->monitor.setSuppressNextChange(true);
-        r->pasteboard.writeFlavors(*item.flavors);
-        QTRY_COMPARE_WITH_TIMEOUT(r->monitor.lastChange(), r->pasteboard.changeCount(), 10000);
+        r->programs.stopAll();
+        QVERIFY(r->writeOwn(*item.flavors));
 
         const QByteArray latin1("gtk \xfcn\xef"
                                 "code ? ?quotes? ?");
@@ -116,7 +106,7 @@ private slots:
                     .window
                 != 0);
         Programs::run("xdotool", {"key", "--clearmodifiers", "ctrl+a", "ctrl+c"});
-        QCOMPARE(nextDelivered(r->delivered, m_taken).text, text);
+        QCOMPARE(r->next().text, text);
 
         if (killed)
             process->kill();
@@ -135,8 +125,8 @@ private slots:
     // The desktop's clipboard-manager protocol, asked as a quitting program asks.
     void clipboardManagerRoleIsHeld()
     {
-        copyWithXclip("saved");
-        QCOMPARE(nextDelivered(r->delivered, m_taken).text, QStringLiteral("saved"));
+        QVERIFY(r->copy(xclipCopy(), "saved"));
+        QCOMPARE(r->next().text, QStringLiteral("saved"));
         // Answered with success once the newest change has been read; other targets refused.
         QCOMPARE(askClipboardManager("SAVE_TARGETS"), std::optional(true));
         QCOMPARE(askClipboardManager("UTF8_STRING"), std::optional(false));
@@ -164,11 +154,10 @@ private slots:
 
         const QString received = m_dir.filePath(program + ".received");
         const QString script = m_dir.filePath(program + ".sh");
-        QFile file(script);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("#!/bin/sh\nstty raw -echo\nexec cat > '" + received.toUtf8() + "'\n");
-        file.close();
-        QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+        QVERIFY(writeFile(script,
+                          "#!/bin/sh\nstty raw -echo\nexec cat > '" + received.toUtf8() + "'\n"));
+        QVERIFY(
+            QFile::setPermissions(script, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
 
         const RunningApplication terminal = startProgram(program, arguments << script, identifier);
         QVERIFY(terminal.window != 0);
@@ -182,12 +171,7 @@ private slots:
 
         QByteArray bytes;
         const bool arrived = QTest::qWaitFor(
-            [&] {
-                QFile in(received);
-                bytes = in.open(QIODevice::ReadOnly) ? in.readAll() : QByteArray();
-                return bytes.size() >= text.toUtf8().size();
-            },
-            20000);
+            [&] { return (bytes = readFile(received)).size() >= text.toUtf8().size(); }, 20000);
         QVERIFY2(arrived, bytes.toHex(' ').constData());
         QCOMPARE(QString::fromUtf8(bytes), text);
         QCOMPARE(r->delivered.size(), 0);
@@ -206,31 +190,29 @@ private slots:
     {
         QFETCH(bool, detached);
         QSignalSpy cleared(&r->monitor, &ClipboardMonitor::transientCopyCleared);
-        const auto copy = [&](const QByteArray &text) {
+        const auto copy = [&](const QString &text) {
             if (!detached)
-                return copyWithXclip(text);
+                return r->copy(xclipCopy(), text.toUtf8());
             const qint64 before = r->pasteboard.changeCount();
             // Ends by itself when the next copy takes the clipboard, or with the X server.
-            QVERIFY(Programs::succeeds("sh",
-                                       {"-c",
-                                        "printf '" + QString::fromUtf8(text)
-                                            + "' | xclip -selection clipboard -i"}));
-            QTRY_VERIFY_WITH_TIMEOUT(r->pasteboard.changeCount() > before, 20000);
+            return Programs::succeeds("sh",
+                                      {"-c",
+                                       "printf '" + text + "' | xclip -selection clipboard -i"})
+                   && QTest::qWaitFor([&] { return r->pasteboard.changeCount() > before; }, 20000);
         };
-        copy("s3cret");
-        QCOMPARE(nextDelivered(r->delivered, m_taken).text, QStringLiteral("s3cret"));
-        copy("");
+        QVERIFY(copy("s3cret"));
+        QCOMPARE(r->next().text, QStringLiteral("s3cret"));
+        QVERIFY(copy(""));
         QTRY_COMPARE_WITH_TIMEOUT(cleared.size(), 1, 20000);
         QCOMPARE(cleared.first().first().value<ClipItem>().text, QStringLiteral("s3cret"));
         QTest::qWait(4 * int(kRequestTimeout.count()));
         QCOMPARE(r->delivered.size(), 1);
 
         // Another program's blank copy is not a clearing.
-        copyWithXclip("public");
-        QCOMPARE(nextDelivered(r->delivered, m_taken).text, QStringLiteral("public"));
-        startReady(m_programs, QStringLiteral(CLIPBOARD_OWNER), {"-t", "UTF8_STRING", "-s", ""});
-        QCOMPARE(nextDelivered(r->delivered, m_taken).text,
-                 QStringLiteral("[1 format]  UTF8_STRING"));
+        QVERIFY(r->copy(xclipCopy(), "public"));
+        QCOMPARE(r->next().text, QStringLiteral("public"));
+        startReady(r->programs, QStringLiteral(CLIPBOARD_OWNER), {"-t", "UTF8_STRING", "-s", ""});
+        QCOMPARE(r->next().text, QStringLiteral("[1 format]  UTF8_STRING"));
         QCOMPARE(cleared.size(), 1);
     }
 
@@ -245,10 +227,10 @@ private slots:
         monitor.start();
         for (const char *text : {"sel", "select", "selected ✓"}) {
             const qint64 before = primary.changeCount();
-            m_programs.start(QStringLiteral("xclip"),
-                             {"-quiet", "-selection", "primary", "-i"},
-                             text,
-                             true);
+            r->programs.start(QStringLiteral("xclip"),
+                              {"-quiet", "-selection", "primary", "-i"},
+                              text,
+                              true);
             QTRY_VERIFY_WITH_TIMEOUT(primary.changeCount() > before, 20000);
         }
         QTRY_COMPARE_WITH_TIMEOUT(recorded.size(), 1, 30000);
@@ -264,31 +246,14 @@ private slots:
     void aTargetThatNeverAnswersIsLeftOut()
     {
         const QString png = m_dir.filePath("copy.png");
-        QFile file(png);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(encodeImage(testImage(), "png"));
-        file.close();
-        startReady(m_programs,
+        QVERIFY(writeFile(png, encodeImage(testImage(), "png")));
+        startReady(r->programs,
                    QStringLiteral(CLIPBOARD_OWNER),
-                   {"--ignore",
-                    "text/html",
-                    "-t",
-                    "image/jpeg",
-                    "-s",
-                    "not fetched",
-                    "-t",
-                    "UTF8_STRING",
-                    "-s",
-                    "kept",
-                    "-t",
-                    "text/html",
-                    "-s",
-                    "<b>never</b>",
-                    "-t",
-                    "image/png",
-                    "-f",
-                    png});
-        const ClipItem item = nextDelivered(r->delivered, m_taken);
+                   QStringLiteral("--ignore text/html -t image/jpeg -s not-fetched -t UTF8_STRING "
+                                  "-s kept -t text/html -s <b>never</b> -t image/png -f")
+                           .split(u' ')
+                       << png);
+        const ClipItem item = r->next();
         QCOMPARE(item.kind, ClipKind::Image);
         // PNG came first; the other image encoding was never asked for.
         QCOMPARE(QSet<QString>(item.flavors->keyBegin(), item.flavors->keyEnd()),
@@ -297,7 +262,6 @@ private slots:
     }
 
 private:
-    void copyWithXclip(const QByteArray &text);
     // Converts CLIPBOARD_MANAGER to target on a connection of its own: whether the answer
     // names a property (success); nothing when no answer came.
     static std::optional<bool> askClipboardManager(const QByteArray &target);
@@ -307,20 +271,8 @@ private:
                                     QProcess **started = nullptr);
 
     QTemporaryDir m_dir;
-    Programs m_programs;
     std::unique_ptr<Rig> r;
-    qsizetype m_taken = 0;
 };
-
-void X11ProgramsTest::copyWithXclip(const QByteArray &text)
-{
-    const qint64 before = r->pasteboard.changeCount();
-    m_programs.start(QStringLiteral("xclip"),
-                     {"-quiet", "-selection", "clipboard", "-t", "UTF8_STRING", "-i"},
-                     text,
-                     true);
-    QTRY_VERIFY_WITH_TIMEOUT(r->pasteboard.changeCount() > before, 20000);
-}
 
 std::optional<bool> X11ProgramsTest::askClipboardManager(const QByteArray &target)
 {
@@ -366,7 +318,7 @@ RunningApplication X11ProgramsTest::startProgram(const QString &program,
                                                  const QString &identifier,
                                                  QProcess **started)
 {
-    QProcess *process = m_programs.start(program, arguments);
+    QProcess *process = r->programs.start(program, arguments);
     if (started)
         *started = process;
     return waitInFront(r->workspace, process, identifier);

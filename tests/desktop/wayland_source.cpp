@@ -1,10 +1,11 @@
 // A Wayland clipboard owner for tests, through the data-control protocol: it takes the seat's
 // selection with the given types and serves them, or misbehaves on request.
 //
-//   wayland_source [-t TYPE (-s TEXT | -f FILE | --silent | --close)]...
+//   wayland_source [-t TYPE (-s TEXT | -f FILE | --silent | --close | --trickle)]...
 //
 // --silent keeps the request's pipe open and never writes; --close closes it at once without a
-// byte; --trickle writes a byte every 100 ms and never ends. It prints "ready" once it owns the selection and runs until another client takes it.
+// byte; --trickle writes a byte every 100 ms and never ends. It prints "ready" once it owns the
+// selection and runs until another client takes it.
 
 #include "wlr-data-control-unstable-v1-client-protocol.h"
 
@@ -55,12 +56,8 @@ void onSend(void *, zwlr_data_control_source_v1 *, const char *mimeType, int32_t
         close(fd);
         return;
     }
-    if (it->second.behaviour == Behaviour::trickle) {
-        g_trickling.push_back(fd);
-        return;
-    }
-    if (it->second.behaviour == Behaviour::silent) {
-        g_heldOpen.push_back(fd);
+    if (it->second.behaviour != Behaviour::serve) {
+        (it->second.behaviour == Behaviour::trickle ? g_trickling : g_heldOpen).push_back(fd);
         return;
     }
     const std::string &bytes = it->second.bytes;

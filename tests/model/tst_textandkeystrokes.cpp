@@ -118,8 +118,6 @@ private slots:
             << QStringList{"Mousepad", "mousepad"} << QList<Override>() << PasteKeystroke::controlV;
         QTest::newRow("xterm pastes PRIMARY with Shift+Insert")
             << QStringList{"XTerm", "xterm"} << QList<Override>() << PasteKeystroke::shiftInsert;
-        QTest::newRow("URxvt by its class")
-            << QStringList{"URxvt", "urxvt"} << QList<Override>() << PasteKeystroke::shiftInsert;
         QTest::newRow("a VTE terminal gets Ctrl+Shift+V")
             << QStringList{"Lxterminal", "lxterminal"} << QList<Override>()
             << PasteKeystroke::controlShiftV;

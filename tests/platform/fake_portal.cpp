@@ -88,13 +88,8 @@ public:
             m_bus.send(message.createReply(QVariant::fromValue(QDBusVariant(value))));
             return true;
         }
-        if (interface == kRequest && member == QLatin1String("Close")) {
-            log(QStringLiteral("Request.Close"));
-            m_bus.send(message.createReply());
-            return true;
-        }
-        if (interface == kSession && member == QLatin1String("Close")) {
-            log(QStringLiteral("Session.Close"));
+        if ((interface == kRequest || interface == kSession) && member == QLatin1String("Close")) {
+            m_calls.append(interface.section(QLatin1Char('.'), -1) + QStringLiteral(".Close"));
             m_sessions.remove(message.path());
             m_bus.send(message.createReply());
             return true;
@@ -124,8 +119,6 @@ private:
         return true;
     }
 
-    void log(const QString &line) { m_calls.append(line); }
-
     // Replies with the request handle, then answers on it unless told never to.
     void answer(const QDBusMessage &message,
                 const QVariantMap &options,
@@ -153,7 +146,7 @@ private:
                        const QString &interface,
                        const QVariantMap &options)
     {
-        log(interface.section(QLatin1Char('.'), -1) + QStringLiteral(".CreateSession"));
+        m_calls.append(interface.section(QLatin1Char('.'), -1) + QStringLiteral(".CreateSession"));
         const QString handle = QStringLiteral("%1/session/%2/%3")
                                    .arg(kDesktopPath,
                                         senderPart(message),
@@ -177,10 +170,10 @@ private:
             session.types = options.value("types").toUInt();
             session.persistMode = options.value("persist_mode").toUInt();
             session.restoreToken = options.value("restore_token").toString();
-            log(QStringLiteral("SelectDevices types=%1 persist=%2 token=%3")
-                    .arg(session.types)
-                    .arg(session.persistMode)
-                    .arg(session.restoreToken));
+            m_calls.append(QStringLiteral("SelectDevices types=%1 persist=%2 token=%3")
+                               .arg(session.types)
+                               .arg(session.persistMode)
+                               .arg(session.restoreToken));
             answer(message, options, QStringLiteral("approve"), {});
             return true;
         }
@@ -190,8 +183,8 @@ private:
             if (!session.restoreToken.isEmpty())
                 mode = m_validTokens.contains(session.restoreToken) ? QStringLiteral("approve")
                                                                     : QStringLiteral("fail");
-            log(QStringLiteral("Start %1")
-                    .arg(session.restoreToken.isEmpty() ? "asked" : "restored"));
+            m_calls.append(QStringLiteral("Start %1")
+                               .arg(session.restoreToken.isEmpty() ? "asked" : "restored"));
             QVariantMap results;
             if (mode == QLatin1String("approve")) {
                 session.started = true;
@@ -228,7 +221,7 @@ private:
         args.value(1).value<QDBusArgument>() >> shortcuts;
         for (Shortcut &shortcut : shortcuts) {
             const QString preferred = shortcut.properties.value("preferred_trigger").toString();
-            log(QStringLiteral("BindShortcuts %1 %2").arg(shortcut.id, preferred));
+            m_calls.append(QStringLiteral("BindShortcuts %1 %2").arg(shortcut.id, preferred));
             shortcut.properties.insert(QStringLiteral("trigger_description"),
                                        m_boundTrigger.isEmpty() ? preferred : m_boundTrigger);
             shortcut.properties.remove(QStringLiteral("preferred_trigger"));
@@ -243,21 +236,18 @@ private:
     bool control(const QDBusMessage &message, const QString &member, const QVariantList &args)
     {
         QVariant reply;
-        if (member == QLatin1String("SetCreateAnswer"))
-            m_createAnswer = args.value(0).toString();
-        else if (member == QLatin1String("SetStartAnswer"))
-            m_startAnswer = args.value(0).toString();
-        else if (member == QLatin1String("SetBindAnswer"))
-            m_bindAnswer = args.value(0).toString();
-        else if (member == QLatin1String("SetBoundTrigger"))
-            m_boundTrigger = args.value(0).toString();
+        const QHash<QString, QString *> answers{{QStringLiteral("SetCreateAnswer"), &m_createAnswer},
+                                                {QStringLiteral("SetStartAnswer"), &m_startAnswer},
+                                                {QStringLiteral("SetBindAnswer"), &m_bindAnswer},
+                                                {QStringLiteral("SetBoundTrigger"),
+                                                 &m_boundTrigger}};
+        if (answers.contains(member))
+            *answers.value(member) = args.value(0).toString();
         else if (member == QLatin1String("SetOffered")) {
             const QStringList offered = args.value(0).toStringList();
             m_offered = QSet<QString>(offered.cbegin(), offered.cend());
         } else if (member == QLatin1String("SetDeviceTypes"))
             m_deviceTypes = args.value(0).toUInt();
-        else if (member == QLatin1String("RevokeTokens"))
-            m_validTokens.clear();
         else if (member == QLatin1String("CloseSessions")) {
             for (auto it = m_sessions.cbegin(); it != m_sessions.cend(); ++it)
                 m_bus.send(QDBusMessage::createSignal(it.key(), kSession, "Closed")

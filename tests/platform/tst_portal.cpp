@@ -3,9 +3,6 @@
 // the portal no longer honours) and the global shortcut through GlobalShortcuts.
 #include "KeyboardShortcuts/Registry.h"
 #include "fakes/FakeKeyPoster.h"
-#include "model/Store.h"
-#include "overlay/OverlayState.h"
-#include "overlay/OverlayWindow.h"
 #include "platform/portal/PortalHotKeyBackend.h"
 #include "platform/portal/RemoteDesktopKeyPoster.h"
 
@@ -40,7 +37,6 @@ public:
     {
         QFile config(m_dir.filePath(QStringLiteral("bus.conf")));
         config.open(QIODevice::WriteOnly);
-        // No service directories: nothing is activated, so only the fake answers.
         config.write(QStringLiteral("<busconfig><type>session</type>"
                                     "<listen>unix:dir=%1</listen><auth>EXTERNAL</auth>"
                                     "<policy context=\"default\">"
@@ -112,7 +108,10 @@ private:
     std::unique_ptr<QDBusConnection> m_bus;
 };
 
+// The keysyms a portal is sent for each keystroke, pressed (1) and released (0).
 const QStringList kControlV{"ffe3:1", "76:1", "76:0", "ffe3:0"};
+const QStringList kControlShiftV{"ffe3:1", "ffe1:1", "76:1", "76:0", "ffe1:0", "ffe3:0"};
+const QStringList kShiftInsert{"ffe1:1", "ff63:1", "ff63:0", "ffe1:0"};
 
 QStringList matching(const QStringList &calls, const QString &prefix)
 {
@@ -123,231 +122,6 @@ QStringList matching(const QStringList &calls, const QString &prefix)
     }
     return found;
 }
-
-} // namespace
-
-class TestPortal : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void approvedOnceThenTypedWithoutAsking();
-    void keystrokesOfEachKind_data();
-    void keystrokesOfEachKind();
-    void refusalIsRememberedAndExplainedOnce();
-    void silentPortalGivesUpAtTheDeadline();
-    void rejectedTokenAsksOnceMore_data();
-    void rejectedTokenAsksOnceMore();
-    void failedSessionFallsThroughToTheNextPoster_data();
-    void failedSessionFallsThroughToTheNextPoster();
-    void closedSessionIsReopenedWithTheToken();
-
-    void shortcutBoundAsPreferredTriggerAndShown();
-    void activatedOpensTheOverlay();
-    void recordingAnotherShortcutBindsAgain();
-    void noShortcutSessionRefusesLikeNoHotKeys_data();
-    void noShortcutSessionRefusesLikeNoHotKeys();
-};
-
-void TestPortal::approvedOnceThenTypedWithoutAsking()
-{
-    PrivateBus portal;
-    QString saved;
-    {
-        RemoteDesktopKeyPoster keys(portal.bus(), {}, false, nullptr, kDeadlines);
-        QSignalSpy tokens(&keys, &RemoteDesktopKeyPoster::restoreTokenChanged);
-        QVERIFY(keys.isTrusted());
-        keys.postPasteKeystroke(PasteKeystroke::controlV);
-        QTRY_COMPARE_WITH_TIMEOUT(portal.keysyms(), kControlV, kGenerous);
-        QCOMPARE(keys.state(), State::ready);
-        QCOMPARE(tokens.size(), 1);
-        saved = tokens.first().first().toString();
-        QVERIFY(!saved.isEmpty());
-        // The second paste reuses the session.
-        keys.postPasteKeystroke(PasteKeystroke::controlV);
-        QTRY_COMPARE_WITH_TIMEOUT(portal.keysyms().size(), 8, kGenerous);
-        QCOMPARE(matching(portal.calls(), "RemoteDesktop.CreateSession").size(), 1);
-        QCOMPARE(matching(portal.calls(), "SelectDevices"),
-                 QStringList{QStringLiteral("SelectDevices types=1 persist=2 token=")});
-    }
-    // The next run starts with the saved token: the portal restores without asking. Were it to
-    // ask, it would be refused here.
-    portal.control(QStringLiteral("SetStartAnswer"), {QStringLiteral("cancel")});
-    RemoteDesktopKeyPoster keys(portal.bus(), saved, false, nullptr, kDeadlines);
-    keys.postPasteKeystroke(PasteKeystroke::controlV);
-    QTRY_COMPARE_WITH_TIMEOUT(portal.keysyms().size(), 12, kGenerous);
-    QCOMPARE(matching(portal.calls(), "Start"),
-             (QStringList{QStringLiteral("Start asked"), QStringLiteral("Start restored")}));
-}
-
-void TestPortal::keystrokesOfEachKind_data()
-{
-    QTest::addColumn<PasteKeystroke>("keystroke");
-    QTest::addColumn<QStringList>("keysyms");
-    QTest::newRow("terminal: Ctrl+Shift+V")
-        << PasteKeystroke::controlShiftV
-        << QStringList{"ffe3:1", "ffe1:1", "76:1", "76:0", "ffe1:0", "ffe3:0"};
-    QTest::newRow("PRIMARY terminal: Shift+Insert")
-        << PasteKeystroke::shiftInsert << QStringList{"ffe1:1", "ff63:1", "ff63:0", "ffe1:0"};
-}
-
-void TestPortal::keystrokesOfEachKind()
-{
-    QFETCH(PasteKeystroke, keystroke);
-    QFETCH(QStringList, keysyms);
-    PrivateBus portal;
-    RemoteDesktopKeyPoster keys(portal.bus(), {}, false, nullptr, kDeadlines);
-    keys.postPasteKeystroke(keystroke);
-    QTRY_COMPARE_WITH_TIMEOUT(portal.keysyms(), keysyms, kGenerous);
-}
-
-void TestPortal::refusalIsRememberedAndExplainedOnce()
-{
-    PrivateBus portal;
-    portal.control(QStringLiteral("SetStartAnswer"), {QStringLiteral("cancel")});
-    FakeKeyPoster next;
-    RemoteDesktopKeyPoster keys(portal.bus(), {}, false, &next, kDeadlines);
-    QSignalSpy problems(&keys, &RemoteDesktopKeyPoster::problem);
-    QSignalSpy refused(&keys, &RemoteDesktopKeyPoster::refusedChanged);
-    keys.postPasteKeystroke(PasteKeystroke::controlV);
-    QTRY_COMPARE_WITH_TIMEOUT(keys.state(), State::refused, kGenerous);
-    QCOMPARE(problems.size(), 1);
-    QCOMPARE(problems.first().first().value<Problem>(), Problem::refused);
-    QCOMPARE(refused.size(), 1);
-    QCOMPARE(refused.first().first().toBool(), true);
-    // The user's no covers every way of typing: nothing falls through, nothing is asked again.
-    QVERIFY(!keys.isTrusted());
-    keys.postPasteKeystroke(PasteKeystroke::controlV);
-    QTest::qWait(200);
-    QVERIFY(next.keystrokes.isEmpty());
-    QCOMPARE(problems.size(), 1);
-    QCOMPARE(matching(portal.calls(), "Start").size(), 1);
-    QVERIFY(portal.keysyms().isEmpty());
-
-    // Remembered across runs: a poster made refused asks nothing at all.
-    RemoteDesktopKeyPoster later(portal.bus(), {}, true, nullptr, kDeadlines);
-    QVERIFY(!later.isTrusted());
-    later.postPasteKeystroke(PasteKeystroke::controlV);
-    QTest::qWait(200);
-    QCOMPARE(matching(portal.calls(), "RemoteDesktop.CreateSession").size(), 1);
-    // Until the user asks for it again from Preferences.
-    portal.control(QStringLiteral("SetStartAnswer"), {QStringLiteral("approve")});
-    later.askAgain();
-    later.postPasteKeystroke(PasteKeystroke::controlV);
-    QTRY_COMPARE_WITH_TIMEOUT(portal.keysyms(), kControlV, kGenerous);
-}
-
-void TestPortal::silentPortalGivesUpAtTheDeadline()
-{
-    PrivateBus portal;
-    portal.control(QStringLiteral("SetStartAnswer"), {QStringLiteral("never")});
-    RemoteDesktopKeyPoster keys(portal.bus(), {}, false, nullptr, kShortDeadlines);
-    QSignalSpy problems(&keys, &RemoteDesktopKeyPoster::problem);
-    keys.postPasteKeystroke(PasteKeystroke::controlV);
-    // Nothing waits meanwhile: the event loop runs, and the call returned at once.
-    QCOMPARE(keys.state(), State::probing);
-    QTRY_COMPARE_WITH_TIMEOUT(problems.size(), 1, kGenerous);
-    QCOMPARE(problems.first().first().value<Problem>(), Problem::noAnswer);
-    QCOMPARE(keys.state(), State::unavailable);
-    // The unanswered prompt is withdrawn and the half-made session closed.
-    QTRY_VERIFY_WITH_TIMEOUT(portal.calls().contains(QStringLiteral("Request.Close")), kGenerous);
-    QTRY_VERIFY_WITH_TIMEOUT(portal.calls().contains(QStringLiteral("Session.Close")), kGenerous);
-    // Explained once: later pastes in this run do not ask or explain again.
-    keys.postPasteKeystroke(PasteKeystroke::controlV);
-    QTest::qWait(200);
-    QCOMPARE(problems.size(), 1);
-    QCOMPARE(matching(portal.calls(), "Start").size(), 1);
-}
-
-void TestPortal::rejectedTokenAsksOnceMore()
-{
-    QFETCH(QString, userAnswer);
-    QFETCH(bool, typed);
-    PrivateBus portal;
-    portal.control(QStringLiteral("SetStartAnswer"), {userAnswer});
-    // A token from an earlier install the portal no longer knows.
-    RemoteDesktopKeyPoster keys(portal.bus(), QStringLiteral("stale"), false, nullptr, kDeadlines);
-    QSignalSpy tokens(&keys, &RemoteDesktopKeyPoster::restoreTokenChanged);
-    QSignalSpy problems(&keys, &RemoteDesktopKeyPoster::problem);
-    keys.postPasteKeystroke(PasteKeystroke::controlV);
-    QTRY_VERIFY_WITH_TIMEOUT(keys.state() != State::probing && keys.state() != State::opening
-                                 && keys.state() != State::idle,
-                             kGenerous);
-    QCOMPARE(matching(portal.calls(), "Start"),
-             (QStringList{QStringLiteral("Start restored"), QStringLiteral("Start asked")}));
-    // The stale token is forgotten at once, whatever the user answers next.
-    QVERIFY(!tokens.isEmpty());
-    QCOMPARE(tokens.first().first().toString(), QString());
-    if (typed) {
-        QTRY_COMPARE_WITH_TIMEOUT(portal.keysyms(), kControlV, kGenerous);
-        QVERIFY(!keys.restoreToken().isEmpty());
-    } else {
-        QCOMPARE(problems.size(), 1);
-    }
-    // Never a loop: whatever happened, no third prompt follows.
-    QTest::qWait(300);
-    QCOMPARE(matching(portal.calls(), "Start").size(), 2);
-}
-
-void TestPortal::rejectedTokenAsksOnceMore_data()
-{
-    QTest::addColumn<QString>("userAnswer");
-    QTest::addColumn<bool>("typed");
-    QTest::newRow("approved when asked again") << QStringLiteral("approve") << true;
-    QTest::newRow("refused when asked again") << QStringLiteral("cancel") << false;
-    QTest::newRow("asking fails too") << QStringLiteral("fail") << false;
-}
-
-void TestPortal::failedSessionFallsThroughToTheNextPoster()
-{
-    QFETCH(QString, control);
-    QFETCH(QVariant, argument);
-    PrivateBus portal;
-    portal.control(control, {argument});
-    FakeKeyPoster next;
-    RemoteDesktopKeyPoster keys(portal.bus(), {}, false, &next, kDeadlines);
-    QSignalSpy problems(&keys, &RemoteDesktopKeyPoster::problem);
-    keys.postPasteKeystroke(PasteKeystroke::controlShiftV);
-    QTRY_COMPARE_WITH_TIMEOUT(next.keystrokes.size(), 1, kGenerous);
-    QCOMPARE(next.keystrokes.first(), PasteKeystroke::controlShiftV);
-    QCOMPARE(keys.state(), State::unavailable);
-    QVERIFY(problems.isEmpty());
-    // From then on keystrokes go straight to the next poster, and trust is its own.
-    keys.postPasteKeystroke(PasteKeystroke::controlV);
-    QCOMPARE(next.keystrokes, (QList{PasteKeystroke::controlShiftV, PasteKeystroke::controlV}));
-    next.trusted = false;
-    QVERIFY(!keys.isTrusted());
-}
-
-void TestPortal::failedSessionFallsThroughToTheNextPoster_data()
-{
-    QTest::addColumn<QString>("control");
-    QTest::addColumn<QVariant>("argument");
-    // xdg-desktop-portal 1.16 advertises interfaces whose backend then fails.
-    QTest::newRow("session refused by the backend")
-        << QStringLiteral("SetCreateAnswer") << QVariant(QStringLiteral("fail"));
-    QTest::newRow("interface not offered")
-        << QStringLiteral("SetOffered") << QVariant(QStringList{});
-    QTest::newRow("no keyboard among the devices")
-        << QStringLiteral("SetDeviceTypes") << QVariant(2u);
-}
-
-void TestPortal::closedSessionIsReopenedWithTheToken()
-{
-    PrivateBus portal;
-    RemoteDesktopKeyPoster keys(portal.bus(), {}, false, nullptr, kDeadlines);
-    keys.postPasteKeystroke(PasteKeystroke::controlV);
-    QTRY_COMPARE_WITH_TIMEOUT(portal.keysyms().size(), 4, kGenerous);
-    portal.control(QStringLiteral("CloseSessions"));
-    QTRY_COMPARE_WITH_TIMEOUT(keys.state(), State::idle, kGenerous);
-    portal.control(QStringLiteral("SetStartAnswer"), {QStringLiteral("cancel")});
-    keys.postPasteKeystroke(PasteKeystroke::controlV);
-    QTRY_COMPARE_WITH_TIMEOUT(portal.keysyms().size(), 8, kGenerous);
-    QCOMPARE(matching(portal.calls(), "Start"),
-             (QStringList{QStringLiteral("Start asked"), QStringLiteral("Start restored")}));
-}
-
-namespace {
 
 const Name kToggle{QStringLiteral("toggleOverlay"),
                    Shortcut(Key::v, ModifierFlag::shift | ModifierFlag::command)};
@@ -370,98 +144,263 @@ struct ShortcutRig
 
 } // namespace
 
-void TestPortal::shortcutBoundAsPreferredTriggerAndShown()
+class TestPortal : public QObject
 {
-    PrivateBus portal;
-    // The desktop keeps a trigger of its own choosing.
-    portal.control(QStringLiteral("SetBoundTrigger"), {QStringLiteral("Ctrl+Alt+H")});
-    ShortcutRig rig(portal.bus());
-    QSignalSpy shown(&rig.backend, &PortalHotKeyBackend::boundTriggerChanged);
-    rig.registry.onKeyDown(kToggle, [] {});
-    QTRY_COMPARE_WITH_TIMEOUT(rig.backend.boundTrigger(), QStringLiteral("Ctrl+Alt+H"), kGenerous);
-    QCOMPARE(shown.size(), 1);
-    QCOMPARE(matching(portal.calls(), "BindShortcuts"),
-             QStringList{QStringLiteral("BindShortcuts toggle-overlay SHIFT+LOGO+v")});
-    QCOMPARE(rig.backend.state(), PortalHotKeyBackend::State::ready);
+    Q_OBJECT
 
-    // The desktop ends the session: the shortcut no longer fires, nor is it shown as bound.
-    portal.control(QStringLiteral("CloseSessions"));
-    QTRY_COMPARE_WITH_TIMEOUT(rig.backend.state(),
-                              PortalHotKeyBackend::State::unavailable,
-                              kGenerous);
-    QVERIFY(rig.backend.boundTrigger().isEmpty());
-}
+private slots:
+    void approvedOnceThenTypedWithoutAsking()
+    {
+        PrivateBus portal;
+        QString saved;
+        {
+            RemoteDesktopKeyPoster keys(portal.bus(), {}, false, nullptr, kDeadlines);
+            QSignalSpy tokens(&keys, &RemoteDesktopKeyPoster::restoreTokenChanged);
+            QVERIFY(keys.isTrusted());
+            keys.postPasteKeystroke(PasteKeystroke::controlV);
+            QTRY_COMPARE_WITH_TIMEOUT(portal.keysyms(), kControlV, kGenerous);
+            QCOMPARE(keys.state(), State::ready);
+            QCOMPARE(tokens.size(), 1);
+            saved = tokens.first().first().toString();
+            QVERIFY(!saved.isEmpty());
+            // The second paste, a terminal's, reuses the session.
+            keys.postPasteKeystroke(PasteKeystroke::controlShiftV);
+            QTRY_COMPARE_WITH_TIMEOUT(portal.keysyms(), kControlV + kControlShiftV, kGenerous);
+            QCOMPARE(matching(portal.calls(), "RemoteDesktop.CreateSession").size(), 1);
+            QCOMPARE(matching(portal.calls(), "SelectDevices"),
+                     QStringList{QStringLiteral("SelectDevices types=1 persist=2 token=")});
+            // From here on the portal would refuse to ask: only a restore succeeds. The desktop
+            // closes the session, and the next paste reopens it with the token.
+            portal.control(QStringLiteral("SetStartAnswer"), {QStringLiteral("cancel")});
+            portal.control(QStringLiteral("CloseSessions"));
+            QTRY_COMPARE_WITH_TIMEOUT(keys.state(), State::idle, kGenerous);
+            keys.postPasteKeystroke(PasteKeystroke::shiftInsert);
+            QTRY_COMPARE_WITH_TIMEOUT(portal.keysyms(),
+                                      kControlV + kControlShiftV + kShiftInsert,
+                                      kGenerous);
+        }
+        // The next run starts with the saved token.
+        RemoteDesktopKeyPoster keys(portal.bus(), saved, false, nullptr, kDeadlines);
+        keys.postPasteKeystroke(PasteKeystroke::controlV);
+        QTRY_COMPARE_WITH_TIMEOUT(portal.keysyms().size(), 18, kGenerous);
+        QCOMPARE(matching(portal.calls(), "Start"),
+                 (QStringList{QStringLiteral("Start asked"),
+                              QStringLiteral("Start restored"),
+                              QStringLiteral("Start restored")}));
+    }
 
-void TestPortal::activatedOpensTheOverlay()
-{
-    PrivateBus portal;
-    ShortcutRig rig(portal.bus());
-    QTemporaryDir dir;
-    Store store(dir.filePath(QStringLiteral("store.json")));
-    OverlayState state;
-    OverlayWindow overlay(store, state);
-    rig.registry.onKeyDown(kToggle, [&] {
-        if (overlay.isVisible())
-            overlay.hide();
-        else
-            overlay.show();
-    });
-    QTRY_VERIFY_WITH_TIMEOUT(!rig.backend.boundTrigger().isEmpty(), kGenerous);
-    portal.control(QStringLiteral("EmitActivated"), {QStringLiteral("toggle-overlay")});
-    QTRY_VERIFY_WITH_TIMEOUT(overlay.isVisible(), kGenerous);
-    // Releasing is no second press; another id is not ours.
-    portal.control(QStringLiteral("EmitDeactivated"), {QStringLiteral("toggle-overlay")});
-    portal.control(QStringLiteral("EmitActivated"), {QStringLiteral("someone-else")});
-    QTest::qWait(300);
-    QVERIFY(overlay.isVisible());
-}
+    void refusalIsRememberedAndExplainedOnce()
+    {
+        PrivateBus portal;
+        portal.control(QStringLiteral("SetStartAnswer"), {QStringLiteral("cancel")});
+        FakeKeyPoster next;
+        RemoteDesktopKeyPoster keys(portal.bus(), {}, false, &next, kDeadlines);
+        QSignalSpy problems(&keys, &RemoteDesktopKeyPoster::problem);
+        QSignalSpy refused(&keys, &RemoteDesktopKeyPoster::refusedChanged);
+        keys.postPasteKeystroke(PasteKeystroke::controlV);
+        QTRY_COMPARE_WITH_TIMEOUT(keys.state(), State::refused, kGenerous);
+        QCOMPARE(problems.size(), 1);
+        QCOMPARE(problems.first().first().value<Problem>(), Problem::refused);
+        QCOMPARE(refused.size(), 1);
+        QCOMPARE(refused.first().first().toBool(), true);
+        // The user's no covers every way of typing: nothing falls through, nothing is asked again.
+        QVERIFY(!keys.isTrusted());
+        keys.postPasteKeystroke(PasteKeystroke::controlV);
+        QTest::qWait(200);
+        QVERIFY(next.keystrokes.isEmpty());
+        QCOMPARE(problems.size(), 1);
+        QCOMPARE(matching(portal.calls(), "Start").size(), 1);
+        QVERIFY(portal.keysyms().isEmpty());
 
-void TestPortal::recordingAnotherShortcutBindsAgain()
-{
-    PrivateBus portal;
-    ShortcutRig rig(portal.bus());
-    rig.registry.onKeyDown(kToggle, [] {});
-    QTRY_COMPARE_WITH_TIMEOUT(rig.backend.boundTrigger(), QStringLiteral("SHIFT+LOGO+v"), kGenerous);
-    rig.registry.setShortcut(Shortcut(Key::c, ModifierFlag::control | ModifierFlag::option),
-                             kToggle);
-    QTRY_COMPARE_WITH_TIMEOUT(rig.backend.boundTrigger(), QStringLiteral("CTRL+ALT+c"), kGenerous);
-    QCOMPARE(matching(portal.calls(), "BindShortcuts"),
-             (QStringList{QStringLiteral("BindShortcuts toggle-overlay SHIFT+LOGO+v"),
-                          QStringLiteral("BindShortcuts toggle-overlay CTRL+ALT+c")}));
-    QCOMPARE(matching(portal.calls(), "GlobalShortcuts.CreateSession").size(), 1);
-}
+        // Remembered across runs: a poster made refused asks nothing at all.
+        RemoteDesktopKeyPoster later(portal.bus(), {}, true, nullptr, kDeadlines);
+        QVERIFY(!later.isTrusted());
+        later.postPasteKeystroke(PasteKeystroke::controlV);
+        QTest::qWait(200);
+        QCOMPARE(matching(portal.calls(), "RemoteDesktop.CreateSession").size(), 1);
+        // Until the user asks for it again from Preferences.
+        portal.control(QStringLiteral("SetStartAnswer"), {QStringLiteral("approve")});
+        later.askAgain();
+        later.postPasteKeystroke(PasteKeystroke::controlV);
+        QTRY_COMPARE_WITH_TIMEOUT(portal.keysyms(), kControlV, kGenerous);
+    }
 
-void TestPortal::noShortcutSessionRefusesLikeNoHotKeys()
-{
-    QFETCH(QString, control);
-    QFETCH(QString, answer);
-    PrivateBus portal;
-    portal.control(control, {answer});
-    ShortcutRig rig(portal.bus(), kShortDeadlines.requestMs);
-    // A registration is accepted while the session is being made, and bound once it is.
-    QCOMPARE(rig.backend.registerHotKey(1, kToggle.defaultShortcut.value()), 0);
-    QTRY_COMPARE_WITH_TIMEOUT(rig.backend.state(),
-                              PortalHotKeyBackend::State::unavailable,
-                              kGenerous);
-    // Registering again, as the registry does then, is refused like on a desktop without
-    // global shortcuts, so Preferences says what to do instead.
-    rig.backend.unregisterHotKey(1);
-    QCOMPARE(rig.backend.registerHotKey(2, kToggle.defaultShortcut.value()),
-             HotKeyBackend::kUnsupported);
-    QVERIFY(rig.backend.boundTrigger().isEmpty());
-}
+    void silentPortalGivesUpAtTheDeadline()
+    {
+        PrivateBus portal;
+        portal.control(QStringLiteral("SetStartAnswer"), {QStringLiteral("never")});
+        RemoteDesktopKeyPoster keys(portal.bus(), {}, false, nullptr, kShortDeadlines);
+        QSignalSpy problems(&keys, &RemoteDesktopKeyPoster::problem);
+        keys.postPasteKeystroke(PasteKeystroke::controlV);
+        // Nothing waits meanwhile: the event loop runs, and the call returned at once.
+        QCOMPARE(keys.state(), State::probing);
+        QTRY_COMPARE_WITH_TIMEOUT(problems.size(), 1, kGenerous);
+        QCOMPARE(problems.first().first().value<Problem>(), Problem::noAnswer);
+        QCOMPARE(keys.state(), State::unavailable);
+        // The unanswered prompt is withdrawn and the half-made session closed.
+        QTRY_VERIFY_WITH_TIMEOUT(portal.calls().contains(QStringLiteral("Request.Close")),
+                                 kGenerous);
+        QTRY_VERIFY_WITH_TIMEOUT(portal.calls().contains(QStringLiteral("Session.Close")),
+                                 kGenerous);
+        // Explained once: later pastes in this run do not ask or explain again.
+        keys.postPasteKeystroke(PasteKeystroke::controlV);
+        QTest::qWait(200);
+        QCOMPARE(problems.size(), 1);
+        QCOMPARE(matching(portal.calls(), "Start").size(), 1);
+    }
 
-void TestPortal::noShortcutSessionRefusesLikeNoHotKeys_data()
-{
-    QTest::addColumn<QString>("control");
-    QTest::addColumn<QString>("answer");
-    const QString create = QStringLiteral("SetCreateAnswer");
-    const QString bind = QStringLiteral("SetBindAnswer");
-    QTest::newRow("backend fails the session") << create << QStringLiteral("fail");
-    QTest::newRow("session never answered") << create << QStringLiteral("never");
-    QTest::newRow("binding declined by the user") << bind << QStringLiteral("cancel");
-    QTest::newRow("binding never answered") << bind << QStringLiteral("never");
-}
+    void rejectedTokenAsksOnceMore()
+    {
+        QFETCH(QString, userAnswer);
+        QFETCH(bool, typed);
+        PrivateBus portal;
+        portal.control(QStringLiteral("SetStartAnswer"), {userAnswer});
+        // A token from an earlier install the portal no longer knows.
+        RemoteDesktopKeyPoster keys(portal.bus(),
+                                    QStringLiteral("stale"),
+                                    false,
+                                    nullptr,
+                                    kDeadlines);
+        QSignalSpy tokens(&keys, &RemoteDesktopKeyPoster::restoreTokenChanged);
+        QSignalSpy problems(&keys, &RemoteDesktopKeyPoster::problem);
+        keys.postPasteKeystroke(PasteKeystroke::controlV);
+        QTRY_VERIFY_WITH_TIMEOUT(keys.state() != State::probing && keys.state() != State::opening
+                                     && keys.state() != State::idle,
+                                 kGenerous);
+        QCOMPARE(matching(portal.calls(), "Start"),
+                 (QStringList{QStringLiteral("Start restored"), QStringLiteral("Start asked")}));
+        // The stale token is forgotten at once, whatever the user answers next.
+        QVERIFY(!tokens.isEmpty());
+        QCOMPARE(tokens.first().first().toString(), QString());
+        if (typed) {
+            QTRY_COMPARE_WITH_TIMEOUT(portal.keysyms(), kControlV, kGenerous);
+            QVERIFY(!keys.restoreToken().isEmpty());
+        } else {
+            QCOMPARE(problems.size(), 1);
+        }
+        // Never a loop: whatever happened, no third prompt follows.
+        QTest::qWait(300);
+        QCOMPARE(matching(portal.calls(), "Start").size(), 2);
+    }
+
+    void rejectedTokenAsksOnceMore_data()
+    {
+        QTest::addColumn<QString>("userAnswer");
+        QTest::addColumn<bool>("typed");
+        QTest::newRow("approved when asked again") << QStringLiteral("approve") << true;
+        QTest::newRow("refused when asked again") << QStringLiteral("cancel") << false;
+        QTest::newRow("asking fails too") << QStringLiteral("fail") << false;
+    }
+
+    void failedSessionFallsThroughToTheNextPoster()
+    {
+        QFETCH(QString, control);
+        QFETCH(QVariant, argument);
+        PrivateBus portal;
+        portal.control(control, {argument});
+        FakeKeyPoster next;
+        RemoteDesktopKeyPoster keys(portal.bus(), {}, false, &next, kDeadlines);
+        QSignalSpy problems(&keys, &RemoteDesktopKeyPoster::problem);
+        keys.postPasteKeystroke(PasteKeystroke::controlShiftV);
+        QTRY_COMPARE_WITH_TIMEOUT(next.keystrokes.size(), 1, kGenerous);
+        QCOMPARE(next.keystrokes.first(), PasteKeystroke::controlShiftV);
+        QCOMPARE(keys.state(), State::unavailable);
+        QVERIFY(problems.isEmpty());
+        // From then on keystrokes go straight to the next poster, and trust is its own.
+        keys.postPasteKeystroke(PasteKeystroke::controlV);
+        QCOMPARE(next.keystrokes, (QList{PasteKeystroke::controlShiftV, PasteKeystroke::controlV}));
+        next.trusted = false;
+        QVERIFY(!keys.isTrusted());
+    }
+
+    void failedSessionFallsThroughToTheNextPoster_data()
+    {
+        QTest::addColumn<QString>("control");
+        QTest::addColumn<QVariant>("argument");
+        // xdg-desktop-portal 1.16 advertises interfaces whose backend then fails.
+        QTest::newRow("session refused by the backend")
+            << QStringLiteral("SetCreateAnswer") << QVariant(QStringLiteral("fail"));
+        QTest::newRow("interface not offered")
+            << QStringLiteral("SetOffered") << QVariant(QStringList{});
+        QTest::newRow("no keyboard among the devices")
+            << QStringLiteral("SetDeviceTypes") << QVariant(2u);
+    }
+
+    // The desktop may keep a trigger of its own choosing, and that is what is shown. Activated
+    // is a press; releasing is none, nor is another id. Recording another shortcut binds again
+    // in the same session; once the desktop ends it, nothing is shown as bound.
+    void shortcutIsBoundShownActivatedAndRebound()
+    {
+        PrivateBus portal;
+        portal.control(QStringLiteral("SetBoundTrigger"), {QStringLiteral("Ctrl+Alt+H")});
+        ShortcutRig rig(portal.bus());
+        QSignalSpy shown(&rig.backend, &PortalHotKeyBackend::boundTriggerChanged);
+        int presses = 0;
+        rig.registry.onKeyDown(kToggle, [&] { ++presses; });
+        QTRY_COMPARE_WITH_TIMEOUT(rig.backend.boundTrigger(),
+                                  QStringLiteral("Ctrl+Alt+H"),
+                                  kGenerous);
+        QCOMPARE(shown.size(), 1);
+        QCOMPARE(rig.backend.state(), PortalHotKeyBackend::State::ready);
+
+        portal.control(QStringLiteral("EmitActivated"), {QStringLiteral("toggle-overlay")});
+        portal.control(QStringLiteral("EmitDeactivated"), {QStringLiteral("toggle-overlay")});
+        portal.control(QStringLiteral("EmitActivated"), {QStringLiteral("someone-else")});
+        QTRY_COMPARE_WITH_TIMEOUT(presses, 1, kGenerous);
+        QTest::qWait(300);
+        QCOMPARE(presses, 1);
+
+        portal.control(QStringLiteral("SetBoundTrigger"), {QString()});
+        rig.registry.setShortcut(Shortcut(Key::c, ModifierFlag::control | ModifierFlag::option),
+                                 kToggle);
+        QTRY_COMPARE_WITH_TIMEOUT(rig.backend.boundTrigger(),
+                                  QStringLiteral("CTRL+ALT+c"),
+                                  kGenerous);
+        QCOMPARE(shown.size(), 2);
+        QCOMPARE(matching(portal.calls(), "BindShortcuts"),
+                 (QStringList{QStringLiteral("BindShortcuts toggle-overlay SHIFT+LOGO+v"),
+                              QStringLiteral("BindShortcuts toggle-overlay CTRL+ALT+c")}));
+        QCOMPARE(matching(portal.calls(), "GlobalShortcuts.CreateSession").size(), 1);
+
+        portal.control(QStringLiteral("CloseSessions"));
+        QTRY_COMPARE_WITH_TIMEOUT(rig.backend.state(),
+                                  PortalHotKeyBackend::State::unavailable,
+                                  kGenerous);
+        QVERIFY(rig.backend.boundTrigger().isEmpty());
+    }
+
+    void noShortcutSessionRefusesLikeNoHotKeys()
+    {
+        QFETCH(QString, control);
+        QFETCH(QString, answer);
+        PrivateBus portal;
+        portal.control(control, {answer});
+        ShortcutRig rig(portal.bus(), kShortDeadlines.requestMs);
+        // A registration is accepted while the session is being made, and bound once it is.
+        QCOMPARE(rig.backend.registerHotKey(1, kToggle.defaultShortcut.value()), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(rig.backend.state(),
+                                  PortalHotKeyBackend::State::unavailable,
+                                  kGenerous);
+        // Registering again, as the registry does then, is refused like on a desktop without
+        // global shortcuts, so Preferences says what to do instead.
+        rig.backend.unregisterHotKey(1);
+        QCOMPARE(rig.backend.registerHotKey(2, kToggle.defaultShortcut.value()),
+                 HotKeyBackend::kUnsupported);
+        QVERIFY(rig.backend.boundTrigger().isEmpty());
+    }
+
+    void noShortcutSessionRefusesLikeNoHotKeys_data()
+    {
+        QTest::addColumn<QString>("control");
+        QTest::addColumn<QString>("answer");
+        const QString create = QStringLiteral("SetCreateAnswer");
+        const QString bind = QStringLiteral("SetBindAnswer");
+        QTest::newRow("backend fails the session") << create << QStringLiteral("fail");
+        QTest::newRow("session never answered") << create << QStringLiteral("never");
+        QTest::newRow("binding declined by the user") << bind << QStringLiteral("cancel");
+        QTest::newRow("binding never answered") << bind << QStringLiteral("never");
+    }
+};
 
 QTEST_MAIN(TestPortal)
 #include "tst_portal.moc"
