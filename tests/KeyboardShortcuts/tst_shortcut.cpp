@@ -130,9 +130,6 @@ private slots:
         QTest::newRow("shift and command")
             << qint64(0x300) << 0x120000u << QStringList{"Shift", "Super"}
             << (Qt::ShiftModifier | Qt::MetaModifier);
-        QTest::newRow("control, option, command")
-            << qint64(0x1900) << 0x1C0000u << QStringList{"Ctrl", "Alt", "Super"}
-            << (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier);
         QTest::newRow("all five, Qt has no function modifier")
             << kAllCarbonModifiers << 0x9E0000u
             << QStringList{"Ctrl", "Alt", "Shift", "Super", "Fn"}
@@ -176,8 +173,6 @@ private slots:
         QTest::addColumn<QByteArray>("json");
         QTest::newRow("garbage") << QByteArray("\xff\xfe garbage");
         QTest::newRow("modifiers missing") << QByteArray(R"({"carbonKeyCode":9})");
-        QTest::newRow("numbers as text")
-            << QByteArray(R"({"carbonKeyCode":"9","carbonModifiers":"768"})");
         QTest::newRow("too large for 64 bits")
             << QByteArray(R"({"carbonKeyCode":1e30,"carbonModifiers":0})");
     }
@@ -214,9 +209,6 @@ private slots:
             << press << int(Qt::Key_Exclam) << none << 0u << key(Key::one);
         QTest::newRow("keypad without Num Lock")
             << press << int(Qt::Key_Home) << keypad << 0u << key(Key::keypad7);
-        QTest::newRow("shift+tab") << press << int(Qt::Key_Backtab) << none << 0u << key(Key::tab);
-        QTest::newRow("backspace is delete")
-            << press << int(Qt::Key_Backspace) << none << 0u << key(Key::delete_);
         QTest::newRow("F21 has no key")
             << press << int(Qt::Key_F21) << none << 0u << OptionalShortcut();
         QTest::newRow("shortcut override is no key event")
@@ -344,29 +336,6 @@ private slots:
         calls.clear();
         r->backend.press(kShiftSuperV);
         QCOMPARE(calls, QStringList{"toggle"});
-    }
-
-    // Handlers run in the order they were added, streams after them; a stream ends when its
-    // handle is dropped or cancelled, also from inside a handler, and releases its shortcut.
-    void eventStreams()
-    {
-        QStringList calls;
-        const auto record = [&](const char *what) { return [&calls, what] { calls << what; }; };
-        EventStream later = r->registry.events(kToggle, [&](EventType) { calls << "stream"; });
-        r->registry.onKeyDown(kToggle, record("first"));
-        r->registry.onKeyDown(kToggle, record("second"));
-        r->backend.send(kShiftSuperV, EventType::keyDown);
-        QCOMPARE(calls, QStringList({"first", "second", "stream"}));
-        r->registry.onKeyDown(kToggle, [&] { later.cancel(); });
-        r->backend.send(kShiftSuperV, EventType::keyDown);
-        QCOMPARE(calls.size(), 5);
-        r->registry.removeHandler(kToggle);
-        QVERIFY(r->backend.registered.isEmpty());
-        {
-            const EventStream scoped = r->registry.events(kToggle, [](EventType) {});
-            QCOMPARE(r->backend.registered.size(), 1);
-        }
-        QVERIFY(r->backend.registered.isEmpty());
     }
 
     void refusedShortcutPrintsTheDiagnosticOnceAndSparesTheOthers()

@@ -13,14 +13,10 @@ class TestAppPrefs : public QObject
 private slots:
     void init() { m_path = m_dir.filePath(QStringLiteral("prefs-%1.conf").arg(++m_run)); }
 
-    // The defaults that are choices; the lists start empty as any would.
-    void defaultsOnFirstLaunch()
+    // The defaults that keep secrets out of the history.
+    void privateDefaultsOnFirstLaunch()
     {
         AppPrefs prefs(settings());
-        QCOMPARE(prefs.paused(), false);
-        QCOMPARE(prefs.showInMenuBar(), true);
-        QCOMPARE(prefs.seenPauseExplainer(), false);
-        QCOMPARE(prefs.playSounds(), true);
         QCOMPARE(prefs.forgetTransientCopies(), true);
         QCOMPARE(prefs.recordPrimarySelection(), false);
         QVERIFY(prefs.settings().allKeys().isEmpty()); // reading writes nothing back
@@ -32,10 +28,6 @@ private slots:
         QTest::addColumn<QString>("stored");      // the raw text of the settings file
         QTest::addColumn<QVariant>("expected");
 
-        QTest::newRow("menu bar: a string reads as on")
-            << QByteArray("showInMenuBar") << u"hello"_s << QVariant(true);
-        QTest::newRow("paused: garbage reads as off")
-            << QByteArray("paused") << u"garbage"_s << QVariant(false);
         QTest::newRow("ignored: a number is no list")
             << QByteArray("ignoredApps") << u"@Variant(\\0\\0\\0\\x2\\0\\0\\0\\x5)"_s
             << QVariant(QStringList());

@@ -1,5 +1,4 @@
 #include "Feeds.h"
-#include "app/DesktopColorScheme.h"
 #include "app/ui/PreferencesWindow.h"
 #include "app/ui/SparkleUpdater.h"
 #include "app/ui/TrayIcon.h"
@@ -11,15 +10,11 @@
 
 #include <QAbstractButton>
 #include <QAction>
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QGuiApplication>
 #include <QMenu>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QQuickWindow>
-#include <QScreen>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -109,22 +104,6 @@ private slots:
         QTRY_VERIFY(!m_updater->currentAlert());
     }
 
-    void cancellingTheCheckShowsNothing()
-    {
-        m_settings->setValue(UpdateChecker::kFeedUrlKey, m_server.url(u"/silent"_s).toString());
-        QSignalSpy finished(m_updater.get(), &SparkleUpdater::checkFinished);
-        m_updater->checkForUpdates();
-        // A second click while checking does not start another check.
-        m_updater->checkForUpdates();
-        QMessageBox *progress = m_updater->currentAlert();
-        QVERIFY(progress);
-        QCOMPARE(progress->text(), u"Checking for updates…"_s);
-        buttons(progress).value(u"Cancel"_s)->click();
-        QTRY_VERIFY(!m_updater->currentAlert());
-        QTest::qWait(200);
-        QCOMPARE(finished.size(), 0);
-    }
-
     // With the overlay on screen, the check and its answer appear inside the card; no box of
     // their own takes the focus from it.
     void answersInsideTheOverlay()
@@ -183,11 +162,6 @@ private slots:
         QVERIFY(window);
         QVERIFY(window->isVisible());
         QCOMPARE(window->title(), QStringLiteral("Cliphaven Preferences"));
-        // As tall as its sections want, as far as the screen allows; it scrolls beyond that.
-        const int wanted = window->property("preferredHeight").toInt();
-        QVERIFY(wanted > 560);
-        const int room = window->screen()->availableGeometry().height() * 9 / 10;
-        QCOMPARE(window->size(), QSize(460, std::max(std::min(wanted, room), 300)));
 
         // Closing hides; the next show brings back the same window. Escape and Ctrl+W close
         // it as they close any dialog.
@@ -203,63 +177,6 @@ private slots:
             QCOMPARE(preferences.window(), window);
             QVERIFY(window->isVisible());
         }
-    }
-
-    // The desktop's stated preference, as its settings files and the portal give it.
-    void colourSchemeFollowsTheDesktop_data()
-    {
-        QTest::addColumn<QString>("kdeglobals");
-        QTest::addColumn<QString>("gtk3");
-        QTest::addColumn<DesktopColorScheme::Scheme>("scheme");
-        using S = DesktopColorScheme::Scheme;
-        QTest::newRow("nothing stated") << QString() << QString() << S::NoPreference;
-        QTest::newRow("KDE: a dark window background")
-            << "[Colors:Window]\nBackgroundNormal=35,38,41\n"
-            << QString() << S::Dark;
-        QTest::newRow("KDE: a light one wins over GTK")
-            << "[General]\nColorScheme=BreezeDark\n[Colors:Window]\nBackgroundNormal=239,240,241\n"
-            << "[Settings]\ngtk-application-prefer-dark-theme=1\n"
-            << S::Light;
-        QTest::newRow("KDE: only the scheme's name") << "[General]\nColorScheme=BreezeDark\n"
-                                                     << QString() << S::Dark;
-        QTest::newRow("GTK: prefers dark")
-            << QString() << "[Settings]\ngtk-application-prefer-dark-theme=true\n"
-            << S::Dark;
-        QTest::newRow("GTK: a dark theme")
-            << QString() << "[Settings]\ngtk-theme-name=Adwaita-dark\n"
-            << S::Dark;
-        QTest::newRow("GTK: a light theme") << QString() << "[Settings]\ngtk-theme-name=Adwaita\n"
-                                            << S::Light;
-        QTest::newRow("GTK: the key in another group")
-            << QString() << "[Other]\ngtk-theme-name=Adwaita\n"
-            << S::NoPreference;
-    }
-    void colourSchemeFollowsTheDesktop()
-    {
-        QFETCH(QString, kdeglobals);
-        QFETCH(QString, gtk3);
-        QFETCH(DesktopColorScheme::Scheme, scheme);
-        QTemporaryDir config;
-        const auto write = [&](const QString &name, const QString &text) {
-            if (text.isEmpty())
-                return;
-            QDir().mkpath(QFileInfo(config.filePath(name)).absolutePath());
-            QFile file(config.filePath(name));
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write(text.toUtf8());
-        };
-        write(QStringLiteral("kdeglobals"), kdeglobals);
-        write(QStringLiteral("gtk-3.0/settings.ini"), gtk3);
-        QCOMPARE(DesktopColorScheme::fromConfigFolder(config.path()), scheme);
-    }
-
-    void portalValues()
-    {
-        using S = DesktopColorScheme::Scheme;
-        QCOMPARE(DesktopColorScheme::fromPortalValue(0), S::NoPreference);
-        QCOMPARE(DesktopColorScheme::fromPortalValue(1), S::Dark);
-        QCOMPARE(DesktopColorScheme::fromPortalValue(2), S::Light);
-        QCOMPARE(DesktopColorScheme::fromPortalValue(7), S::NoPreference);
     }
 
     void pausingSwitchesTheIcon()
@@ -284,43 +201,6 @@ private slots:
         prefs.setPaused(true);
         prefs.setShowInMenuBar(true);
         QCOMPARE(look(), paused);
-    }
-
-    // The menu's four entries, in order (a separator before the updates), each asking for its
-    // action and nothing else.
-    void menuEntriesAskForTheirActions()
-    {
-        TestPrefs test;
-        TrayIcon tray(test.prefs);
-        QStringList asked;
-        connect(&tray, &TrayIcon::toggleOverlayRequested, this, [&] { asked << "toggle"; });
-        connect(&tray, &TrayIcon::preferencesRequested, this, [&] { asked << "preferences"; });
-        connect(&tray, &TrayIcon::checkForUpdatesRequested, this, [&] { asked << "updates"; });
-        connect(&tray, &TrayIcon::quitRequested, this, [&] { asked << "quit"; });
-        const auto entries = [&tray](bool trigger) {
-            QStringList shown;
-            for (QAction *action : tray.menu()->actions()) {
-                if (!action->isVisible())
-                    continue;
-                shown << (action->isSeparator() ? QStringLiteral("-") : action->text());
-                if (trigger)
-                    action->trigger();
-            }
-            return shown;
-        };
-        QCOMPARE(entries(true),
-                 QStringList({"Show Cliphaven",
-                              "Preferences…",
-                              "-",
-                              "Check for Updates…",
-                              "Quit Cliphaven"}));
-        QCOMPARE(asked, QStringList({"toggle", "preferences", "updates", "quit"}));
-
-        // A build without an update feed does not offer what cannot work.
-        tray.setCanCheckForUpdates(false);
-        QStringList shown = entries(false);
-        shown.removeAll(u"-"_s);
-        QCOMPARE(shown, QStringList({"Show Cliphaven", "Preferences…", "Quit Cliphaven"}));
     }
 
     // A problem the user must know of heads the menu, disabled, and goes with the problem; the

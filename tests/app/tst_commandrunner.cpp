@@ -174,11 +174,8 @@ private slots:
         row("unknown option", {"list", "--colour"}, 2);
         row("option without its value", {"list", "--limit"}, 2);
         row("limit not a number", {"list", "--limit", "ten"}, 2);
-        row("flag given a value", {"list", "--json=yes"}, 2);
-        row("get without an index", {"get"}, 2);
         row("two indexes", {"delete", "0", "1"}, 2);
         row("index past the end", {"get", "3"}, 1);
-        row("negative index", {"delete", "-1"}, 1);
         row("neither index nor id", {"copy", "newest"}, 2);
         row("unknown id", {"delete", "{6F1D3C55-0000-4000-8000-000000000000}"}, 1);
         row("unknown category", {"list", "--category", "Recipes"}, 1);

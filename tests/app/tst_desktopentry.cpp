@@ -66,10 +66,6 @@ private slots:
         row("no Exec", named, "X", "");
         row("no entry group", "[Other]\nName=X\n", "", "");
         row("no name", "[Desktop Entry]\nExec=x\n", "", "");
-        row("name only in an action",
-            "[Desktop Entry]\nType=Application\n[Desktop Action a]\nName=X\n",
-            "",
-            "");
     }
     void parse()
     {
@@ -184,9 +180,6 @@ private slots:
         QTest::newRow("space") << u"/opt/my apps/cliphaven"_s << u"\"/opt/my apps/cliphaven\""_s;
         QTest::newRow("percent is doubled")
             << u"/opt/100%/cliphaven"_s << u"/opt/100%%/cliphaven"_s;
-        QTest::newRow("dollar, quote and backslash escaped twice")
-            << "/opt/a$b\"c\\d/cliphaven"
-            << "\"/opt/a\\\\$b\\\\\"c\\\\\\\\d/cliphaven\"";
     }
     void autostartExecQuoting()
     {

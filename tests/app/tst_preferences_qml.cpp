@@ -57,9 +57,7 @@ public:
         prefs.setShowInMenuBar(true);
         prefs.setPlaySounds(true);
         autostart.setEnabled(false);
-        model.setTrayAvailable(true);
     }
-    Q_INVOKABLE void setTrayAvailable(bool available) { model.setTrayAvailable(available); }
     Q_INVOKABLE void addClips(int count)
     {
         for (int i = 0; i < count; ++i)

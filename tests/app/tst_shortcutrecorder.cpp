@@ -73,26 +73,13 @@ private slots:
             };
         reserved(Qt::Key_C, Qt::ControlModifier, "Ctrl+C", "copies");
         reserved(Qt::Key_V, Qt::ControlModifier, "Ctrl+V", "pastes");
-        reserved(Qt::Key_X, Qt::ControlModifier, "Ctrl+X", "cuts");
-        reserved(Qt::Key_Z, Qt::ControlModifier, "Ctrl+Z", "undoes");
-        reserved(Qt::Key_A, Qt::ControlModifier, "Ctrl+A", "selects everything");
         reserved(Qt::Key_Insert, Qt::ShiftModifier, "Shift+Insert", "pastes");
         QTest::newRow("Ctrl+Shift+C is free")
             << int(Qt::Key_C) << (Qt::ControlModifier | Qt::ShiftModifier) << u"Ctrl+Shift+C"_s
             << QString();
-        // The keys of PC keyboards that Apple's lack.
-        QTest::newRow("Insert") << int(Qt::Key_Insert) << (Qt::ControlModifier | Qt::AltModifier)
-                                << u"Ctrl+Alt+Insert"_s << QString();
+        // A key of PC keyboards that Apple's lack.
         QTest::newRow("Print") << int(Qt::Key_Print) << Qt::KeyboardModifiers(Qt::MetaModifier)
                                << u"Super+Print"_s << QString();
-        QTest::newRow("Pause, with Shift alone: it types nothing")
-            << int(Qt::Key_Pause) << Qt::KeyboardModifiers(Qt::ShiftModifier) << u"Shift+Pause"_s
-            << QString();
-        QTest::newRow("Scroll Lock")
-            << int(Qt::Key_ScrollLock) << Qt::KeyboardModifiers(Qt::AltModifier)
-            << u"Alt+Scroll Lock"_s << QString();
-        QTest::newRow("Menu") << int(Qt::Key_Menu) << Qt::KeyboardModifiers(Qt::ControlModifier)
-                              << u"Ctrl+Menu"_s << QString();
     }
 
     void combinations()

@@ -80,7 +80,6 @@ public:
         const auto anchor = m_rig.state.selectionAnchor();
         return anchor ? QVariant(*anchor) : QVariant();
     }
-    Q_INVOKABLE void setAnchor(int index) { m_rig.state.selectOnly(m_rig.model.items(), index); }
     // What the Menu key asks of the grid.
     Q_INVOKABLE void requestMenu(int index) { m_rig.grid.requestMenu(index); }
 

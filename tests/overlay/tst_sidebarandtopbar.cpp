@@ -1,9 +1,6 @@
-#include "app/ShortcutNames.h"
 #include "common/OverlayRig.h"
 #include "common/TestPrefs.h"
-#include "common/TestShortcuts.h"
 #include "overlay/CategoryListModel.h"
-#include "overlay/HotkeyCaps.h"
 #include "overlay/MoreMenu.h"
 #include "overlay/SidebarController.h"
 
@@ -12,8 +9,6 @@
 #include <QTest>
 
 constexpr auto idString = &OverlayRig::idString;
-
-using namespace KeyboardShortcuts;
 
 // Three history items "0" (newest) ... "2" and the categories named, behind a sidebar controller.
 struct Fixture : OverlayRig
@@ -36,37 +31,12 @@ struct Fixture : OverlayRig
     QList<QUuid> ids;
 };
 
-// The controls around the grid: the sidebar, the overflow menu's pause explainer and the
-// shortcut's key caps.
+// The controls around the grid: the sidebar and the overflow menu's pause explainer.
 class SidebarAndTopBarTest : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void slotsAndHints_data()
-    {
-        QTest::addColumn<int>("categories");
-        QTest::addColumn<int>("lastSlot");
-        QTest::addColumn<QString>("lastHint");
-        QTest::newRow("eight: the last is Ctrl+9") << 8 << 9 << "Ctrl+9";
-        QTest::newRow("nine: slot 10 has no key") << 9 << 10 << "";
-    }
-    void slotsAndHints()
-    {
-        QFETCH(int, categories);
-        QFETCH(int, lastSlot);
-        QFETCH(QString, lastHint);
-        QStringList names;
-        for (int i = 0; i < categories; ++i)
-            names.append(QString::number(i));
-        Fixture f(names);
-        QCOMPARE(f.sidebar.historyHint(), "Ctrl+1");
-        QCOMPARE(f.row(0, CategoryListModel::SlotRole), 2);
-        QCOMPARE(f.row(0, CategoryListModel::HintRole), "Ctrl+2");
-        QCOMPARE(f.row(categories - 1, CategoryListModel::SlotRole), lastSlot);
-        QCOMPARE(f.row(categories - 1, CategoryListModel::HintRole), lastHint);
-    }
-
     void rowsFollowTheStoreWithoutRebuilding()
     {
         Fixture f({"A", "B", "C"});
@@ -156,11 +126,9 @@ private slots:
         const QString a = QStringLiteral("0F6B1C1E-2D39-4F5A-9C44-3B1A2E5D7C80");
         const QString b = QStringLiteral("6c1f0a57-8d3e-4b0e-a1f2-9e7d6c5b4a30");
         QTest::newRow("items") << "items:" + a + "," + b << QStringList{a, b.toUpper()};
-        QTest::newRow("empty pieces left out") << "items:," + a + ",," << QStringList{a};
         QTest::newRow("a space spoils its piece") << "items:" + a + ", " + b << QStringList{a};
         QTest::newRow("braces are no standard form") << "item:{" + a + "}" << QStringList{};
         QTest::newRow("item") << "item:" + a << QStringList{a};
-        QTest::newRow("item with two ids") << "item:" + a + "," + b << QStringList{};
         QTest::newRow("other text") << "cat:" + a << QStringList{};
     }
     void parseItemIDs()
@@ -253,32 +221,6 @@ private slots:
         QCOMPARE(prefs.paused(), pausedAfter);
         QCOMPARE(menu.paused(), pausedAfter);
         QCOMPARE(pausedChanged.count(), paused != pausedAfter ? 1 : 0);
-    }
-
-    void keyCapsFollowTheStoredShortcut()
-    {
-        TestShortcuts shortcuts;
-        Registry &registry = shortcuts.registry;
-        HotkeyCaps caps;
-        QSignalSpy changed(&caps, &HotkeyCaps::keysChanged);
-        caps.setSource([&] { return registry.getShortcut(ShortcutNames::toggleOverlay); });
-        // Never recorded: the default.
-        QCOMPARE(caps.keys(), (QStringList{"Shift", "Super", "V"}));
-        QCOMPARE(changed.count(), 1);
-
-        registry.setShortcut(Shortcut(Key::k, ModifierFlag::control | ModifierFlag::option),
-                             ShortcutNames::toggleOverlay);
-        QCOMPARE(caps.keys(), (QStringList{"Ctrl", "Alt", "K"}));
-        QCOMPARE(changed.count(), 2);
-
-        // Another name's change, or reading the same shortcut again, is not a change.
-        registry.setShortcut(Shortcut(Key::j, ModifierFlag::command), Name(QStringLiteral("other")));
-        caps.refresh();
-        QCOMPARE(changed.count(), 2);
-
-        registry.setShortcut(std::nullopt, ShortcutNames::toggleOverlay);
-        QCOMPARE(caps.keys(), QStringList());
-        QCOMPARE(changed.count(), 3);
     }
 };
 

@@ -43,39 +43,6 @@ private slots:
         QCOMPARE(changed.count(), 2);
     }
 
-    void damagedFileText_data()
-    {
-        QTest::addColumn<int>("unreadable");
-        QTest::addColumn<bool>("wholeFile");
-        QTest::addColumn<QString>("kept");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("one entry")
-            << 1 << false << "/d/store.json.unreadable-1"
-            << "1 entry could not be read; everything else was loaded. The original file is kept "
-               "as /d/store.json.unreadable-1.";
-        QTest::newRow("several entries")
-            << 3 << false << "/k"
-            << "3 entries could not be read; everything else was loaded. The original file is "
-               "kept as /k.";
-        QTest::newRow("not a store at all")
-            << 0 << true << "/k"
-            << "The history file could not be read, so History starts empty. The original file "
-               "is kept as /k.";
-        QTest::newRow("could not be moved")
-            << 2 << false << ""
-            << "2 entries could not be read; everything else was loaded. The original could not "
-               "be kept aside.";
-    }
-
-    void damagedFileText()
-    {
-        QFETCH(int, unreadable);
-        QFETCH(bool, wholeFile);
-        QFETCH(QString, kept);
-        QFETCH(QString, text);
-        QCOMPARE(StoreNotice::damagedFileText(unreadable, wholeFile, kept), text);
-    }
-
     // Told once: the notice stays until closed, and a later start has nothing to say.
     void damagedFileIsToldUntilClosed()
     {

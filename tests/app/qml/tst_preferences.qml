@@ -55,18 +55,6 @@ TestCase {
         fail("no row for " + identifier)
     }
 
-    // A desktop without a tray: the switch says why no icon shows, and where Preferences are.
-    function test_noTrayIsSaid() {
-        const view = createView()
-        const note = findChild(view, "noTrayNote")
-        verify(!note.visible)
-        testHelper.setTrayAvailable(false)
-        verify(note.visible)
-        verify(texts(view).indexOf("This desktop has no system tray, so the icon cannot show. Preferences stay in the overlay's … menu.") >= 0)
-        testHelper.setTrayAvailable(true)
-        verify(!note.visible)
-    }
-
     function test_recorderRecordsACombination() {
         const view = createView()
         const field = findChild(view, "shortcutRecorder")

@@ -60,41 +60,6 @@ Item {
             compare(fixture.picked(), [])
         }
 
-        // The whole change eases in together: growth, outline and glow, none of it at once.
-        function test_selectionAnimatesAsAWhole() {
-            const tile = grid.view.itemAtIndex(1)
-            const face = findChild(tile, "tileFace")
-            const outline = findChild(tile, "selectionOutline")
-            clickTile(1, Qt.ControlModifier)
-            verify(tile.lift < 1)
-            verify(outline.opacity < 1)
-            tryCompare(tile, "lift", 1, 2000)
-            compare(outline.opacity, 1)
-            fuzzyCompare(face.grown, 1.03, 0.012)
-            clickTile(1, Qt.ControlModifier)
-            verify(tile.lift > 0)
-            tryCompare(tile, "lift", 0, 2000)
-            compare(face.grown, 1)
-            verify(!outline.visible)
-        }
-
-        // Return pastes the first tile before any arrow moved: it is marked from the start,
-        // and the mark follows the anchor.
-        function test_theTileReturnPastesIsMarked() {
-            const ring = (index) => findChild(grid.view.itemAtIndex(index), "currentRing")
-            verify(ring(0).visible)
-            verify(!ring(1).visible)
-            // Selected by the arrows: the selection itself marks it.
-            fixture.setAnchor(4)
-            verify(!ring(0).visible)
-            verify(grid.view.itemAtIndex(4).selected)
-            verify(!ring(4).visible)
-            // Ctrl-click takes it out of the selection; Return would still paste it.
-            clickTile(4, Qt.ControlModifier)
-            verify(!grid.view.itemAtIndex(4).selected)
-            verify(ring(4).visible)
-        }
-
         // The Menu key's menu opens over the tile and acts on it; the tile is marked meanwhile.
         function test_menuFromTheKeyboard() {
             fixture.requestMenu(2)
@@ -126,20 +91,6 @@ Item {
             verify(!marquee.visible)
             compare(fixture.selectedIndexes(), [1, 6])
             compare(fixture.picked(), [])
-        }
-
-        // A press without movement is no rubber band; one dragged over no tile clears.
-        function test_rubberBandOverNoTileClears() {
-            clickTile(0, Qt.ControlModifier)
-            mouseClick(grid, 16 + tileWidth + 7, 8)
-            compare(fixture.selectedIndexes(), [0])
-            // Down the gap between the first two columns.
-            const x = 16 + tileWidth + 4
-            mousePress(grid, x, 4)
-            mouseMove(grid, x + 3, 60)
-            mouseMove(grid, x + 6, 400)
-            mouseRelease(grid, x + 6, 400)
-            compare(fixture.selectedIndexes(), [])
         }
 
         function test_rightClickOpensTheTilesMenu() {

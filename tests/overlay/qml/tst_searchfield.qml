@@ -20,7 +20,6 @@ Item {
             return [
                 { tag: "empty", query: "", shown: false },
                 { tag: "one letter", query: "a", shown: true },
-                { tag: "a space", query: " ", shown: true },
             ]
         }
 
