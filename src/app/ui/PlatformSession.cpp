@@ -4,6 +4,7 @@
 #include "app/OpenWindows.h"
 #include "app/x11/X11OpenWindows.h"
 #include "platform/Unavailable.h"
+#include "platform/wayland/KWinKeyPoster.h"
 #include "platform/wayland/WaylandConnection.h"
 #include "platform/wayland/WaylandKeyPoster.h"
 #include "platform/wayland/WaylandPasteboard.h"
@@ -145,6 +146,8 @@ PlatformSession::PlatformSession()
         std::vector<std::unique_ptr<KeyPoster>> keyPosters;
         // wlroots compositors.
         keyPosters.push_back(std::make_unique<WaylandKeyPoster>());
+        // KWin, when Cliphaven's installed desktop entry was granted its fake input device.
+        keyPosters.push_back(std::make_unique<KWinKeyPoster>());
         m_keyPoster = firstTrusted(std::move(keyPosters));
         return;
     }
