@@ -137,6 +137,7 @@ PlatformSession::PlatformSession()
         m_pasteboard = std::move(pasteboard);
         auto toplevels = std::make_unique<WaylandWorkspace>();
         if (toplevels->isActive()) {
+            m_description += QStringLiteral(", windows through %1").arg(toplevels->protocolName());
             m_toplevels = toplevels.get();
             m_workspace = std::make_unique<CatalogNamedWorkspace>(std::move(toplevels));
         } else {
