@@ -5,7 +5,8 @@
 # management only to programs whose desktop entry names them (X-KDE-Wayland-Interfaces, Exec= the
 # program's full path); it reads entries from the folder the command finds in
 # CLIPHAVEN_KWIN_APPLICATIONS, including ones written after it started. Everything started here
-# is stopped when the command ends. CLIPHAVEN_SCREEN sets the output's size (WxH).
+# is stopped when the command ends. CLIPHAVEN_SCREEN sets the output's size (WxH),
+# CLIPHAVEN_KWIN_KEYBOARD_LAYOUT the keyboard layout as LAYOUT or LAYOUT(VARIANT) (US otherwise).
 set -euo pipefail
 [ $# -ge 1 ] || { echo "usage: $0 command [args...]" >&2; exit 2; }
 
@@ -32,6 +33,14 @@ if ! "$kwin" --version >/dev/null 2>&1; then
     kwin="$dir/kwin_wayland"
 fi
 size=${CLIPHAVEN_SCREEN:-1280x800}
+layout=${CLIPHAVEN_KWIN_KEYBOARD_LAYOUT:-}
+if [ -n "$layout" ]; then
+    mkdir -p "$dir/home/.config"
+    variant=
+    [[ "$layout" == *"("*")" ]] && { variant=${layout#*(}; variant=${variant%)}; layout=${layout%%(*}; }
+    printf '[Layout]\nUse=true\nLayoutList=%s\nVariantList=%s\n' "$layout" "$variant" \
+        >"$dir/home/.config/kxkbrc"
+fi
 
 env -i PATH="$PATH" HOME="$dir/home" XDG_RUNTIME_DIR="$runtime" \
     XDG_DATA_DIRS="$dir/share:/usr/local/share:/usr/share" XDG_CONFIG_HOME="$dir/home/.config" \
