@@ -6,6 +6,7 @@
 # program's full path); it reads entries from the folder the command finds in
 # CLIPHAVEN_KWIN_APPLICATIONS, including ones written after it started. Everything started here
 # is stopped when the command ends. CLIPHAVEN_SCREEN sets the output's size (WxH),
+# CLIPHAVEN_KWIN_OUTPUTS how many such outputs stand side by side (1 otherwise),
 # CLIPHAVEN_KWIN_KEYBOARD_LAYOUT the keyboard layout as LAYOUT or LAYOUT(VARIANT) (US otherwise).
 set -euo pipefail
 [ $# -ge 1 ] || { echo "usage: $0 command [args...]" >&2; exit 2; }
@@ -45,7 +46,8 @@ fi
 env -i PATH="$PATH" HOME="$dir/home" XDG_RUNTIME_DIR="$runtime" \
     XDG_DATA_DIRS="$dir/share:/usr/local/share:/usr/share" XDG_CONFIG_HOME="$dir/home/.config" \
     "$kwin" --virtual --no-lockscreen --no-global-shortcuts --no-kactivities \
-    --socket cliphaven-kwin --width "${size%x*}" --height "${size#*x}" >"$dir/kwin.log" 2>&1 &
+    --output-count "${CLIPHAVEN_KWIN_OUTPUTS:-1}" --socket cliphaven-kwin \
+    --width "${size%x*}" --height "${size#*x}" >"$dir/kwin.log" 2>&1 &
 kwin_pid=$!
 
 for _ in $(seq 300); do

@@ -5,12 +5,14 @@
 //   kwin_keys key NAME      presses and releases Return, Escape or Tab
 //   kwin_keys active        prints the app_id of the window in front ("(none)" when none)
 //   kwin_keys window APPID  shows a window with that app_id until killed
+//   kwin_keys point X Y     moves the pointer to X,Y of the whole desktop
 #include "platform/wayland/WaylandConnection.h"
 #include "platform/wayland/WaylandWorkspace.h"
 
 #include "fake-input-client-protocol.h"
 
 #include <QGuiApplication>
+#include <QPoint>
 #include <QRasterWindow>
 #include <QString>
 
@@ -18,6 +20,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <optional>
 
 #include <linux/input-event-codes.h>
 
@@ -46,7 +49,8 @@ int namedKey(const QString &name)
     return -1;
 }
 
-int type(const QList<int> &keys)
+// Keys to type, or a pointer position when keys is empty.
+int send(const QList<int> &keys, std::optional<QPoint> pointer = std::nullopt)
 {
     WaylandConnection connection;
     const auto deadline = WaylandConnection::Clock::now() + std::chrono::seconds(10);
@@ -61,6 +65,11 @@ int type(const QList<int> &keys)
         return 1;
     }
     org_kde_kwin_fake_input_authenticate(input, "kwin_keys", "typing for a test");
+    if (pointer) {
+        org_kde_kwin_fake_input_pointer_motion_absolute(input,
+                                                        wl_fixed_from_int(pointer->x()),
+                                                        wl_fixed_from_int(pointer->y()));
+    }
     for (int key : keys) {
         org_kde_kwin_fake_input_keyboard_key(input, uint32_t(key), WL_KEYBOARD_KEY_STATE_PRESSED);
         org_kde_kwin_fake_input_keyboard_key(input, uint32_t(key), WL_KEYBOARD_KEY_STATE_RELEASED);
@@ -111,10 +120,13 @@ int main(int argc, char **argv)
         }
     } else if (command == u"key" && namedKey(argument) >= 0) {
         keys.append(namedKey(argument));
+    } else if (command == u"point" && argc > 3) {
+        return send({}, QPoint(QByteArray(argv[2]).toInt(), QByteArray(argv[3]).toInt()));
     } else {
-        std::fprintf(
-            stderr, "usage: kwin_keys type TEXT | key Return|Escape|Tab | active | window APPID\n");
+        std::fprintf(stderr,
+                     "usage: kwin_keys type TEXT | key Return|Escape|Tab | active | window APPID | "
+                     "point X Y\n");
         return 2;
     }
-    return type(keys);
+    return send(keys);
 }

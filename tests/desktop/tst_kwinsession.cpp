@@ -76,20 +76,26 @@ private slots:
         QCOMPARE(keys.keyCode(XKB_KEY_Control_L), quint32(KEY_LEFTCTRL));
     }
 
+    // Two outputs side by side (the test runs with CLIPHAVEN_KWIN_OUTPUTS=2); KWin opens a window
+    // on the output under the pointer.
     void activeWindowIsFrontmostByItsAppId()
     {
         WaylandWorkspace workspace;
         QVERIFY(workspace.isActive());
+        movePointer(QPoint(300, 300));
         const QProcess *firstProcess = startWindow("first");
         QTRY_COMPARE_WITH_TIMEOUT(frontmost(workspace), QStringLiteral("first"), 20000);
         const RunningApplication first = *workspace.frontmostApplication();
         QCOMPARE(first.pid, firstProcess->processId());
+        movePointer(QPoint(1900, 400));
         startWindow("second");
         QTRY_COMPARE_WITH_TIMEOUT(frontmost(workspace), QStringLiteral("second"), 20000);
+        const RunningApplication second = *workspace.frontmostApplication();
         QCOMPARE(workspace.applicationIdentifiers(), (QStringList{"first", "second"}));
 
         // The overlay opens on the output the window is on.
         QCOMPARE(workspace.windowFrame(first), QRect(0, 0, 1280, 800));
+        QCOMPARE(workspace.windowFrame(second), QRect(1280, 0, 1280, 800));
         workspace.activate(first);
         QTRY_COMPARE_WITH_TIMEOUT(frontmost(workspace), QStringLiteral("first"), 20000);
 
@@ -186,6 +192,20 @@ private slots:
     }
 
 private:
+    void movePointer(QPoint to)
+    {
+        WaylandConnection connection;
+        QVERIFY(connection.fetchGlobals(WaylandConnection::Clock::now() + std::chrono::seconds(5)));
+        auto *input = static_cast<org_kde_kwin_fake_input *>(
+            connection.bind(&org_kde_kwin_fake_input_interface, 4));
+        QVERIFY(input);
+        org_kde_kwin_fake_input_authenticate(input, "test", "the user's own pointer");
+        org_kde_kwin_fake_input_pointer_motion_absolute(input,
+                                                        wl_fixed_from_int(to.x()),
+                                                        wl_fixed_from_int(to.y()));
+        org_kde_kwin_fake_input_destroy(input);
+        QVERIFY(connection.roundtrip(WaylandConnection::Clock::now() + std::chrono::seconds(5)));
+    }
     // A Qt window whose app_id is appId.
     QProcess *startWindow(const QString &appId)
     {
