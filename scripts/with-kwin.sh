@@ -8,15 +8,20 @@
 # is stopped when the command ends. CLIPHAVEN_SCREEN sets the output's size (WxH),
 # CLIPHAVEN_KWIN_OUTPUTS how many such outputs stand side by side (1 otherwise),
 # CLIPHAVEN_KWIN_KEYBOARD_LAYOUT the keyboard layout as LAYOUT or LAYOUT(VARIANT) (US otherwise).
+# CLIPHAVEN_KWIN_SESSION_BUS=1 gives KWin and the command a private session bus, on which KWin
+# serves org.kde.KWin.ScreenShot2 to programs whose entry lists it under
+# X-KDE-DBUS-Restricted-Interfaces (`kwin_keys screenshot FILE` of the tests uses it).
 set -euo pipefail
 [ $# -ge 1 ] || { echo "usage: $0 command [args...]" >&2; exit 2; }
 
 kwin_pid=
 command_pid=
+bus_pid=
 dir=$(mktemp -d)
 cleanup() {
     [ -n "$command_pid" ] && kill "$command_pid" 2>/dev/null || true
     [ -n "$kwin_pid" ] && kill "$kwin_pid" 2>/dev/null || true
+    [ -n "$bus_pid" ] && kill "$bus_pid" 2>/dev/null || true
     wait 2>/dev/null || true
     rm -rf "$dir"
 }
@@ -43,7 +48,16 @@ if [ -n "$layout" ]; then
         >"$dir/home/.config/kxkbrc"
 fi
 
-env -i PATH="$PATH" HOME="$dir/home" XDG_RUNTIME_DIR="$runtime" \
+bus=()
+if [ "${CLIPHAVEN_KWIN_SESSION_BUS:-}" = 1 ]; then
+    exec 4< <(dbus-daemon --session --address="unix:dir=$dir" --nofork --print-address=1 \
+        --print-pid=1 2>/dev/null)
+    read -r -t 20 address <&4 || { echo "dbus-daemon did not start" >&2; exit 1; }
+    read -r -t 20 bus_pid <&4 || { echo "dbus-daemon did not start" >&2; exit 1; }
+    bus=(DBUS_SESSION_BUS_ADDRESS="$address")
+fi
+
+env -i PATH="$PATH" HOME="$dir/home" XDG_RUNTIME_DIR="$runtime" "${bus[@]}" \
     XDG_DATA_DIRS="$dir/share:/usr/local/share:/usr/share" XDG_CONFIG_HOME="$dir/home/.config" \
     "$kwin" --virtual --no-lockscreen --no-global-shortcuts --no-kactivities \
     --output-count "${CLIPHAVEN_KWIN_OUTPUTS:-1}" --socket cliphaven-kwin \
@@ -65,7 +79,8 @@ export XDG_RUNTIME_DIR="$dir/client"
 export XDG_SESSION_TYPE=wayland XDG_CURRENT_DESKTOP=KDE
 export CLIPHAVEN_KWIN_APPLICATIONS="$dir/share/applications"
 export CLIPHAVEN_KWIN_LOG="$dir/kwin.log"
-unset DISPLAY QT_QPA_PLATFORM
+unset DISPLAY QT_QPA_PLATFORM DBUS_SESSION_BUS_ADDRESS
+[ ${#bus[@]} -eq 0 ] || export "${bus[@]}"
 # In the background, so that a signal to this script ends the session at once.
 "$@" &
 command_pid=$!

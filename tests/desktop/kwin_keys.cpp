@@ -6,12 +6,20 @@
 //   kwin_keys active        prints the app_id of the window in front ("(none)" when none)
 //   kwin_keys window APPID  shows a window with that app_id until killed
 //   kwin_keys point X Y     moves the pointer to X,Y of the whole desktop
+//   kwin_keys screenshot FILE  saves the whole desktop as a PNG (KWin needs a session bus, and
+//                           this program's entry X-KDE-DBUS-Restricted-Interfaces=
+//                           org.kde.KWin.ScreenShot2)
 #include "platform/wayland/WaylandConnection.h"
 #include "platform/wayland/WaylandWorkspace.h"
 
 #include "fake-input-client-protocol.h"
 
+#include <QDBusArgument>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusUnixFileDescriptor>
 #include <QGuiApplication>
+#include <QImage>
 #include <QPoint>
 #include <QRasterWindow>
 #include <QString>
@@ -23,6 +31,7 @@
 #include <optional>
 
 #include <linux/input-event-codes.h>
+#include <unistd.h>
 
 namespace {
 
@@ -81,6 +90,44 @@ int send(const QList<int> &keys, std::optional<QPoint> pointer = std::nullopt)
     return connection.roundtrip(deadline) ? 0 : 1;
 }
 
+// KWin writes the raw pixels into the pipe and answers with their layout.
+int screenshot(const QString &file)
+{
+    int fds[2];
+    if (pipe(fds) != 0)
+        return 1;
+    QDBusMessage reply;
+    {
+        QDBusMessage call
+            = QDBusMessage::createMethodCall(QStringLiteral("org.kde.KWin"),
+                                             QStringLiteral("/org/kde/KWin/ScreenShot2"),
+                                             QStringLiteral("org.kde.KWin.ScreenShot2"),
+                                             QStringLiteral("CaptureWorkspace"));
+        // The message holds a copy of the pipe's writing end: it must be gone before the read
+        // below can see the end of the pixels.
+        call << QVariantMap() << QVariant::fromValue(QDBusUnixFileDescriptor(fds[1]));
+        close(fds[1]);
+        reply = QDBusConnection::sessionBus().call(call, QDBus::Block, 20000);
+    }
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
+        std::fprintf(stderr, "kwin_keys: %s\n", qPrintable(reply.errorMessage()));
+        close(fds[0]);
+        return 1;
+    }
+    QByteArray pixels;
+    char buffer[65536];
+    for (ssize_t got; (got = read(fds[0], buffer, sizeof buffer)) > 0;)
+        pixels.append(buffer, got);
+    close(fds[0]);
+    const QVariantMap layout = qdbus_cast<QVariantMap>(reply.arguments().constFirst());
+    const QImage image(reinterpret_cast<const uchar *>(pixels.constData()),
+                       layout.value(QStringLiteral("width")).toInt(),
+                       layout.value(QStringLiteral("height")).toInt(),
+                       layout.value(QStringLiteral("stride")).toInt(),
+                       QImage::Format(layout.value(QStringLiteral("format")).toInt()));
+    return !image.isNull() && image.save(file) ? 0 : 1;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -96,6 +143,10 @@ int main(int argc, char **argv)
         window.resize(320, 200);
         window.show();
         return app.exec();
+    }
+    if (command == u"screenshot" && !argument.isEmpty()) {
+        QCoreApplication app(argc, argv);
+        return screenshot(argument);
     }
     if (command == u"active") {
         QCoreApplication app(argc, argv);
