@@ -4,8 +4,9 @@
 # collide and nothing of the user's KDE settings is read. KWin lends its fake input and window
 # management only to programs whose desktop entry names them (X-KDE-Wayland-Interfaces, Exec= the
 # program's full path); it reads entries from the folder the command finds in
-# CLIPHAVEN_KWIN_APPLICATIONS, including ones written after it started. Everything started here
-# is stopped when the command ends. CLIPHAVEN_SCREEN sets the output's size (WxH),
+# CLIPHAVEN_KWIN_APPLICATIONS, including ones written after it started; CLIPHAVEN_KWIN_PID lets
+# it end KWin early. Everything started here is stopped when the command ends.
+# CLIPHAVEN_SCREEN sets the output's size (WxH),
 # CLIPHAVEN_KWIN_OUTPUTS how many such outputs stand side by side (1 otherwise),
 # CLIPHAVEN_KWIN_KEYBOARD_LAYOUT the keyboard layout as LAYOUT or LAYOUT(VARIANT) (US otherwise).
 # CLIPHAVEN_KWIN_SESSION_BUS=1 gives KWin and the command a private session bus, on which KWin
@@ -78,7 +79,7 @@ export WAYLAND_DISPLAY="$runtime/cliphaven-kwin"
 export XDG_RUNTIME_DIR="$dir/client"
 export XDG_SESSION_TYPE=wayland XDG_CURRENT_DESKTOP=KDE
 export CLIPHAVEN_KWIN_APPLICATIONS="$dir/share/applications"
-export CLIPHAVEN_KWIN_LOG="$dir/kwin.log"
+export CLIPHAVEN_KWIN_LOG="$dir/kwin.log" CLIPHAVEN_KWIN_PID="$kwin_pid"
 unset DISPLAY QT_QPA_PLATFORM DBUS_SESSION_BUS_ADDRESS
 [ ${#bus[@]} -eq 0 ] || export "${bus[@]}"
 # In the background, so that a signal to this script ends the session at once.

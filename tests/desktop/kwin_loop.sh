@@ -4,7 +4,8 @@
 # it): copy with wl-copy, run `cliphaven --toggle`, type a query, press Return, and the text
 # arrives in the terminal that was in front (lxterminal, a VTE terminal, running cat into a file;
 # foot 1.13 cannot run on KWin's virtual output), Unicode and line breaks intact. A copy made
-# while an ignored application is in front is not recorded.
+# while an ignored application is in front is not recorded. When KWin ends, Cliphaven ends too,
+# with its history saved.
 # Run inside scripts/with-kwin.sh. Usage: kwin_loop.sh LAUNCHER PROGRAM KWIN_KEYS
 set -euo pipefail
 app=$1
@@ -90,3 +91,13 @@ if grep -q "could not paste" "$work/cliphaven.log"; then
     exit 1
 fi
 echo "pasted into a terminal through KWin: ok"
+
+# KWin goes away: Cliphaven ends with it, without a crash, and the history is on disk.
+sleep 0.5 # the debounced save of the last change
+kill "$CLIPHAVEN_KWIN_PID"
+status=0
+wait_for '! kill -0 "${pids[0]}" 2>/dev/null'
+wait "${pids[0]}" || status=$?
+[ "$status" -lt 128 ] || { echo "Cliphaven crashed (status $status) when KWin ended" >&2; exit 1; }
+history_texts | grep -q zebra || { echo "the history was lost when KWin ended" >&2; exit 1; }
+echo "KWin gone: Cliphaven ended with status $status, history kept"
