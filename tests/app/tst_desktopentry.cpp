@@ -284,6 +284,9 @@ private slots:
         const QByteArray text = own.readAll();
         const auto entry = DesktopEntry::parse(text, u"cliphaven.desktop"_s, u"C"_s);
         QVERIFY(entry);
+        // KWin lends its fake keyboard and its window list only to an entry that asks for them.
+        QVERIFY(text.contains("\nX-KDE-Wayland-Interfaces=org_kde_kwin_fake_input,"
+                              "org_kde_plasma_window_management\n"));
         QCOMPARE(entry->name, u"Cliphaven"_s);
         QCOMPARE(entry->program(), u"cliphaven"_s);
         QCOMPARE(entry->icon, u"cliphaven"_s);

@@ -62,6 +62,12 @@ for size in 16 22 24 32 48 64 128 256 512; do
 done
 
 desktop-file-validate "$root/usr/share/applications/cliphaven.desktop" || fail "desktop entry"
+# KWin grants what the entry asks for to the program named by full path in Exec=, which is the
+# program the launcher becomes.
+grep -qx 'Exec=/usr/libexec/cliphaven/cliphaven-app' "$root/usr/share/applications/cliphaven.desktop" ||
+    fail "the desktop entry does not start the program by its full path"
+grep -qx 'X-KDE-Wayland-Interfaces=org_kde_kwin_fake_input,org_kde_plasma_window_management' \
+    "$root/usr/share/applications/cliphaven.desktop" || fail "the desktop entry asks KWin for nothing"
 appstreamcli validate --no-net "$root/usr/share/metainfo/app.cliphaven.Cliphaven.metainfo.xml" \
     >"$work/appstream.log" 2>&1 || { cat "$work/appstream.log" >&2; fail "metainfo"; }
 

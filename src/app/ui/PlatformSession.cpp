@@ -4,6 +4,7 @@
 #include "app/OpenWindows.h"
 #include "app/x11/X11OpenWindows.h"
 #include "platform/Unavailable.h"
+#include "platform/wayland/KWinKeyPoster.h"
 #include "platform/wayland/WaylandConnection.h"
 #include "platform/wayland/WaylandKeyPoster.h"
 #include "platform/wayland/WaylandPasteboard.h"
@@ -136,6 +137,7 @@ PlatformSession::PlatformSession()
         m_pasteboard = std::move(pasteboard);
         auto toplevels = std::make_unique<WaylandWorkspace>();
         if (toplevels->isActive()) {
+            m_description += QStringLiteral(", windows through %1").arg(toplevels->protocolName());
             m_toplevels = toplevels.get();
             m_workspace = std::make_unique<CatalogNamedWorkspace>(std::move(toplevels));
         } else {
@@ -145,6 +147,8 @@ PlatformSession::PlatformSession()
         std::vector<std::unique_ptr<KeyPoster>> keyPosters;
         // wlroots compositors.
         keyPosters.push_back(std::make_unique<WaylandKeyPoster>());
+        // KWin, when Cliphaven's installed desktop entry was granted its fake input device.
+        keyPosters.push_back(std::make_unique<KWinKeyPoster>());
         m_keyPoster = firstTrusted(std::move(keyPosters));
         return;
     }

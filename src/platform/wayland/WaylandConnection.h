@@ -37,10 +37,11 @@ public:
 
     // Lists the compositor's globals; false when it does not answer by the deadline.
     bool fetchGlobals(Clock::time_point deadline);
-    // Interface name to its global, as the compositor announced them.
-    const QHash<QByteArray, Global> &globals() const { return m_globals; }
+    // Interface name to its globals, as the compositor announced them; several for an interface
+    // the compositor offers more than once (wl_output, one per screen).
+    const QMultiHash<QByteArray, Global> &globals() const { return m_globals; }
     bool offers(const char *interface) const { return m_globals.contains(interface); }
-    // Binds the global for interface at min(version, offered version); null when not offered.
+    // Binds a global for interface at min(version, offered version); null when not offered.
     void *bind(const struct wl_interface *interface, uint32_t version) const;
 
     // Waits until everything sent so far has been handled by the compositor and its answers
@@ -61,5 +62,5 @@ private:
     wl_display *m_display = nullptr;
     wl_registry *m_registry = nullptr;
     bool m_failed = false;
-    QHash<QByteArray, Global> m_globals;
+    QMultiHash<QByteArray, Global> m_globals;
 };
