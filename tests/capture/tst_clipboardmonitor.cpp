@@ -4,8 +4,6 @@
 #include "fakes/FakePasteboard.h"
 #include "fakes/FakeWorkspace.h"
 
-#include <QLoggingCategory>
-#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -120,45 +118,6 @@ private slots:
         QCOMPARE(r->delivered.at(1).at(0).value<ClipItem>().text, QStringLiteral("hello"));
         QCOMPARE(playsWhenDelivered, QList<int>({1, 2}));
         QCOMPARE(r->pastePlays, 0);
-    }
-
-    // One line per recorded copy under cliphaven.capture, with its figures but never its content.
-    void captureLogLine()
-    {
-        static QStringList lines;
-        lines.clear();
-        QLoggingCategory::setFilterRules(QStringLiteral("cliphaven.capture.debug=true"));
-        const QtMessageHandler previous = qInstallMessageHandler(
-            [](QtMsgType, const QMessageLogContext &context, const QString &message) {
-                if (QByteArray(context.category) == "cliphaven.capture")
-                    lines.append(message);
-            });
-        r->pasteboard.copy({{QStringLiteral("UTF8_STRING"), "secret words"},
-                            {QStringLiteral("text/html"), "<b>secret words</b>"}});
-        r->monitor.poll();
-        r->pasteboard.completeLastRead();
-        QTRY_COMPARE_WITH_TIMEOUT(r->delivered.size(), 1, 5000);
-        qInstallMessageHandler(previous);
-        QLoggingCategory::setFilterRules(QString());
-
-        QCOMPARE(lines.size(), 1);
-        QVERIFY2(QRegularExpression(
-                     QStringLiteral("^captured text, 12 bytes, 2 flavors, [0-9.]+ ms$"))
-                     .match(lines[0])
-                     .hasMatch(),
-                 qPrintable(lines[0]));
-    }
-
-    void moveOfTheChangeCountPollsAtOnce()
-    {
-        r->monitor.start();
-        r->pasteboard.copy(textFlavors(QStringLiteral("now")));
-        // No timer tick has run yet: the change itself started the read.
-        QCOMPARE(r->pasteboard.readCount(), 1);
-        // Starting again neither doubles the polls nor loses them.
-        r->monitor.start();
-        r->pasteboard.copy(textFlavors(QStringLiteral("again")));
-        QCOMPARE(r->pasteboard.readCount(), 2);
     }
 
     // The older read answering late, even after the newer one, is dropped: what it returns may
@@ -369,14 +328,11 @@ private slots:
 
         const QByteArray png = encodeImage(testImage(), "png");
         const QByteArray tiff = encodeImage(testImage(), "tiff");
-        const QByteArray bmp = encodeImage(testImage(), "bmp");
 
         QTest::newRow("PNG wins over text")
             << Flavors{{"image/png", png}, {"UTF8_STRING", "caption"}} << true << QString();
         QTest::newRow("TIFF alone becomes an image")
             << Flavors{{"image/tiff", tiff}} << true << QString();
-        QTest::newRow("another image type becomes an image")
-            << Flavors{{"image/bmp", bmp}, {"TEXT", "x"}} << true << QString();
         QTest::newRow("undecodable TIFF falls through to text")
             << Flavors{{"image/tiff", "garbage"}, {"UTF8_STRING", "words"}} << false << "words";
         QTest::newRow("UTF-8 text, kept untrimmed")
@@ -386,9 +342,6 @@ private slots:
         QTest::newRow("text that decodes in no text type gets the label")
             << Flavors{{"UTF8_STRING", "\xff\xfe"}, {"text/html", "x"}} << false
             << "[2 formats]  UTF8_STRING, text/html";
-        QTest::newRow("no text type gets the label")
-            << Flavors{{"text/html", "<b>x</b>"}, {"application/x-thing", ""}} << false
-            << "[2 formats]  application/x-thing, text/html";
         Flavors twelve;
         for (int i = 10; i < 22; ++i)
             twelve.insert(QStringLiteral("t%1").arg(i), {});
