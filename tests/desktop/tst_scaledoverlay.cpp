@@ -17,19 +17,6 @@ int distance(QRgb pixel, QColor colour)
            + std::abs(qBlue(pixel) - colour.blue());
 }
 
-QQuickItem *findByName(QQuickItem *root,
-                       const QString &name,
-                       const std::function<bool(QQuickItem *)> &also)
-{
-    if (root->objectName() == name && also(root))
-        return root;
-    for (QQuickItem *child : root->childItems()) {
-        if (QQuickItem *found = findByName(child, name, also))
-            return found;
-    }
-    return nullptr;
-}
-
 } // namespace
 
 // The overlay drawn on a real X server at the scale factor the test runs with (QT_SCALE_FACTOR
@@ -58,12 +45,7 @@ private slots:
 
         rig.state.selectOnly(rig.model.items(), 0);
         QQuickItem *face = nullptr;
-        QTRY_VERIFY((face = findByName(window->contentItem(),
-                                       QStringLiteral("tileFace"),
-                                       [](QQuickItem *item) {
-                                           return item->parentItem()->property("index").toInt()
-                                                  == 0;
-                                       })));
+        QTRY_VERIFY((face = findQuickItem(window->contentItem(), QStringLiteral("tileFace"), 0)));
         QTRY_COMPARE_WITH_TIMEOUT(face->parentItem()->property("lift").toDouble(), 1.0, 5000);
 
         const QImage frame = window->grabWindow();
