@@ -4,6 +4,8 @@
 #include "fakes/FakePasteboard.h"
 #include "fakes/FakeWorkspace.h"
 
+#include <QLoggingCategory>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -118,6 +120,33 @@ private slots:
         QCOMPARE(r->delivered.at(1).at(0).value<ClipItem>().text, QStringLiteral("hello"));
         QCOMPARE(playsWhenDelivered, QList<int>({1, 2}));
         QCOMPARE(r->pastePlays, 0);
+    }
+
+    // One line per recorded copy under cliphaven.capture, with its figures but never its content.
+    void captureLogLine()
+    {
+        static QStringList lines;
+        lines.clear();
+        QLoggingCategory::setFilterRules(QStringLiteral("cliphaven.capture.debug=true"));
+        const QtMessageHandler previous = qInstallMessageHandler(
+            [](QtMsgType, const QMessageLogContext &context, const QString &message) {
+                if (QByteArray(context.category) == "cliphaven.capture")
+                    lines.append(message);
+            });
+        r->pasteboard.copy({{QStringLiteral("UTF8_STRING"), "secret words"},
+                            {QStringLiteral("text/html"), "<b>secret words</b>"}});
+        r->monitor.poll();
+        r->pasteboard.completeLastRead();
+        QTRY_COMPARE_WITH_TIMEOUT(r->delivered.size(), 1, 5000);
+        qInstallMessageHandler(previous);
+        QLoggingCategory::setFilterRules(QString());
+
+        QCOMPARE(lines.size(), 1);
+        QVERIFY2(QRegularExpression(
+                     QStringLiteral("^captured text, 12 bytes, 2 flavors, [0-9.]+ ms$"))
+                     .match(lines[0])
+                     .hasMatch(),
+                 qPrintable(lines[0]));
     }
 
     // The older read answering late, even after the newer one, is dropped: what it returns may

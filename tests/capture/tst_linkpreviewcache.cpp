@@ -195,6 +195,42 @@ private slots:
         QCOMPARE(m_cache->cached(url), entry);
     }
 
+    void imagesStayWithinTheBoundLeastRecentFirst()
+    {
+        // 100 x 100 ARGB: 40,000 bytes each; room for three.
+        const qsizetype imageBytes = 100 * 100 * 4;
+        m_cache = std::make_unique<LinkPreviewCache>(3s, nullptr, 3 * imageBytes + 100);
+        const QList<Qt::GlobalColor> colours{Qt::red, Qt::green, Qt::blue, Qt::yellow};
+        Urls pages;
+        for (int i = 0; i < colours.size(); ++i) {
+            const QString page = QStringLiteral("/%1.html").arg(i);
+            const QString image = QStringLiteral("/%1.png").arg(i);
+            m_server->route(page,
+                            Response::html("<title>T</title><meta property=og:image content="
+                                           + image.toUtf8() + ">"));
+            m_server->route(image, Response::image(solidImage(colours.at(i), QSize(100, 100))));
+            pages.append(m_server->url(page));
+        }
+        for (int i = 0; i < 3; ++i)
+            QCOMPARE(colourOf(fetched(pages.at(i))), QColor(colours.at(i)));
+        QCOMPARE(m_cache->cachedImageBytes(), 3 * imageBytes);
+        // The first is asked for again, so the second is now the least recent.
+        QVERIFY(m_cache->cached(pages.at(0)));
+        QCOMPARE(colourOf(fetched(pages.at(3))), QColor(colours.at(3)));
+        QCOMPARE(m_cache->cachedImageBytes(), 3 * imageBytes);
+        QVERIFY(m_cache->cached(pages.at(0)));
+        QVERIFY(!m_cache->cached(pages.at(1)));
+        QVERIFY(m_cache->cached(pages.at(2)));
+        const int requests = m_server->totalRequests();
+        QCOMPARE(colourOf(fetched(pages.at(1))), QColor(colours.at(1)));
+        QCOMPARE_GT(m_server->totalRequests(), requests);
+
+        m_cache->keepOnly({LinkPreviewCache::key(pages.at(1))});
+        QCOMPARE(m_cache->cachedEntries(), 1);
+        QCOMPARE(m_cache->cachedImageBytes(), imageBytes);
+        QVERIFY(m_cache->cached(pages.at(1)));
+    }
+
     void destroyingTheCacheMidFetch()
     {
         m_server->route("/", Response::trickle());
