@@ -2,13 +2,10 @@
 #include "capture/RecognitionImage.h"
 #include "common/Images.h"
 
-#include <QBuffer>
 #include <QDir>
 #include <QFile>
 #include <QFont>
-#include <QImageReader>
 #include <QPainter>
-#include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTest>
 #include <QThread>
@@ -22,14 +19,11 @@ namespace {
 
 constexpr int kWaitMs = 60'000;
 
-// Writes a PNG one row at a time, so a test can make a huge image without ever holding it in
-// memory. fill(y, row) writes one row of bytes (width * channels); with interlacing it is asked
-// for every row once per pass.
-QByteArray writePngRows(int width,
-                        int height,
-                        int colorType,
-                        bool interlaced,
-                        const std::function<void(int y, png_bytep row)> &fill)
+// Writes a grey PNG one row at a time, so a test can make a huge image without ever holding it
+// in memory. fill(y, row) writes one row of bytes.
+QByteArray writeGreyPngRows(int width,
+                            int height,
+                            const std::function<void(int y, png_bytep row)> &fill)
 {
     auto fail = [](png_structp, png_const_charp message) { qFatal("libpng: %s", message); };
     png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, fail, nullptr);
@@ -48,18 +42,15 @@ QByteArray writePngRows(int width,
                  png_uint_32(width),
                  png_uint_32(height),
                  8,
-                 colorType,
-                 interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
+                 PNG_COLOR_TYPE_GRAY,
+                 PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT,
                  PNG_FILTER_TYPE_DEFAULT);
     png_write_info(png, info);
-    const int passes = interlaced ? png_set_interlace_handling(png) : 1;
     QByteArray row(qsizetype(png_get_rowbytes(png, info)), '\0');
-    for (int pass = 0; pass < passes; ++pass) {
-        for (int y = 0; y < height; ++y) {
-            fill(y, reinterpret_cast<png_bytep>(row.data()));
-            png_write_row(png, reinterpret_cast<png_bytep>(row.data()));
-        }
+    for (int y = 0; y < height; ++y) {
+        fill(y, reinterpret_cast<png_bytep>(row.data()));
+        png_write_row(png, reinterpret_cast<png_bytep>(row.data()));
     }
     png_write_end(png, nullptr);
     png_destroy_write_struct(&png, &info);
@@ -89,15 +80,11 @@ QImage renderLines(const QStringList &lines, int pixelSize, QSize size)
 QByteArray upscaledGreyPng(const QImage &small, int scale)
 {
     const QImage grey = small.convertToFormat(QImage::Format_Grayscale8);
-    return writePngRows(grey.width() * scale,
-                        grey.height() * scale,
-                        PNG_COLOR_TYPE_GRAY,
-                        false,
-                        [&](int y, png_bytep row) {
-                            const uchar *source = grey.constScanLine(y / scale);
-                            for (int x = 0; x < grey.width() * scale; ++x)
-                                row[x] = source[x / scale];
-                        });
+    return writeGreyPngRows(grey.width() * scale, grey.height() * scale, [&](int y, png_bytep row) {
+        const uchar *source = grey.constScanLine(y / scale);
+        for (int x = 0; x < grey.width() * scale; ++x)
+            row[x] = source[x / scale];
+    });
 }
 
 // Resident memory of this process, from /proc/self/status, in kB; -1 when unknown.
@@ -136,15 +123,6 @@ TextRecognizer::Completion recordInto(Outcome &outcome)
         outcome.onMainThread = outcome.onMainThread && QThread::currentThread() == qApp->thread();
         outcome.text = std::move(text);
     };
-}
-
-// Left half black, right half white: survives every format and a grey conversion.
-QImage halves(QImage::Format format, QSize size = QSize(200, 100))
-{
-    QImage image(size, QImage::Format_RGB32);
-    image.fill(Qt::white);
-    QPainter(&image).fillRect(0, 0, size.width() / 2, size.height(), Qt::black);
-    return image.convertToFormat(format);
 }
 
 } // namespace
@@ -197,11 +175,8 @@ private slots:
             for (int y = 60; y < 380; y += 40)
                 painter.drawRect(20, y, 600, 28);
         }
-        QByteArray random(8192, '\0');
-        QRandomGenerator(11).fillRange(reinterpret_cast<quint32 *>(random.data()), 2048);
         const QByteArray png = encodeImage(renderLines({"Hello"}, 40, QSize(300, 120)));
         QTest::newRow("empty window frames") << encodeImage(frames);
-        QTest::newRow("random bytes") << random;
         QTest::newRow("truncated PNG") << png.left(png.size() / 3);
         // A small file that claims 1.6 billion pixels: refused, not decoded.
         QTest::newRow("PNG claiming 40000 x 40000") << pngClaimingSize(png, 40000, 40000);
@@ -231,43 +206,6 @@ private slots:
         QCOMPARE(outcome.text, QStringLiteral("HELLO"));
         if (measured)
             QCOMPARE_LT(peakRiseMb, 150);
-    }
-
-    // Large images are read in bands of bounded area; every row is owned by exactly one band,
-    // and each band reaches past what it owns by the overlap, so no line is cut in all of them.
-    void bandsCoverEveryRowOnce_data()
-    {
-        QTest::addColumn<QSize>("size");
-        QTest::newRow("1200p screen, one band") << QSize(1920, 1200);
-        QTest::newRow("4K screenshot") << QSize(3840, 2160);
-        QTest::newRow("8000 x 6000 as recognised") << recognitionSize(QSize(8000, 6000));
-        QTest::newRow("long and narrow") << QSize(300, 8192);
-        QTest::newRow("very wide") << QSize(8192, 500);
-        QTest::newRow("one row") << QSize(8192, 1);
-    }
-    void bandsCoverEveryRowOnce()
-    {
-        QFETCH(QSize, size);
-        const QList<RecognitionBand> bands = recognitionBands(size);
-        QVERIFY(!bands.isEmpty());
-        if (qint64(size.width()) * size.height() <= kRecognitionBandPixels)
-            QCOMPARE(bands.size(), 1);
-        int next = 0;
-        for (const RecognitionBand &band : bands) {
-            QCOMPARE(band.ownTop, next);
-            QCOMPARE_GT(band.ownBottom, band.ownTop);
-            next = band.ownBottom;
-            QCOMPARE(band.area.x(), 0);
-            QCOMPARE(band.area.width(), size.width());
-            QCOMPARE(band.area.top(), std::max(0, band.ownTop - kRecognitionBandOverlap));
-            QCOMPARE(band.area.bottom() + 1,
-                     std::min(size.height(), band.ownBottom + kRecognitionBandOverlap));
-            const qint64 area = qint64(band.area.width()) * band.area.height();
-            QCOMPARE_LE(area,
-                        std::max(kRecognitionBandPixels,
-                                 qint64(size.width()) * 3 * kRecognitionBandOverlap));
-        }
-        QCOMPARE(next, size.height());
     }
 
     // A 4K screenshot of small print, with lines placed across the band edges: each line read
@@ -314,71 +252,6 @@ private slots:
         for (const QString &line : std::as_const(expected))
             QVERIFY2(text.count(line) == 1, qPrintable(line + u" in: " + text));
         QCOMPARE(text.split(u' ').size(), expected.size() * 2);
-    }
-
-    // What the recogniser is given: grey, transparency on white, within the size limits.
-    void decodesForRecognition_data()
-    {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<QPointF>("dark"); // where the result is black, as fractions of its size
-        QTest::addColumn<QPointF>("light");
-        const QPointF left(0.1, 0.5);
-        const QPointF right(0.9, 0.5);
-        QTest::newRow("palette PNG")
-            << encodeImage(halves(QImage::Format_Indexed8)) << left << right;
-        QTest::newRow("16-bit RGBA PNG")
-            << encodeImage(halves(QImage::Format_RGBA64)) << left << right;
-        QTest::newRow("interlaced PNG") << writePngRows(200,
-                                                        100,
-                                                        PNG_COLOR_TYPE_GRAY,
-                                                        true,
-                                                        [](int, png_bytep row) {
-                                                            memset(row, 0, 100);
-                                                            memset(row + 100, 255, 100);
-                                                        })
-                                        << left << right;
-        QTest::newRow("JPEG") << encodeImage(halves(QImage::Format_RGB32), "JPEG") << left << right;
-        QTest::newRow("5K screenshot")
-            << encodeImage(halves(QImage::Format_Grayscale8, QSize(5120, 2880))) << left << right;
-        QTest::newRow("long and narrow")
-            << encodeImage(halves(QImage::Format_Grayscale8, QSize(300, 20000))) << left << right;
-        // Text on a transparent background would vanish if transparency turned black.
-        QImage square(100, 100, QImage::Format_ARGB32);
-        square.fill(Qt::transparent);
-        QPainter(&square).fillRect(40, 40, 20, 20, Qt::black);
-        const QPointF centre(0.5, 0.5);
-        const QPointF corner(0.05, 0.05);
-        QTest::newRow("RGBA") << encodeImage(square) << centre << corner;
-        QTest::newRow("palette with transparency")
-            << encodeImage(square.convertToFormat(QImage::Format_Indexed8)) << centre << corner;
-    }
-    void decodesForRecognition()
-    {
-        QFETCH(QByteArray, bytes);
-        QFETCH(QPointF, dark);
-        QFETCH(QPointF, light);
-        QBuffer buffer(&bytes);
-        const QSize source = QImageReader(&buffer).size();
-        const QImage grey = decodeForRecognition(bytes);
-        QCOMPARE(grey.format(), QImage::Format_Grayscale8);
-        // Large images are shrunk, with their aspect, no more than the tighter limit needs.
-        const qint64 area = qint64(grey.width()) * grey.height();
-        const int longer = std::max(grey.width(), grey.height());
-        QCOMPARE_LE(area, kRecognitionMaxPixels);
-        QCOMPARE_LE(longer, kRecognitionMaxSide);
-        if (qint64(source.width()) * source.height() <= kRecognitionMaxPixels
-            && std::max(source.width(), source.height()) <= kRecognitionMaxSide) {
-            QCOMPARE(grey.size(), source);
-        } else {
-            QVERIFY(area > kRecognitionMaxPixels * 97 / 100 || longer > kRecognitionMaxSide - 2);
-            const double aspect = double(source.width()) / source.height();
-            QVERIFY(qAbs(double(grey.width()) / grey.height() - aspect) / aspect < 0.02);
-        }
-        const auto at = [&](QPointF point) {
-            return qGray(grey.pixel(int(point.x() * grey.width()), int(point.y() * grey.height())));
-        };
-        QCOMPARE_LT(at(dark), 40);
-        QCOMPARE_GT(at(light), 215);
     }
 
     void destroyingDropsQueuedWork()

@@ -6,6 +6,7 @@
 #include "overlay/OverlayState.h"
 #include "overlay/TileImageProvider.h"
 
+#include <QQuickItem>
 #include <QTemporaryDir>
 
 // A store on a private file, the overlay's state, list model and grid controller over it, and
@@ -61,3 +62,18 @@ struct OverlayRig
     GridController grid{store, state, model};
     QStringList picked;
 };
+
+// The first item under root (breadth first) with that object name; given an index, the one
+// inside that delegate row.
+inline QQuickItem *findQuickItem(QQuickItem *root, const QString &name, int index = -1)
+{
+    QList<QQuickItem *> pending{root};
+    while (!pending.isEmpty()) {
+        QQuickItem *item = pending.takeFirst();
+        if (item->objectName() == name
+            && (index < 0 || item->parentItem()->property("index").toInt() == index))
+            return item;
+        pending.append(item->childItems());
+    }
+    return nullptr;
+}

@@ -49,9 +49,6 @@ private slots:
         QTest::newRow("text") << "text/plain;charset=utf-8"
                               << QStringLiteral("héllo from wl-copy ✓\nline 2").toUtf8()
                               << ClipKind::Text << QStringLiteral("héllo from wl-copy ✓\nline 2");
-        // wl-copy offers HTML under the text types too.
-        QTest::newRow("HTML") << "text/html" << QByteArray("<b>bold</b>") << ClipKind::Text
-                              << "<b>bold</b>";
         QTest::newRow("PNG") << "image/png" << encodeImage(testImage(), "png") << ClipKind::Image
                              << QString();
     }

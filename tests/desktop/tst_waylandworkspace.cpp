@@ -60,16 +60,9 @@ private slots:
         QVERIFY(workspace.applicationIdentifiers().isEmpty());
     }
 
-    void pasteKeystrokeReachesTheFocusedProgram_data()
-    {
-        QTest::addColumn<PasteKeystroke>("keystroke");
-        QTest::newRow("Ctrl+V") << PasteKeystroke::controlV;
-        QTest::newRow("Ctrl+Shift+V") << PasteKeystroke::controlShiftV;
-    }
-
+    // Two modifiers held through the virtual keyboard, as for a terminal.
     void pasteKeystrokeReachesTheFocusedProgram()
     {
-        QFETCH(PasteKeystroke, keystroke);
         WaylandWorkspace workspace;
         WaylandKeyPoster keys;
         QVERIFY(keys.isTrusted());
@@ -78,7 +71,7 @@ private slots:
         m_programs.start("wl-copy", {"--foreground"}, "typed ✓\n", true);
         startFoot("target", {"sh", "-c", "cat >'" + file + "'"});
         QTRY_COMPARE_WITH_TIMEOUT(frontmost(workspace), QStringLiteral("target"), 20000);
-        keys.postPasteKeystroke(keystroke);
+        keys.postPasteKeystroke(PasteKeystroke::controlShiftV);
         QTRY_COMPARE_WITH_TIMEOUT(readFile(file), QByteArray("typed ✓\n"), 20000);
     }
 

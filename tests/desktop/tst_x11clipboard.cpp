@@ -115,14 +115,6 @@ private slots:
         QCOMPARE(r->delivered.size(), 1);
     }
 
-    void slowOwnerWithinTheDeadlineIsRead()
-    {
-        startReady(r->programs,
-                   QStringLiteral(CLIPBOARD_OWNER),
-                   {"--delay", "150", "-t", "UTF8_STRING", "-s", "slowly"});
-        QCOMPARE(r->next().text, QStringLiteral("slowly"));
-    }
-
     void copyDuringASlowReadIsDeliveredOnce()
     {
         // Each answer of this owner takes 0.3 s: its read is still running when the next copy

@@ -14,8 +14,6 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 
-#include <xcb/xcb.h>
-
 using namespace std::chrono_literals;
 
 namespace {
@@ -120,16 +118,6 @@ private slots:
         // Put back, not copied again.
         QTest::qWait(4 * int(kRequestTimeout.count()));
         QCOMPARE(r->delivered.size(), 1);
-    }
-
-    // The desktop's clipboard-manager protocol, asked as a quitting program asks.
-    void clipboardManagerRoleIsHeld()
-    {
-        QVERIFY(r->copy(xclipCopy(), "saved"));
-        QCOMPARE(r->next().text, QStringLiteral("saved"));
-        // Answered with success once the newest change has been read; other targets refused.
-        QCOMPARE(askClipboardManager("SAVE_TARGETS"), std::optional(true));
-        QCOMPARE(askClipboardManager("UTF8_STRING"), std::optional(false));
     }
 
     void pasteIntoATerminal_data()
@@ -262,9 +250,6 @@ private slots:
     }
 
 private:
-    // Converts CLIPBOARD_MANAGER to target on a connection of its own: whether the answer
-    // names a property (success); nothing when no answer came.
-    static std::optional<bool> askClipboardManager(const QByteArray &target);
     RunningApplication startProgram(const QString &program,
                                     const QStringList &arguments,
                                     const QString &identifier = {},
@@ -273,45 +258,6 @@ private:
     QTemporaryDir m_dir;
     std::unique_ptr<Rig> r;
 };
-
-std::optional<bool> X11ProgramsTest::askClipboardManager(const QByteArray &target)
-{
-    xcb_connection_t *c = xcb_connect(nullptr, nullptr);
-    auto intern = [c](const QByteArray &name) {
-        xcb_intern_atom_reply_t *reply
-            = xcb_intern_atom_reply(c,
-                                    xcb_intern_atom(c, 0, uint16_t(name.size()), name.constData()),
-                                    nullptr);
-        const xcb_atom_t atom = reply ? reply->atom : xcb_atom_t(XCB_NONE);
-        free(reply);
-        return atom;
-    };
-    const xcb_window_t window = xcb_generate_id(c);
-    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
-    xcb_create_window(c, 0, window, root, 0, 0, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY, 0, 0, nullptr);
-    xcb_convert_selection(c,
-                          window,
-                          intern("CLIPBOARD_MANAGER"),
-                          intern(target),
-                          intern("CLIPHAVEN_TEST"),
-                          XCB_CURRENT_TIME);
-    xcb_flush(c);
-    std::optional<bool> answer;
-    // No answer in time leaves answer empty, which the caller checks.
-    (void) QTest::qWaitFor(
-        [&] {
-            while (xcb_generic_event_t *event = xcb_poll_for_event(c)) {
-                if ((event->response_type & 0x7f) == XCB_SELECTION_NOTIFY)
-                    answer = reinterpret_cast<xcb_selection_notify_event_t *>(event)->property
-                             != XCB_NONE;
-                free(event);
-            }
-            return answer.has_value();
-        },
-        20000);
-    xcb_disconnect(c);
-    return answer;
-}
 
 RunningApplication X11ProgramsTest::startProgram(const QString &program,
                                                  const QStringList &arguments,

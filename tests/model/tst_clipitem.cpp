@@ -3,9 +3,7 @@
 #include "model/StoreCodec.h"
 
 #include <QFile>
-#include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QSet>
 #include <QTest>
 
@@ -27,27 +25,6 @@ class TestClipItem : public QObject
     Q_OBJECT
 
 private slots:
-    void previewTrimsTextAndNamesImages_data()
-    {
-        QTest::addColumn<ClipItem>("item");
-        QTest::addColumn<QString>("preview");
-
-        QTest::newRow("text is trimmed")
-            << ClipItem::makeText(QStringLiteral("  \n hello\tworld \n"))
-            << QStringLiteral("hello\tworld");
-        ClipItem noText = ClipItem::makeText(QString());
-        noText.text.reset();
-        QTest::newRow("absent text is empty") << noText << QString();
-        QTest::newRow("image") << ClipItem::makeImage(QByteArray("png")) << QStringLiteral("Image");
-    }
-
-    void previewTrimsTextAndNamesImages()
-    {
-        QFETCH(ClipItem, item);
-        QFETCH(QString, preview);
-        QCOMPARE(item.preview(), preview);
-    }
-
     void sameContent()
     {
         ClipItem a = ClipItem::makeText(QStringLiteral("same"), Timestamp{1});
@@ -78,14 +55,9 @@ private slots:
 
         QTest::newRow("#FFF with blanks is opaque white")
             << QStringLiteral("  #FFF \n") << true << qRgba(255, 255, 255, 255);
-        QTest::newRow("4 digits take alpha from the 4th")
-            << QStringLiteral("#0f08") << true << qRgba(0, 255, 0, 136);
         QTest::newRow("8 digits are RRGGBBAA")
             << QStringLiteral("#FF000080") << true << qRgba(255, 0, 0, 0x80);
         QTest::newRow("not hex") << QStringLiteral("#ggg") << false << QRgb(0);
-        QTest::newRow("five digits") << QStringLiteral("#12345") << false << QRgb(0);
-        QTest::newRow("non-ASCII digits")
-            << QStringLiteral("#\u0661\u0662\u0663") << false << QRgb(0);
     }
 
     void hexColor()
@@ -113,8 +85,6 @@ private slots:
         QTest::newRow("link among words")
             << QStringLiteral("see https://example.com now") << QString();
         QTest::newRow("e-mail address") << QStringLiteral("someone@example.com") << QString();
-        QTest::newRow("trailing dot") << QStringLiteral("example.com.") << QString();
-        QTest::newRow("bad port") << QStringLiteral("example.com:99999") << QString();
     }
 
     void wholeTextLink()
@@ -231,43 +201,6 @@ private slots:
     {
         QFETCH(QByteArray, json);
         QVERIFY(!StoreCodec::decode(json));
-    }
-
-    void writesCompactUpperCaseAndOmitsAbsentOptionals()
-    {
-        ClipItem item = ClipItem::makeText(QStringLiteral("a\u0001\"\\/\n"), Timestamp{0.1});
-        StoreCodec::Disk disk;
-        disk.history.append(item);
-        const QByteArray written = StoreCodec::encode(disk);
-        for (const char *absent : {"\n", " ", "null", "ocrText", "flavors", "imageData"})
-            QVERIFY2(!written.contains(absent), absent);
-        QVERIFY(written.contains(StoreCodec::uuidString(item.id).toLatin1()));
-        QCOMPARE(StoreCodec::uuidString(item.id), StoreCodec::uuidString(item.id).toUpper());
-        QVERIFY(written.contains("\"createdAt\":0.1"));
-        QVERIFY(written.contains("\"categories\":[]"));
-
-        const QJsonObject root = QJsonDocument::fromJson(written).object();
-        QCOMPARE(root.value(u"history").toArray().at(0).toObject().value(u"text").toString(),
-                 *item.text);
-    }
-
-    void sharesEqualPayloadsAfterLoading()
-    {
-        const QByteArray png(300000, 'p');
-        ClipItem image = ClipItem::makeImage(png);
-        image.flavors = Flavors{{QStringLiteral("image/png"), png}};
-        Category category = Category::make(QStringLiteral("Saved"));
-        ClipItem copy = image;
-        copy.id = QUuid::createUuid();
-        category.items.append(copy);
-
-        const QByteArray written = StoreCodec::encode({{image}, {category}});
-        const auto disk = StoreCodec::decode(written);
-        QVERIFY(disk);
-        const char *data = disk->history.at(0).imageData->constData();
-        QCOMPARE(disk->history.at(0).flavors->value(QStringLiteral("image/png")).constData(), data);
-        QCOMPARE(disk->categories.at(0).items.at(0).imageData->constData(), data);
-        QCOMPARE(*disk->history.at(0).imageData, png);
     }
 
     void parserRejectsMalformedJson_data()

@@ -208,9 +208,7 @@ private slots:
         QTest::newRow("later before earlier") << QChar('C') << QChar('A') << "CABD";
         QTest::newRow("earlier before later") << QChar('A') << QChar('C') << "BACD";
         QTest::newRow("before its successor is no move") << QChar('B') << QChar('C') << "ABCD";
-        QTest::newRow("before itself") << QChar('B') << QChar('B') << "ABCD";
         QTest::newRow("unknown target") << QChar('B') << QChar('?') << "ABCD";
-        QTest::newRow("unknown category") << QChar('?') << QChar('A') << "ABCD";
     }
 
     void reorder()
@@ -422,27 +420,6 @@ private slots:
         }
         QCOMPARE(texts(store->history()), (QStringList{"C", "Image", "A"}));
         QCOMPARE(store->categories().size(), quit ? 1 : 2);
-    }
-
-    // Sample data: five categories, then four images (last captured first, although their
-    // dates run the other way) and sixteen texts, the table's first row newest.
-    void seedDataFillsAnEmptyStoreInOrder()
-    {
-        auto store = makeStore();
-        SeedData::populateIfEmpty(*store);
-        QStringList names;
-        for (const Category &category : store->categories())
-            names.append(category.name);
-        QCOMPARE(names, (QStringList{"Snippets", "Links", "Prompts", "Email", "Code"}));
-        const QList<ClipItem> &history = store->history();
-        QCOMPARE(history.size(), 20);
-        for (int i = 0; i < 20; ++i) {
-            QCOMPARE(history.at(i).kind, i < 4 ? ClipKind::Image : ClipKind::Text);
-            if (i > 4)
-                QVERIFY(history.at(i - 1).createdAt > history.at(i).createdAt);
-        }
-        QCOMPARE(history.at(0).image().size(), QSize(480, 320));
-        QVERIFY(history.at(0).createdAt < history.at(3).createdAt);
     }
 
     void seedDataNeverMixesIntoRealData()

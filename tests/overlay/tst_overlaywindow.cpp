@@ -62,15 +62,7 @@ struct Fixture : OverlayRig
 
     QQuickItem *find(const QString &name, int index = -1) const
     {
-        QList<QQuickItem *> pending{overlay.window()->contentItem()};
-        while (!pending.isEmpty()) {
-            QQuickItem *item = pending.takeFirst();
-            if (item->objectName() == name
-                && (index < 0 || item->parentItem()->property("index").toInt() == index))
-                return item;
-            pending.append(item->childItems());
-        }
-        return nullptr;
+        return findQuickItem(overlay.window()->contentItem(), name, index);
     }
     QQuickItem *tileFace(int index) const { return find(QStringLiteral("tileFace"), index); }
 

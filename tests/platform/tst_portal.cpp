@@ -289,7 +289,6 @@ private slots:
         QTest::addColumn<bool>("typed");
         QTest::newRow("approved when asked again") << QStringLiteral("approve") << true;
         QTest::newRow("refused when asked again") << QStringLiteral("cancel") << false;
-        QTest::newRow("asking fails too") << QStringLiteral("fail") << false;
     }
 
     void failedSessionFallsThroughToTheNextPoster()
@@ -396,8 +395,6 @@ private slots:
         const QString create = QStringLiteral("SetCreateAnswer");
         const QString bind = QStringLiteral("SetBindAnswer");
         QTest::newRow("backend fails the session") << create << QStringLiteral("fail");
-        QTest::newRow("session never answered") << create << QStringLiteral("never");
-        QTest::newRow("binding declined by the user") << bind << QStringLiteral("cancel");
         QTest::newRow("binding never answered") << bind << QStringLiteral("never");
     }
 };

@@ -20,7 +20,6 @@ private slots:
             << qsizetype(1'000'000) << qsizetype(40'000'000) << qsizetype(262'144);
         QTest::newRow("nothing announced")
             << qsizetype(0) << qsizetype(40'000'000) << qsizetype(65'536);
-        QTest::newRow("odd chunks") << qsizetype(0) << qsizetype(3'000'001) << qsizetype(4093);
     }
     void growsWithinAnEighthOfWhatItHolds()
     {
