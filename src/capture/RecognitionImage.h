@@ -7,6 +7,8 @@
 #include <QRect>
 #include <QSize>
 
+#include <memory>
+
 // The most pixels handed to the recogniser: a 4K screenshot passes unscaled; larger images are
 // shrunk, since the recogniser's memory grows with the area (about 130 MB at 4096 x 4096).
 inline constexpr qint64 kRecognitionMaxPixels = 3840 * 2160;
@@ -44,8 +46,46 @@ QSize recognitionSize(QSize source,
                       int maxSide = kRecognitionMaxSide);
 
 // Decodes encoded image bytes into an 8-bit grey image of recognitionSize() for text
-// recognition, transparency composited onto white. PNGs are decoded row by row straight into
-// the smaller image (each pixel the mean of those it covers), so a huge image never exists at
-// full size in memory. Null when the bytes are not an image or exceed the limits. Safe on any
-// thread.
+// recognition, transparency composited onto white. Null when the bytes are not an image or
+// exceed the limits. Safe on any thread.
 QImage decodeForRecognition(const QByteArray &data);
+
+// Hands out the grey image decodeForRecognition() would make, one band of recognitionBands() at
+// a time. A PNG is decoded row by row as the bands are asked for, each pixel the mean of those
+// it covers, so neither the image at full size nor the whole grey image ever stands in memory:
+// only the rows of one band. Other formats (and interlaced PNGs, whose rows complete only in the
+// last pass) are decoded whole and handed out in the same bands.
+class RecognitionBandReader
+{
+public:
+    explicit RecognitionBandReader(const QByteArray &data,
+                                   qint64 maxBandPixels = kRecognitionBandPixels,
+                                   int overlap = kRecognitionBandOverlap);
+    ~RecognitionBandReader();
+    RecognitionBandReader(const RecognitionBandReader &) = delete;
+    RecognitionBandReader &operator=(const RecognitionBandReader &) = delete;
+
+    // The size the image is recognised at; empty when the bytes are not an image or exceed the
+    // limits.
+    QSize size() const { return m_size; }
+    // The next band, and its pixels (8-bit grey, exactly the band's area), which stay valid
+    // until the next call. False after the last band, or once the image fails to decode.
+    bool next(RecognitionBand &band, QImage &pixels);
+    // Whether the image broke off before its last row.
+    bool failed() const { return m_failed; }
+
+private:
+    struct PngRows;
+
+    QByteArray m_data;
+    std::unique_ptr<PngRows> m_png;
+    QImage m_whole;
+    QSize m_size;
+    QList<RecognitionBand> m_bands;
+    qsizetype m_nextBand = 0;
+    bool m_failed = false;
+    // Rows [m_bufferTop, m_decodedRows) of the grey image, from the first line of m_buffer.
+    QImage m_buffer;
+    int m_bufferTop = 0;
+    int m_decodedRows = 0;
+};
