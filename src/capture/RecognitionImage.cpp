@@ -239,7 +239,10 @@ QSize recognitionSize(QSize source, qint64 maxPixels, int maxSide)
                  std::max(1, int(source.height() * scale)));
 }
 
-QList<RecognitionBand> recognitionBands(QSize size, qint64 maxBandPixels, int overlap)
+QList<RecognitionBand> recognitionBands(QSize size,
+                                        qint64 maxBandPixels,
+                                        int overlap,
+                                        qint64 wholePixels)
 {
     Q_ASSERT(maxBandPixels > 0 && overlap >= 0);
     QList<RecognitionBand> bands;
@@ -247,7 +250,7 @@ QList<RecognitionBand> recognitionBands(QSize size, qint64 maxBandPixels, int ov
         return bands;
     const int width = size.width();
     const int height = size.height();
-    if (qint64(width) * height <= maxBandPixels) {
+    if (qint64(width) * height <= std::max(maxBandPixels, wholePixels)) {
         bands.append({QRect(QPoint(0, 0), size), 0, height});
         return bands;
     }
@@ -273,7 +276,8 @@ struct RecognitionBandReader::PngRows
 
 RecognitionBandReader::RecognitionBandReader(const QByteArray &data,
                                              qint64 maxBandPixels,
-                                             int overlap)
+                                             int overlap,
+                                             qint64 wholePixels)
     : m_data(data)
 {
     if (data.isEmpty())
@@ -306,7 +310,7 @@ RecognitionBandReader::RecognitionBandReader(const QByteArray &data,
         m_whole = decodeWithQt(m_data);
         m_size = m_whole.size();
     }
-    m_bands = recognitionBands(m_size, maxBandPixels, overlap);
+    m_bands = recognitionBands(m_size, maxBandPixels, overlap, wholePixels);
 }
 
 RecognitionBandReader::~RecognitionBandReader() = default;

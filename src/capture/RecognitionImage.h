@@ -17,11 +17,14 @@ inline constexpr int kRecognitionMaxSide = 8192;
 // Larger images are refused outright: decoding alone would take too long.
 inline constexpr qint64 kRecognitionMaxSourcePixels = 400'000'000;
 
-// Images larger than this are recognised in horizontal bands of about this many pixels: the
-// recogniser's working memory grows with the area it is given (about 60 MB at 8 MP), and a
-// band keeps the text at full size where shrinking the image would blur small print. Screens up
-// to 1920 x 1200 fit in one band.
-inline constexpr qint64 kRecognitionBandPixels = 1920 * 1200;
+// Images up to this many pixels, screens up to 1920 x 1200, are recognised whole.
+inline constexpr qint64 kRecognitionWholePixels = 1920 * 1200;
+// Larger ones are recognised in horizontal bands of about this many pixels: the recogniser's
+// working memory grows with the area it is given (about 10 bytes a pixel, more for noisy
+// pictures), and a band keeps the text at full size where shrinking the image would blur small
+// print. Bands are smaller than a screen because a picture this large is already large in
+// memory: a 40 MB PNG and its bands stay within twice its size.
+inline constexpr qint64 kRecognitionBandPixels = 1920 * 600;
 // Bands overlap by this many rows, more than a line of screen text is tall, so that every line
 // lies whole in the band that owns its middle.
 inline constexpr int kRecognitionBandOverlap = 96;
@@ -33,11 +36,12 @@ struct RecognitionBand
     int ownBottom;
 };
 
-// The bands an image of `size` is recognised in, top to bottom; one band for a small image.
-// The owned ranges cover every row exactly once.
+// The bands an image of `size` is recognised in, top to bottom; one band for an image of up to
+// wholePixels. The owned ranges cover every row exactly once.
 QList<RecognitionBand> recognitionBands(QSize size,
                                         qint64 maxBandPixels = kRecognitionBandPixels,
-                                        int overlap = kRecognitionBandOverlap);
+                                        int overlap = kRecognitionBandOverlap,
+                                        qint64 wholePixels = kRecognitionWholePixels);
 
 // The size an image of `source` size is recognised at: the same, or scaled down with its
 // aspect kept to fit both limits.
@@ -60,7 +64,8 @@ class RecognitionBandReader
 public:
     explicit RecognitionBandReader(const QByteArray &data,
                                    qint64 maxBandPixels = kRecognitionBandPixels,
-                                   int overlap = kRecognitionBandOverlap);
+                                   int overlap = kRecognitionBandOverlap,
+                                   qint64 wholePixels = kRecognitionWholePixels);
     ~RecognitionBandReader();
     RecognitionBandReader(const RecognitionBandReader &) = delete;
     RecognitionBandReader &operator=(const RecognitionBandReader &) = delete;
