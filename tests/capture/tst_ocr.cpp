@@ -326,6 +326,60 @@ private slots:
     }
 
     // What the recogniser is given: grey, transparency on white, within the size limits.
+    // The streamed bands carry exactly the rows of the image they cover, the overlap included;
+    // an image that breaks off part way fails rather than passing on what came before.
+    void bandsHoldTheirRows_data()
+    {
+        QTest::addColumn<bool>("interlaced");
+        QTest::addColumn<double>("kept");
+        QTest::newRow("streamed PNG") << false << 1.0;
+        QTest::newRow("interlaced PNG, decoded whole") << true << 1.0;
+        QTest::newRow("PNG cut off half way") << false << 0.5;
+    }
+    void bandsHoldTheirRows()
+    {
+        QFETCH(bool, interlaced);
+        QFETCH(double, kept);
+        const QSize size(1200, 2500);
+        const auto grey = [](int x, int y) { return uchar((x * 7 + y * 13) & 0xff); };
+        QByteArray bytes = writePngRows(size.width(),
+                                        size.height(),
+                                        PNG_COLOR_TYPE_GRAY,
+                                        interlaced,
+                                        [&](int y, png_bytep row) {
+                                            for (int x = 0; x < size.width(); ++x)
+                                                row[x] = grey(x, y);
+                                        });
+        bytes.truncate(qsizetype(bytes.size() * kept));
+
+        RecognitionBandReader reader(bytes);
+        QCOMPARE(reader.size(), size);
+        const QList<RecognitionBand> expected = recognitionBands(size);
+        QCOMPARE_GT(expected.size(), 1);
+        RecognitionBand band;
+        QImage pixels;
+        qsizetype count = 0;
+        while (reader.next(band, pixels)) {
+            QCOMPARE(band.area, expected.at(count).area);
+            QCOMPARE(pixels.size(), band.area.size());
+            for (int row = 0; row < pixels.height(); ++row) {
+                const uchar *line = pixels.constScanLine(row);
+                for (int x = 0; x < size.width(); ++x) {
+                    if (line[x] != grey(x, band.area.y() + row))
+                        QFAIL(qPrintable(QStringLiteral("band %1, row %2, column %3")
+                                             .arg(count)
+                                             .arg(band.area.y() + row)
+                                             .arg(x)));
+                }
+            }
+            ++count;
+        }
+        const bool whole = kept >= 1.0;
+        QCOMPARE(reader.failed(), !whole);
+        QCOMPARE(count == expected.size(), whole);
+        QCOMPARE(decodeForRecognition(bytes).isNull(), !whole);
+    }
+
     void decodesForRecognition_data()
     {
         QTest::addColumn<QByteArray>("bytes");
