@@ -373,26 +373,3 @@ bool RecognitionBandReader::next(RecognitionBand &band, QImage &pixels)
     }
     return true;
 }
-
-QImage decodeForRecognition(const QByteArray &data)
-{
-    // Assembled from its bands, each contributing the rows it owns.
-    RecognitionBandReader reader(data);
-    if (reader.size().isEmpty())
-        return {};
-    QImage grey(reader.size(), QImage::Format_Grayscale8);
-    if (grey.isNull())
-        return {};
-    RecognitionBand band;
-    QImage pixels;
-    while (reader.next(band, pixels)) {
-        for (int y = band.ownTop; y < band.ownBottom; ++y) {
-            std::memcpy(grey.scanLine(y),
-                        pixels.constScanLine(y - band.area.y()),
-                        size_t(grey.width()));
-        }
-    }
-    if (reader.failed())
-        return {};
-    return grey;
-}

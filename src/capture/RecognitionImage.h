@@ -49,16 +49,12 @@ QSize recognitionSize(QSize source,
                       qint64 maxPixels = kRecognitionMaxPixels,
                       int maxSide = kRecognitionMaxSide);
 
-// Decodes encoded image bytes into an 8-bit grey image of recognitionSize() for text
-// recognition, transparency composited onto white. Null when the bytes are not an image or
-// exceed the limits. Safe on any thread.
-QImage decodeForRecognition(const QByteArray &data);
-
-// Hands out the grey image decodeForRecognition() would make, one band of recognitionBands() at
-// a time. A PNG is decoded row by row as the bands are asked for, each pixel the mean of those
-// it covers, so neither the image at full size nor the whole grey image ever stands in memory:
-// only the rows of one band. Other formats (and interlaced PNGs, whose rows complete only in the
-// last pass) are decoded whole and handed out in the same bands.
+// Hands out an image's pixels for text recognition: 8-bit grey at recognitionSize(),
+// transparency composited onto white, one band of recognitionBands() at a time. A PNG is decoded
+// row by row as the bands are asked for, each pixel the mean of those it covers, so neither the
+// image at full size nor the whole grey image ever stands in memory: only the rows of one band.
+// Other formats (and interlaced PNGs, whose rows complete only in the last pass) are decoded
+// whole and handed out in the same bands. Safe on any thread.
 class RecognitionBandReader
 {
 public:

@@ -22,6 +22,23 @@ namespace {
 
 constexpr int kWaitMs = 60'000;
 
+// The whole grey image the recogniser is handed in bands, each band giving the rows it owns;
+// null when the bytes do not decode to the end.
+QImage decodeForRecognition(const QByteArray &data)
+{
+    RecognitionBandReader reader(data);
+    if (reader.size().isEmpty())
+        return {};
+    QImage grey(reader.size(), QImage::Format_Grayscale8);
+    RecognitionBand band;
+    QImage pixels;
+    while (reader.next(band, pixels)) {
+        for (int y = band.ownTop; y < band.ownBottom; ++y)
+            memcpy(grey.scanLine(y), pixels.constScanLine(y - band.area.y()), size_t(grey.width()));
+    }
+    return reader.failed() ? QImage() : grey;
+}
+
 // Writes a PNG one row at a time, so a test can make a huge image without ever holding it in
 // memory. fill(y, row) writes one row of bytes (width * channels); with interlacing it is asked
 // for every row once per pass.
