@@ -75,26 +75,27 @@ public:
     Engine(const Engine &) = delete;
     Engine &operator=(const Engine &) = delete;
 
-    std::optional<QString> recognize(const QImage &grey, std::atomic<bool> *cancelled)
+    std::optional<QString> recognize(RecognitionBandReader &image, std::atomic<bool> *cancelled)
     {
-        Q_ASSERT(grey.format() == QImage::Format_Grayscale8);
         if (!m_ready)
             return std::nullopt;
         const auto deadline = std::chrono::steady_clock::now()
                               + std::chrono::milliseconds(OCR::kTimeLimitMs);
         QStringList words;
-        for (const RecognitionBand &band : recognitionBands(grey.size())) {
+        RecognitionBand band;
+        QImage pixels;
+        while (image.next(band, pixels)) {
             const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
                 deadline - std::chrono::steady_clock::now());
             if (left.count() <= 0 || cancelled->load())
                 break;
             // Each band is handed over as an image of its own: the recogniser copies and
             // binarises only that much.
-            m_api.SetImage(grey.constScanLine(band.area.y()),
-                           band.area.width(),
-                           band.area.height(),
+            m_api.SetImage(pixels.constBits(),
+                           pixels.width(),
+                           pixels.height(),
                            1,
-                           int(grey.bytesPerLine()));
+                           int(pixels.bytesPerLine()));
             m_api.SetSourceResolution(kAssumedDpi);
             tesseract::ETEXT_DESC monitor;
             monitor.cancel = isCancelled;
@@ -105,7 +106,7 @@ public:
             words += collectWords(band);
         }
         m_api.Clear();
-        if (words.isEmpty())
+        if (words.isEmpty() || image.failed())
             return std::nullopt;
         return words.join(QLatin1Char(' '));
     }
@@ -194,11 +195,11 @@ void OCR::recognize(const QByteArray &imageData, Completion completion)
         }
 
         std::optional<QString> text;
-        const QImage grey = decodeForRecognition(imageData);
-        if (!grey.isNull() && !m_cancelled) {
+        RecognitionBandReader image(imageData);
+        if (!image.size().isEmpty() && !m_cancelled) {
             if (!t_engine)
                 t_engine = std::make_unique<Engine>();
-            text = t_engine->recognize(grey, &m_cancelled);
+            text = t_engine->recognize(image, &m_cancelled);
         }
 
         --m_running;

@@ -30,8 +30,8 @@ inline uint greyOnWhite(const png_byte *rgba)
     return (luma * alpha + 255u * (255u - alpha) + 127u) / 255u;
 }
 
-// Averages full-size rows, as they arrive, into an image of recognitionSize(): each output
-// pixel is the mean of the source pixels that fall into it.
+// Averages full-size rows, as they arrive, into rows of recognitionSize(): each output pixel
+// is the mean of the source pixels that fall into it.
 class Downscaler
 {
 public:
@@ -42,9 +42,6 @@ public:
         const QSize target = recognitionSize(QSize(int(width), int(height)));
         m_outWidth = png_uint_32(target.width());
         m_outHeight = png_uint_32(target.height());
-        m_image = QImage(int(m_outWidth), int(m_outHeight), QImage::Format_Grayscale8);
-        if (m_image.isNull())
-            return false;
         m_column.resize(width);
         m_columnsPerPixel.assign(m_outWidth, 0);
         for (png_uint_32 x = 0; x < width; ++x) {
@@ -56,26 +53,27 @@ public:
         return true;
     }
 
+    QSize outputSize() const { return QSize(int(m_outWidth), int(m_outHeight)); }
     png_bytep row() { return m_row.data(); }
 
-    void addRow(png_uint_32 y)
+    // Takes the next source row from row(); true when that completed an output row, which is
+    // then written to out.
+    bool addRow(uchar *out)
     {
+        const png_uint_32 y = m_sourceRow++;
         const png_byte *pixel = m_row.data();
         for (png_uint_32 x = 0; x < m_width; ++x, pixel += 4)
             m_sums[m_column[x]] += greyOnWhite(pixel);
         ++m_rowsInPixel;
-        const png_uint_32 outY = outRow(y);
-        if (y + 1 < m_height && outRow(y + 1) == outY)
-            return;
-        uchar *out = m_image.scanLine(int(outY));
+        if (y + 1 < m_height && outRow(y + 1) == outRow(y))
+            return false;
         for (png_uint_32 ox = 0; ox < m_outWidth; ++ox) {
             out[ox] = uchar(m_sums[ox] / (quint64(m_columnsPerPixel[ox]) * m_rowsInPixel));
             m_sums[ox] = 0;
         }
         m_rowsInPixel = 0;
+        return true;
     }
-
-    QImage image() const { return m_image; }
 
 private:
     png_uint_32 outRow(png_uint_32 y) const
@@ -87,8 +85,8 @@ private:
     png_uint_32 m_height = 0;
     png_uint_32 m_outWidth = 0;
     png_uint_32 m_outHeight = 0;
+    png_uint_32 m_sourceRow = 0;
     png_uint_32 m_rowsInPixel = 0;
-    QImage m_image;
     std::vector<png_uint_32> m_column;          // output column of each source column
     std::vector<png_uint_32> m_columnsPerPixel; // source columns in each output column
     std::vector<quint64> m_sums;
@@ -120,9 +118,10 @@ void onPngWarning(png_structp, png_const_charp) {}
 
 enum class PngResult { Decoded, Failed, Interlaced };
 
-// Everything libpng may jump out of lives in this function, which owns no object with a
-// destructor: the state it changes is reached through pointers set before setjmp.
-PngResult readPngRows(png_structp png, png_infop info, Downscaler *scaler)
+// The functions libpng may jump out of own no object with a destructor: the state they change
+// is reached through pointers set before setjmp, and each sets its own jump target, as the
+// rows are read over several calls.
+PngResult readPngHeader(png_structp png, png_infop info, Downscaler *scaler)
 {
     if (setjmp(png_jmpbuf(png)))
         return PngResult::Failed;
@@ -143,11 +142,21 @@ PngResult readPngRows(png_structp png, png_infop info, Downscaler *scaler)
     png_read_update_info(png, info);
     if (png_get_rowbytes(png, info) != size_t(width) * 4 || !scaler->begin(width, height))
         return PngResult::Failed;
-    for (png_uint_32 y = 0; y < height; ++y) {
-        png_read_row(png, scaler->row(), nullptr);
-        scaler->addRow(y);
-    }
     return PngResult::Decoded;
+}
+
+// Writes the next `rows` output rows to out, a line every bytesPerLine bytes.
+bool readPngRows(png_structp png, Downscaler *scaler, uchar *out, qsizetype bytesPerLine, int rows)
+{
+    if (setjmp(png_jmpbuf(png)))
+        return false;
+    for (int i = 0; i < rows; ++i) {
+        uchar *line = out + i * bytesPerLine;
+        do {
+            png_read_row(png, scaler->row(), nullptr);
+        } while (!scaler->addRow(line));
+    }
+    return true;
 }
 
 class PngReadStruct
@@ -230,7 +239,10 @@ QSize recognitionSize(QSize source, qint64 maxPixels, int maxSide)
                  std::max(1, int(source.height() * scale)));
 }
 
-QList<RecognitionBand> recognitionBands(QSize size, qint64 maxBandPixels, int overlap)
+QList<RecognitionBand> recognitionBands(QSize size,
+                                        qint64 maxBandPixels,
+                                        int overlap,
+                                        qint64 wholePixels)
 {
     Q_ASSERT(maxBandPixels > 0 && overlap >= 0);
     QList<RecognitionBand> bands;
@@ -238,7 +250,7 @@ QList<RecognitionBand> recognitionBands(QSize size, qint64 maxBandPixels, int ov
         return bands;
     const int width = size.width();
     const int height = size.height();
-    if (qint64(width) * height <= maxBandPixels) {
+    if (qint64(width) * height <= std::max(maxBandPixels, wholePixels)) {
         bands.append({QRect(QPoint(0, 0), size), 0, height});
         return bands;
     }
@@ -255,28 +267,109 @@ QList<RecognitionBand> recognitionBands(QSize size, qint64 maxBandPixels, int ov
     return bands;
 }
 
-QImage decodeForRecognition(const QByteArray &data)
+struct RecognitionBandReader::PngRows
+{
+    PngReadStruct reader;
+    PngInput input{};
+    Downscaler scaler;
+};
+
+RecognitionBandReader::RecognitionBandReader(const QByteArray &data,
+                                             qint64 maxBandPixels,
+                                             int overlap,
+                                             qint64 wholePixels)
+    : m_data(data)
 {
     if (data.isEmpty())
-        return {};
-    if (!isPng(data))
-        return decodeWithQt(data);
-
-    PngReadStruct reader;
-    if (!reader.info)
-        return {};
-    PngInput input{reinterpret_cast<const png_byte *>(data.constData()), size_t(data.size()), 0};
-    png_set_read_fn(reader.png, &input, readPngBytes);
-    const auto scaler = std::make_unique<Downscaler>();
-    switch (readPngRows(reader.png, reader.info, scaler.get())) {
-    case PngResult::Decoded:
-        return scaler->image();
-    case PngResult::Interlaced:
-        // Interlaced rows only complete in the last pass; Qt decodes those whole, which the
-        // reader's allocation limit keeps bounded.
-        return decodeWithQt(data);
-    case PngResult::Failed:
-        break;
+        return;
+    bool whole = !isPng(data);
+    if (!whole) {
+        m_png = std::make_unique<PngRows>();
+        if (!m_png->reader.info) {
+            m_png.reset();
+            return;
+        }
+        m_png->input = {reinterpret_cast<const png_byte *>(m_data.constData()),
+                        size_t(m_data.size()),
+                        0};
+        png_set_read_fn(m_png->reader.png, &m_png->input, readPngBytes);
+        switch (readPngHeader(m_png->reader.png, m_png->reader.info, &m_png->scaler)) {
+        case PngResult::Decoded:
+            m_size = m_png->scaler.outputSize();
+            break;
+        case PngResult::Interlaced:
+            whole = true;
+            m_png.reset();
+            break;
+        case PngResult::Failed:
+            m_png.reset();
+            return;
+        }
     }
-    return {};
+    if (whole) {
+        m_whole = decodeWithQt(m_data);
+        m_size = m_whole.size();
+    }
+    m_bands = recognitionBands(m_size, maxBandPixels, overlap, wholePixels);
+}
+
+RecognitionBandReader::~RecognitionBandReader() = default;
+
+bool RecognitionBandReader::next(RecognitionBand &band, QImage &pixels)
+{
+    if (m_failed || m_nextBand >= m_bands.size())
+        return false;
+    band = m_bands.at(m_nextBand++);
+    const QRect area = band.area;
+    if (!m_whole.isNull()) {
+        pixels = QImage(m_whole.constScanLine(area.y()),
+                        area.width(),
+                        area.height(),
+                        m_whole.bytesPerLine(),
+                        QImage::Format_Grayscale8);
+        return true;
+    }
+    if (m_buffer.isNull()) {
+        int tallest = 0;
+        for (const RecognitionBand &each : std::as_const(m_bands))
+            tallest = std::max(tallest, each.area.height());
+        m_buffer = QImage(m_size.width(), tallest, QImage::Format_Grayscale8);
+        if (m_buffer.isNull()) {
+            m_failed = true;
+            return false;
+        }
+    }
+    // The rows this band shares with the previous one move to the top; the rest are decoded.
+    Q_ASSERT(area.y() >= m_bufferTop && area.y() <= m_decodedRows);
+    const qsizetype bytesPerLine = m_buffer.bytesPerLine();
+    const int kept = m_decodedRows - area.y();
+    if (kept > 0 && area.y() > m_bufferTop) {
+        std::memmove(m_buffer.bits(),
+                     m_buffer.constScanLine(area.y() - m_bufferTop),
+                     size_t(kept) * size_t(bytesPerLine));
+    }
+    m_bufferTop = area.y();
+    const int missing = area.y() + area.height() - m_decodedRows;
+    if (missing > 0
+        && !readPngRows(m_png->reader.png,
+                        &m_png->scaler,
+                        m_buffer.scanLine(kept),
+                        bytesPerLine,
+                        missing)) {
+        m_failed = true;
+        m_png.reset();
+        m_buffer = QImage();
+        return false;
+    }
+    m_decodedRows += std::max(missing, 0);
+    pixels = QImage(m_buffer.constBits(),
+                    area.width(),
+                    area.height(),
+                    bytesPerLine,
+                    QImage::Format_Grayscale8);
+    if (m_nextBand == m_bands.size()) {
+        // The decoder's row buffers go now; the band itself stays until the next call.
+        m_png.reset();
+    }
+    return true;
 }

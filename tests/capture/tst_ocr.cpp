@@ -19,11 +19,31 @@ namespace {
 
 constexpr int kWaitMs = 60'000;
 
-// Writes a grey PNG one row at a time, so a test can make a huge image without ever holding it
-// in memory. fill(y, row) writes one row of bytes.
-QByteArray writeGreyPngRows(int width,
-                            int height,
-                            const std::function<void(int y, png_bytep row)> &fill)
+// The whole grey image the recogniser is handed in bands, each band giving the rows it owns;
+// null when the bytes do not decode to the end.
+QImage decodeForRecognition(const QByteArray &data)
+{
+    RecognitionBandReader reader(data);
+    if (reader.size().isEmpty())
+        return {};
+    QImage grey(reader.size(), QImage::Format_Grayscale8);
+    RecognitionBand band;
+    QImage pixels;
+    while (reader.next(band, pixels)) {
+        for (int y = band.ownTop; y < band.ownBottom; ++y)
+            memcpy(grey.scanLine(y), pixels.constScanLine(y - band.area.y()), size_t(grey.width()));
+    }
+    return reader.failed() ? QImage() : grey;
+}
+
+// Writes a PNG one row at a time, so a test can make a huge image without ever holding it in
+// memory. fill(y, row) writes one row of bytes (width * channels); with interlacing it is asked
+// for every row once per pass.
+QByteArray writePngRows(int width,
+                        int height,
+                        int colorType,
+                        bool interlaced,
+                        const std::function<void(int y, png_bytep row)> &fill)
 {
     auto fail = [](png_structp, png_const_charp message) { qFatal("libpng: %s", message); };
     png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, fail, nullptr);
@@ -42,15 +62,18 @@ QByteArray writeGreyPngRows(int width,
                  png_uint_32(width),
                  png_uint_32(height),
                  8,
-                 PNG_COLOR_TYPE_GRAY,
-                 PNG_INTERLACE_NONE,
+                 colorType,
+                 interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT,
                  PNG_FILTER_TYPE_DEFAULT);
     png_write_info(png, info);
+    const int passes = interlaced ? png_set_interlace_handling(png) : 1;
     QByteArray row(qsizetype(png_get_rowbytes(png, info)), '\0');
-    for (int y = 0; y < height; ++y) {
-        fill(y, reinterpret_cast<png_bytep>(row.data()));
-        png_write_row(png, reinterpret_cast<png_bytep>(row.data()));
+    for (int pass = 0; pass < passes; ++pass) {
+        for (int y = 0; y < height; ++y) {
+            fill(y, reinterpret_cast<png_bytep>(row.data()));
+            png_write_row(png, reinterpret_cast<png_bytep>(row.data()));
+        }
     }
     png_write_end(png, nullptr);
     png_destroy_write_struct(&png, &info);
@@ -80,11 +103,15 @@ QImage renderLines(const QStringList &lines, int pixelSize, QSize size)
 QByteArray upscaledGreyPng(const QImage &small, int scale)
 {
     const QImage grey = small.convertToFormat(QImage::Format_Grayscale8);
-    return writeGreyPngRows(grey.width() * scale, grey.height() * scale, [&](int y, png_bytep row) {
-        const uchar *source = grey.constScanLine(y / scale);
-        for (int x = 0; x < grey.width() * scale; ++x)
-            row[x] = source[x / scale];
-    });
+    return writePngRows(grey.width() * scale,
+                        grey.height() * scale,
+                        PNG_COLOR_TYPE_GRAY,
+                        false,
+                        [&](int y, png_bytep row) {
+                            const uchar *source = grey.constScanLine(y / scale);
+                            for (int x = 0; x < grey.width() * scale; ++x)
+                                row[x] = source[x / scale];
+                        });
 }
 
 // Resident memory of this process, from /proc/self/status, in kB; -1 when unknown.
@@ -252,6 +279,61 @@ private slots:
         for (const QString &line : std::as_const(expected))
             QVERIFY2(text.count(line) == 1, qPrintable(line + u" in: " + text));
         QCOMPARE(text.split(u' ').size(), expected.size() * 2);
+    }
+
+    // What the recogniser is given: grey, transparency on white, within the size limits.
+    // The streamed bands carry exactly the rows of the image they cover, the overlap included;
+    // an image that breaks off part way fails rather than passing on what came before.
+    void bandsHoldTheirRows_data()
+    {
+        QTest::addColumn<bool>("interlaced");
+        QTest::addColumn<double>("kept");
+        QTest::newRow("streamed PNG") << false << 1.0;
+        QTest::newRow("interlaced PNG, decoded whole") << true << 1.0;
+        QTest::newRow("PNG cut off half way") << false << 0.5;
+    }
+    void bandsHoldTheirRows()
+    {
+        QFETCH(bool, interlaced);
+        QFETCH(double, kept);
+        const QSize size(1200, 2500);
+        const auto grey = [](int x, int y) { return uchar((x * 7 + y * 13) & 0xff); };
+        QByteArray bytes = writePngRows(size.width(),
+                                        size.height(),
+                                        PNG_COLOR_TYPE_GRAY,
+                                        interlaced,
+                                        [&](int y, png_bytep row) {
+                                            for (int x = 0; x < size.width(); ++x)
+                                                row[x] = grey(x, y);
+                                        });
+        bytes.truncate(qsizetype(bytes.size() * kept));
+
+        RecognitionBandReader reader(bytes);
+        QCOMPARE(reader.size(), size);
+        const QList<RecognitionBand> expected = recognitionBands(size);
+        QCOMPARE_GT(expected.size(), 1);
+        RecognitionBand band;
+        QImage pixels;
+        qsizetype count = 0;
+        while (reader.next(band, pixels)) {
+            QCOMPARE(band.area, expected.at(count).area);
+            QCOMPARE(pixels.size(), band.area.size());
+            for (int row = 0; row < pixels.height(); ++row) {
+                const uchar *line = pixels.constScanLine(row);
+                for (int x = 0; x < size.width(); ++x) {
+                    if (line[x] != grey(x, band.area.y() + row))
+                        QFAIL(qPrintable(QStringLiteral("band %1, row %2, column %3")
+                                             .arg(count)
+                                             .arg(band.area.y() + row)
+                                             .arg(x)));
+                }
+            }
+            ++count;
+        }
+        const bool whole = kept >= 1.0;
+        QCOMPARE(reader.failed(), !whole);
+        QCOMPARE(count == expected.size(), whole);
+        QCOMPARE(decodeForRecognition(bytes).isNull(), !whole);
     }
 
     void destroyingDropsQueuedWork()
