@@ -72,7 +72,11 @@ OverlayWindow::OverlayWindow(Store &store,
     , m_alert(new OverlayAlert(this))
     , m_keys(state, store)
     , m_appearance(new QPropertyAnimation(&state, "appearance", this))
+    , m_orderOut(new QTimer(this))
 {
+    m_orderOut->setSingleShot(true);
+    m_orderOut->setInterval(kOrderOutDelayMs);
+    connect(m_orderOut, &QTimer::timeout, this, &OverlayWindow::orderOut);
     // A pick hides the overlay; the second click of a double-click lands on the fading card
     // and must not paste again.
     const auto pick = [this](const ClipItem &item) {
@@ -269,24 +273,36 @@ void OverlayWindow::show()
     m_appearance->setCurrentTime(int(1000.0 / (hz > 1.0 ? hz : 60.0)));
 }
 
-void OverlayWindow::hide()
+void OverlayWindow::hide(Hiding how)
 {
-    if (!m_view || !m_view->isVisible() || m_isHiding)
+    if (!m_view || !m_view->isVisible())
         return;
-    clearFocus();
-    // A question left open goes with the card, unanswered.
-    m_alert->dismiss();
+    if (!m_isHiding) {
+        clearFocus();
+        // A question left open goes with the card, unanswered.
+        m_alert->dismiss();
+    }
+    if (how == Hiding::AtOnce) {
+        orderOut();
+        return;
+    }
+    if (m_isHiding)
+        return;
     m_isHiding = true;
     animateAppearance(0.0, kHideAnimationMs, false);
-    QTimer::singleShot(kOrderOutDelayMs, this, [this] {
-        // On a busy machine the fade's last step can come after this timer: the panel leaves
-        // at nothing either way.
-        m_appearance->stop();
-        m_state.setAppearance(0.0);
-        if (m_view)
-            m_view->hide();
-        m_isHiding = false;
-    });
+    m_orderOut->start();
+}
+
+void OverlayWindow::orderOut()
+{
+    m_orderOut->stop();
+    // On a busy machine the fade's last step can come after the timer: the panel leaves at
+    // nothing either way.
+    m_appearance->stop();
+    m_state.setAppearance(0.0);
+    if (m_view)
+        m_view->hide();
+    m_isHiding = false;
 }
 
 void OverlayWindow::animateAppearance(double target, int durationMs, bool easeOut)

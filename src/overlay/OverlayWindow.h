@@ -22,6 +22,7 @@ class QKeyEvent;
 class QPropertyAnimation;
 class QQuickWindow;
 class QScreen;
+class QTimer;
 class QWindow;
 class SidebarController;
 class Store;
@@ -30,8 +31,8 @@ class TileImageSource;
 
 // The overlay panel: a frameless, translucent, always-on-top tool window that stays out of the
 // taskbar. Built once (hidden) and reused. show() places it over most of a screen, resets the
-// state and zooms the card in; hide() fades it out and takes it away; losing keyboard focus
-// hides it too. Every key press reaches the keyboard rules before any control sees it.
+// state and zooms the card in; hide() fades it out and takes it away, or takes it away at once;
+// losing keyboard focus hides it too. Every key press reaches the keyboard rules before any control sees it.
 class OverlayWindow : public QObject
 {
     Q_OBJECT
@@ -73,8 +74,15 @@ public:
     // Makes the window, its views and its native window, hidden. show() builds on first use.
     void build();
     bool isBuilt() const { return m_view != nullptr; }
+    enum class Hiding {
+        // Escape, a pick, focus lost: the card fades, then the window goes.
+        FadeOut,
+        // The toggle asked for it gone: unmapped now, the fade skipped (or cut short).
+        AtOnce,
+    };
+
     void show();
-    void hide();
+    void hide(Hiding how = Hiding::FadeOut);
     // The panel exists and is on screen (during the hide animation too).
     bool isVisible() const;
     bool isHiding() const { return m_isHiding; }
@@ -104,6 +112,7 @@ protected:
 
 private:
     void animateAppearance(double target, int durationMs, bool easeOut);
+    void orderOut();
     void clearFocus();
     bool isEditingText() const;
     void activeChanged();
@@ -118,6 +127,7 @@ private:
     OverlayAlert *m_alert;
     KeyControl m_keys;
     QPropertyAnimation *m_appearance;
+    QTimer *m_orderOut;
     QPointer<QQuickView> m_view;
     QPointer<HotkeyCaps> m_hotkeyCaps;
     QPointer<MoreMenu> m_moreMenu;
