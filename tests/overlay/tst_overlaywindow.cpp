@@ -3,6 +3,7 @@
 #include "common/TestPrefs.h"
 #include "overlay/HotkeyCaps.h"
 #include "overlay/MoreMenu.h"
+#include "overlay/OverlayAlert.h"
 #include "overlay/OverlayWindow.h"
 #include "overlay/PreviewWindow.h"
 #include "overlay/QuickLookController.h"
@@ -227,6 +228,43 @@ private slots:
         f.overlay.hide();
         f.overlay.show();
         QTRY_VERIFY_WITH_TIMEOUT(!f.overlay.isVisible(), 5000);
+    }
+
+    // The toggle takes the panel away with no fade, from shown or from part-way through a fade;
+    // a fade's order-out still pending must not take away the panel shown after it.
+    void hideAtOnceSkipsTheFade()
+    {
+        Fixture f;
+        f.overlay.hide(OverlayWindow::Hiding::AtOnce); // before anything was built: nothing to do
+        QVERIFY(!f.overlay.isBuilt());
+
+        f.showAndWait();
+        int answered = -2;
+        f.overlay.alert()->show(u"Pause?"_s, {}, {u"Cancel"_s, u"Pause"_s}, [&](int chosen) {
+            answered = chosen;
+        });
+        f.overlay.hide(OverlayWindow::Hiding::AtOnce);
+        QVERIFY(!f.overlay.isVisible());
+        QVERIFY(!f.overlay.isHiding());
+        QCOMPARE(f.state.appearance(), 0.0);
+        QVERIFY(!f.overlay.alert()->shown());
+        QCOMPARE(answered, -1);
+
+        f.showAndWait();
+        QCOMPARE(f.maps, 2);
+        f.overlay.hide();
+        QVERIFY(f.overlay.isHiding());
+        f.overlay.hide(OverlayWindow::Hiding::AtOnce);
+        QVERIFY(!f.overlay.isVisible());
+        QVERIFY(!f.overlay.isHiding());
+        QCOMPARE(f.state.appearance(), 0.0);
+
+        f.overlay.show();
+        QVERIFY(f.overlay.isVisible());
+        QTest::qWait(OverlayWindow::kOrderOutDelayMs + 100);
+        QVERIFY(f.overlay.isVisible());
+        QVERIFY(!f.overlay.isHiding());
+        QTRY_COMPARE_WITH_TIMEOUT(f.state.appearance(), 1.0, 5000);
     }
 
     void keysReachTheRulesBeforeAnyControlUnlessAMenuIsOpen()
