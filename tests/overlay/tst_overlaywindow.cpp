@@ -267,6 +267,42 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(f.state.appearance(), 1.0, 5000);
     }
 
+    // Hidden after use, the panel is reset and drawn ahead, at nothing as far as anyone can
+    // tell; it draws again when a clip arrives, and rests in between.
+    void hiddenPanelIsDrawnAheadThenRests()
+    {
+        Fixture f;
+        int drawn = 0;
+        f.overlay.build();
+        QObject::connect(f.overlay.window(), &QQuickWindow::afterRendering, [&] { ++drawn; });
+        QTest::qWait(OverlayWindow::kWarmUpDelayMs * 4);
+        QCOMPARE(drawn, 0); // never shown: nothing is drawn ahead
+
+        f.showAndWait();
+        f.state.setQuery(QStringLiteral("3"));
+        f.overlay.hide(OverlayWindow::Hiding::AtOnce);
+        drawn = 0;
+        QTRY_VERIFY_WITH_TIMEOUT(drawn > 0, 5000);
+        QVERIFY(!f.overlay.isVisible());
+        QCOMPARE(f.state.query(), QString());
+        QCOMPARE(f.state.appearance(), 0.0);
+
+        QTest::qWait(1500);
+        const int settled = drawn;
+        QTest::qWait(1000);
+        QCOMPARE(drawn, settled);
+
+        f.store.captureFromClipboard(ClipItem::makeText(QStringLiteral("new")));
+        QTRY_VERIFY_WITH_TIMEOUT(drawn > settled, 5000);
+        QCOMPARE(f.state.appearance(), 0.0);
+
+        // Shown again: the zoom-in from its first step, over the newest clip.
+        f.overlay.show();
+        QVERIFY(f.state.appearance() > 0.0 && f.state.appearance() < 0.5);
+        QTRY_COMPARE_WITH_TIMEOUT(f.state.appearance(), 1.0, 5000);
+        QCOMPARE(f.overlay.model()->itemAt(0).text, QStringLiteral("new"));
+    }
+
     void keysReachTheRulesBeforeAnyControlUnlessAMenuIsOpen()
     {
         Fixture f;
