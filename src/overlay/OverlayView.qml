@@ -27,8 +27,9 @@ Item {
         anchors.fill: parent
         anchors.margins: root.margin
         scale: 0.85 + 0.15 * root.overlayState.appearance
+        // Not made invisible at nothing: the renderer skips a transparent card anyway, and
+        // turning it visible again touched every item inside it at the start of each show.
         opacity: root.overlayState.appearance
-        visible: opacity > 0
 
         SoftShadow {
             anchors.fill: parent
