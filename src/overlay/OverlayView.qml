@@ -134,6 +134,21 @@ Item {
                     }
                 }
 
+                // The material again under the grid, as a plain opaque fill: the renderer then
+                // skips the stretched box beneath wherever scrolling repaints, and fills this
+                // faster. Clear of the box's stroke and rounded corner, so it looks the same.
+                Rectangle {
+                    anchors {
+                        top: divider.bottom
+                        left: parent.left
+                        right: parent.right
+                        bottom: parent.bottom
+                        rightMargin: 1
+                        bottomMargin: Theme.cardRadius
+                    }
+                    color: Theme.material
+                }
+
                 Rectangle {
                     id: divider
                     anchors.top: topRow.bottom
