@@ -240,6 +240,91 @@ PreviewFigures measurePreview(OverlayWindow &overlay)
     return figures;
 }
 
+// Scrolls a grid view through its whole content and back, 24 px a frame, as fast as frames
+// come, for kScrollMs: frames per second and the main thread's CPU per frame.
+struct ScrollFigures
+{
+    double fps = 0;
+    QList<double> frameCpu, cycleCpu;
+};
+
+ScrollFigures scrollThrough(QQuickWindow *window, QQuickItem *grid, double maxScroll)
+{
+    ScrollFigures figures;
+    grid->setProperty("contentY", -16);
+    settle(200);
+    int frames = 0;
+    double direction = 24;
+    QElapsedTimer scroll;
+    double frameStart = 0;
+    double lastSwap = threadCpuMs();
+    const auto frameBegins = QObject::connect(
+        window,
+        &QQuickWindow::beforeSynchronizing,
+        grid,
+        [&] { frameStart = threadCpuMs(); },
+        Qt::DirectConnection);
+    const auto scroller = QObject::connect(window, &QQuickWindow::frameSwapped, grid, [&] {
+        ++frames;
+        const double now = threadCpuMs();
+        figures.frameCpu.append(now - frameStart);
+        figures.cycleCpu.append(now - lastSwap);
+        lastSwap = now;
+        double y = grid->property("contentY").toDouble() + direction;
+        if (y > maxScroll - 16 || y < -16)
+            direction = -direction;
+        grid->setProperty("contentY", std::clamp(y, -16.0, maxScroll - 16));
+    });
+    scroll.start();
+    grid->setProperty("contentY", 0.0);
+    settle(kScrollMs);
+    QObject::disconnect(scroller);
+    QObject::disconnect(frameBegins);
+    figures.fps = frames * 1000.0 / scroll.elapsed();
+    return figures;
+}
+
+// The floor for scrolling: a grid of the same size and cells, each a plain rounded rectangle
+// with one line of text, in a bare window.
+struct PlainGrid
+{
+    QQuickView view;
+    QQuickItem *grid = nullptr;
+
+    PlainGrid(const QRect &geometry, const QRectF &gridRect, double cellWidth, double cellHeight)
+    {
+        view.setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
+        QSurfaceFormat format = view.format();
+        format.setAlphaBufferSize(8);
+        view.setFormat(format);
+        view.setColor(Qt::transparent);
+        view.setGeometry(geometry);
+        QQmlComponent component(view.engine());
+        component.setData(QStringLiteral(
+                              "import QtQuick\n"
+                              "GridView {\n"
+                              "  model: 200; topMargin: 16; cellWidth: %1; cellHeight: %2\n"
+                              "  interactive: false; clip: true\n"
+                              "  delegate: Rectangle {\n"
+                              "    width: GridView.view.cellWidth - 14\n"
+                              "    height: GridView.view.cellHeight - 14\n"
+                              "    radius: 10; color: '#14ffffff'\n"
+                              "    Text { x: 10; y: 10; text: 'Clip ' + index; color: 'white' }\n"
+                              "  }\n"
+                              "}\n")
+                              .arg(cellWidth)
+                              .arg(cellHeight)
+                              .toUtf8(),
+                          QUrl());
+        grid = qobject_cast<QQuickItem *>(component.create());
+        Q_ASSERT(grid);
+        grid->setParentItem(view.contentItem());
+        grid->setPosition(gridRect.topLeft());
+        grid->setSize(gridRect.size());
+        view.create();
+    }
+};
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -306,7 +391,7 @@ int main(int argc, char *argv[])
     const long rssShown = statusKb("VmRSS");
 
     // Show to first frame, to the first frame with the card on it, and the frames of the zoom.
-    QList<double> firstFrame, firstVisible, zoomFrames, showCall, zoomCpu;
+    QList<double> firstFrame, firstVisible, zoomFrames, showCall, zoomCpu, firstCardCpu;
     for (int run = 0; run < kShowRuns; ++run) {
         overlay.hide();
         waitUntil([&] { return !overlay.isVisible(); });
@@ -324,6 +409,12 @@ int main(int argc, char *argv[])
             if (state.appearance() > 0 && state.appearance() < 1)
                 zoomCpu.append(threadCpuMs() - frameStart);
         });
+        const double cpuAtShow = threadCpuMs();
+        double cpuAtFirst = -1;
+        const auto firstCpu = QObject::connect(window, &QQuickWindow::frameSwapped, [&] {
+            if (cpuAtFirst < 0)
+                cpuAtFirst = threadCpuMs();
+        });
         start.start();
         overlay.show();
         showCall.append(start.nsecsElapsed() / 1e6);
@@ -331,8 +422,10 @@ int main(int argc, char *argv[])
         settle(50);
         QObject::disconnect(recorder);
         QObject::disconnect(begins);
+        QObject::disconnect(firstCpu);
         if (frames.isEmpty())
             continue;
+        firstCardCpu.append(cpuAtFirst - cpuAtShow);
         firstFrame.append(frames.first());
         for (int i = 0; i < frames.size(); ++i) {
             if (appearances.at(i) > 0) {
@@ -341,6 +434,36 @@ int main(int argc, char *argv[])
             }
         }
         zoomFrames.append(frames.size());
+    }
+
+    // The usual case: something was copied while the panel was hidden, and the card shows it.
+    QList<double> afterCopyFrame, afterCopyCpu;
+    for (int run = 0; run < kShowRuns; ++run) {
+        overlay.hide();
+        waitUntil([&] { return !overlay.isVisible(); });
+        settle(100);
+        store.captureFromClipboard(
+            ClipItem::makeText(QStringLiteral("Copied while the panel was hidden, %1").arg(run)));
+        // A person takes longer than this to reach for the shortcut after copying.
+        settle(300);
+        QElapsedTimer start;
+        double at = -1, cpuAtFirst = -1;
+        const auto first = QObject::connect(window, &QQuickWindow::frameSwapped, [&] {
+            if (at < 0) {
+                at = start.nsecsElapsed() / 1e6;
+                cpuAtFirst = threadCpuMs();
+            }
+        });
+        const double cpuAtShow = threadCpuMs();
+        start.start();
+        overlay.show();
+        waitUntil([&] { return state.appearance() == 1.0; });
+        settle(50);
+        QObject::disconnect(first);
+        if (at < 0)
+            continue;
+        afterCopyFrame.append(at);
+        afterCopyCpu.append(cpuAtFirst - cpuAtShow);
     }
 
     // A key press to the next frame: the selection moves one tile.
@@ -386,37 +509,7 @@ int main(int argc, char *argv[])
     }
 
     // Scrolling: each frame moves the grid 24 px on, as fast as frames come.
-    grid->setProperty("contentY", -16);
-    settle(200);
-    int frames = 0;
-    double direction = 24;
-    QElapsedTimer scroll;
-    QList<double> frameCpu, cycleCpu;
-    double frameStart = 0;
-    double lastSwap = threadCpuMs();
-    const auto frameBegins = QObject::connect(
-        window,
-        &QQuickWindow::beforeSynchronizing,
-        grid,
-        [&] { frameStart = threadCpuMs(); },
-        Qt::DirectConnection);
-    const auto scroller = QObject::connect(window, &QQuickWindow::frameSwapped, grid, [&] {
-        ++frames;
-        const double now = threadCpuMs();
-        frameCpu.append(now - frameStart);
-        cycleCpu.append(now - lastSwap);
-        lastSwap = now;
-        double y = grid->property("contentY").toDouble() + direction;
-        if (y > maxScroll - 16 || y < -16)
-            direction = -direction;
-        grid->setProperty("contentY", std::clamp(y, -16.0, maxScroll - 16));
-    });
-    scroll.start();
-    grid->setProperty("contentY", 0.0);
-    settle(kScrollMs);
-    QObject::disconnect(scroller);
-    QObject::disconnect(frameBegins);
-    const double fps = frames * 1000.0 / scroll.elapsed();
+    const ScrollFigures scrolling = scrollThrough(window, grid, maxScroll);
 
     const PreviewFigures preview = measurePreview(overlay);
 
@@ -424,18 +517,37 @@ int main(int argc, char *argv[])
     waitUntil([&] { return !overlay.isVisible(); });
 
     // Floors measured the same way on a bare window.
+    PlainGrid plain(panel,
+                    QRectF(grid->mapToScene(QPointF(0, 0)), grid->size()),
+                    grid->property("cellWidth").toDouble(),
+                    grid->property("cellHeight").toDouble());
+    plain.view.show();
+    waitUntil([&] { return plain.view.isExposed(); });
+    const double plainMaxScroll = plain.grid->property("contentHeight").toDouble()
+                                  - plain.grid->height();
+    const ScrollFigures plainScrolling = scrollThrough(&plain.view, plain.grid, plainMaxScroll);
+    plain.view.hide();
+
     Baseline baseline(panel);
-    QList<double> bareShow, bareKey;
+    QList<double> bareShow, bareKey, bareShowCpu;
     for (int run = 0; run < kShowRuns; ++run) {
         baseline.view.hide();
         settle(100);
         QElapsedTimer start;
         start.start();
         // Raised and given the focus, as the overlay is.
+        const double cpuAtShow = threadCpuMs();
+        double cpuAtFirst = -1;
+        const auto firstCpu = QObject::connect(&baseline.view, &QQuickWindow::frameSwapped, [&] {
+            if (cpuAtFirst < 0)
+                cpuAtFirst = threadCpuMs();
+        });
         baseline.view.show();
         baseline.view.raise();
         baseline.view.requestActivate();
         bareShow.append(untilFrame(&baseline.view, start));
+        QObject::disconnect(firstCpu);
+        bareShowCpu.append(cpuAtFirst - cpuAtShow);
     }
     settle(200);
     for (int run = 0; run < kKeyRuns; ++run) {
@@ -458,6 +570,17 @@ int main(int argc, char *argv[])
     std::printf("show -> first frame of the card  %8.1f ms median, %6.1f max\n",
                 median(firstVisible),
                 maximum(firstVisible));
+    std::printf("  main-thread CPU until then     %8.1f ms median, %6.1f max   "
+                "(bare window %5.1f ms, x%.1f)\n",
+                median(firstCardCpu),
+                maximum(firstCardCpu),
+                median(bareShowCpu),
+                median(firstCardCpu) / std::max(median(bareShowCpu), 0.001));
+    std::printf("  after a copy while hidden      %8.1f ms median, %6.1f max; main-thread CPU "
+                "%.1f ms median\n",
+                median(afterCopyFrame),
+                maximum(afterCopyFrame),
+                median(afterCopyCpu));
     std::printf(
         "frames during the 0.22 s zoom    %8.0f median; each takes %.1f ms of CPU to render "
         "(fastest %.1f ms)\n",
@@ -481,11 +604,17 @@ int main(int argc, char *argv[])
                 maximum(typeRuns));
     std::printf("scrolling                        %8.1f frames/s; each frame takes %.1f ms of CPU "
                 "(%.1f ms rendering; fastest %.1f ms), so %.0f frames/s with a core to itself\n",
-                fps,
-                median(cycleCpu),
-                median(frameCpu),
-                minimum(cycleCpu),
-                1000.0 / std::max(median(cycleCpu), 0.001));
+                scrolling.fps,
+                median(scrolling.cycleCpu),
+                median(scrolling.frameCpu),
+                minimum(scrolling.cycleCpu),
+                1000.0 / std::max(median(scrolling.cycleCpu), 0.001));
+    std::printf("  a grid of plain tiles          %8.1f frames/s; each frame takes %.1f ms of CPU "
+                "(%.1f ms rendering), x%.1f\n",
+                plainScrolling.fps,
+                median(plainScrolling.cycleCpu),
+                median(plainScrolling.frameCpu),
+                median(scrolling.cycleCpu) / std::max(median(plainScrolling.cycleCpu), 0.001));
     std::printf("preview a 1920x1080 image        %8.1f ms median, %6.1f max to its first frame; "
                 "first after start-up %.1f ms (bare %dx%d window %.1f ms, x%.1f)\n",
                 median(preview.opens),

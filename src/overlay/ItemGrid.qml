@@ -179,6 +179,10 @@ Item {
         Connections {
             target: view
             function onContentYChanged() {
+                // Not for the hidden panel's reset: it would still be fading when the panel
+                // opens, and the card drawn ahead of time with it.
+                if (!area.Window.window || !area.Window.window.visible)
+                    return
                 indicator.opacity = 1
                 fade.restart()
             }

@@ -27,8 +27,9 @@ Item {
         anchors.fill: parent
         anchors.margins: root.margin
         scale: 0.85 + 0.15 * root.overlayState.appearance
+        // Not made invisible at nothing: the renderer skips a transparent card anyway, and
+        // turning it visible again touched every item inside it at the start of each show.
         opacity: root.overlayState.appearance
-        visible: opacity > 0
 
         SoftShadow {
             anchors.fill: parent
@@ -131,6 +132,21 @@ Item {
                             }
                         }
                     }
+                }
+
+                // The material again under the grid, as a plain opaque fill: the renderer then
+                // skips the stretched box beneath wherever scrolling repaints, and fills this
+                // faster. Clear of the box's stroke and rounded corner, so it looks the same.
+                Rectangle {
+                    anchors {
+                        top: divider.bottom
+                        left: parent.left
+                        right: parent.right
+                        bottom: parent.bottom
+                        rightMargin: 1
+                        bottomMargin: Theme.cardRadius
+                    }
+                    color: Theme.material
                 }
 
                 Rectangle {

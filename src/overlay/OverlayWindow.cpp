@@ -12,6 +12,7 @@
 #include "SoftShadow.h"
 #include "StoreNotice.h"
 #include "TileImageProvider.h"
+#include "model/Store.h"
 
 #include <QEasingCurve>
 #include <QGuiApplication>
@@ -20,6 +21,7 @@
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickView>
+#include <QSGRendererInterface>
 #include <QScreen>
 #include <QTimer>
 
@@ -55,6 +57,11 @@ QString digitOfKey(KeyboardShortcuts::Key key)
     return {};
 }
 
+QEasingCurve zoomInCurve()
+{
+    return bezier(QPointF(0, 0), QPointF(0.58, 1));
+}
+
 } // namespace
 
 OverlayWindow::OverlayWindow(Store &store,
@@ -72,7 +79,15 @@ OverlayWindow::OverlayWindow(Store &store,
     , m_alert(new OverlayAlert(this))
     , m_keys(state, store)
     , m_appearance(new QPropertyAnimation(&state, "appearance", this))
+    , m_orderOut(new QTimer(this))
+    , m_warmUp(new QTimer(this))
 {
+    m_orderOut->setSingleShot(true);
+    m_orderOut->setInterval(kOrderOutDelayMs);
+    connect(m_orderOut, &QTimer::timeout, this, &OverlayWindow::orderOut);
+    m_warmUp->setSingleShot(true);
+    m_warmUp->setInterval(kWarmUpDelayMs);
+    connect(m_warmUp, &QTimer::timeout, this, &OverlayWindow::warmUp);
     // A pick hides the overlay; the second click of a double-click lands on the fading card
     // and must not paste again.
     const auto pick = [this](const ClipItem &item) {
@@ -103,6 +118,9 @@ OverlayWindow::OverlayWindow(Store &store,
     connect(m_sidebar, &SidebarController::menuOpenChanged, this, [this, afterMenu] {
         afterMenu(m_sidebar->menuOpen());
     });
+    connect(&store, &Store::historyChanged, this, &OverlayWindow::contentChanged);
+    connect(&store, &Store::categoriesChanged, this, &OverlayWindow::contentChanged);
+    connect(m_model, &QAbstractItemModel::dataChanged, this, &OverlayWindow::contentChanged);
 }
 
 OverlayWindow::~OverlayWindow()
@@ -244,6 +262,9 @@ void OverlayWindow::show()
     m_view->setScreen(screen);
     m_view->setGeometry(panelGeometry(screen->availableGeometry()));
 
+    m_warmUp->stop();
+    m_ignoreNextUpdate = false;
+    m_hasBeenShown = true;
     m_appearance->stop();
     m_state.resetForShow();
     // Reset to History it may already have shown: its newest clips come into view all the same.
@@ -265,28 +286,84 @@ void OverlayWindow::show()
     animateAppearance(1.0, kShowAnimationMs, true);
     // That frame is drawn for the moment it reaches the screen, a frame from now, so it carries
     // the zoom's first step rather than the card at nothing.
-    const qreal hz = m_view->screen() ? m_view->screen()->refreshRate() : 60.0;
-    m_appearance->setCurrentTime(int(1000.0 / (hz > 1.0 ? hz : 60.0)));
+    m_appearance->setCurrentTime(firstFrameMs());
 }
 
-void OverlayWindow::hide()
+int OverlayWindow::firstFrameMs() const
 {
-    if (!m_view || !m_view->isVisible() || m_isHiding)
+    const qreal hz = m_view && m_view->screen() ? m_view->screen()->refreshRate() : 60.0;
+    return int(1000.0 / (hz > 1.0 ? hz : 60.0));
+}
+
+void OverlayWindow::warmUp()
+{
+    if (!canWarmUp() || m_warmUpsLeft <= 0)
         return;
+    --m_warmUpsLeft;
+    // Left as show() will make it, then drawn once with the card at the zoom's first step:
+    // the card's picture is made now, and the first frame on screen only has to place it.
+    m_warmingUp = true;
+    m_state.resetForShow();
+    m_grid->scrollToTop();
     clearFocus();
-    // A question left open goes with the card, unanswered.
-    m_alert->dismiss();
+    m_state.setAppearance(zoomInCurve().valueForProgress(double(firstFrameMs()) / kShowAnimationMs));
+    m_view->grabWindow();
+    // Hidden, the card is at nothing, as ever. Putting it back asks for one more frame, which
+    // must not start another round.
+    m_state.setAppearance(0.0);
+    m_warmingUp = false;
+    m_ignoreNextUpdate = true;
+}
+
+bool OverlayWindow::canWarmUp() const
+{
+    // Only a panel shown before, so its window buffers exist already: an idle program that was
+    // never opened holds no more memory. Only the software scene graph, which can draw a window
+    // that is not on screen and is the one slow enough to need it.
+    return m_view && m_hasBeenShown && !m_view->isVisible()
+           && m_view->rendererInterface()->graphicsApi() == QSGRendererInterface::Software;
+}
+
+void OverlayWindow::hide(Hiding how)
+{
+    if (!m_view || !m_view->isVisible())
+        return;
+    if (!m_isHiding) {
+        clearFocus();
+        // A question left open goes with the card, unanswered.
+        m_alert->dismiss();
+    }
+    if (how == Hiding::AtOnce) {
+        orderOut();
+        return;
+    }
+    if (m_isHiding)
+        return;
     m_isHiding = true;
     animateAppearance(0.0, kHideAnimationMs, false);
-    QTimer::singleShot(kOrderOutDelayMs, this, [this] {
-        // On a busy machine the fade's last step can come after this timer: the panel leaves
-        // at nothing either way.
-        m_appearance->stop();
-        m_state.setAppearance(0.0);
-        if (m_view)
-            m_view->hide();
-        m_isHiding = false;
-    });
+    m_orderOut->start();
+}
+
+void OverlayWindow::orderOut()
+{
+    m_orderOut->stop();
+    // On a busy machine the fade's last step can come after the timer: the panel leaves at
+    // nothing either way.
+    m_appearance->stop();
+    m_state.setAppearance(0.0);
+    if (m_view)
+        m_view->hide();
+    m_isHiding = false;
+    contentChanged();
+}
+
+void OverlayWindow::contentChanged()
+{
+    // A few rounds: drawing can start work that changes the picture again (a thumbnail
+    // decoded, a preview arrived), but nothing may keep a hidden panel drawing.
+    m_warmUpsLeft = kWarmUpsPerChange;
+    if (canWarmUp())
+        m_warmUp->start();
 }
 
 void OverlayWindow::animateAppearance(double target, int durationMs, bool easeOut)
@@ -295,8 +372,7 @@ void OverlayWindow::animateAppearance(double target, int durationMs, bool easeOu
     m_appearance->setStartValue(m_state.appearance());
     m_appearance->setEndValue(target);
     m_appearance->setDuration(durationMs);
-    m_appearance->setEasingCurve(easeOut ? bezier(QPointF(0, 0), QPointF(0.58, 1))
-                                         : bezier(QPointF(0.42, 0), QPointF(1, 1)));
+    m_appearance->setEasingCurve(easeOut ? zoomInCurve() : bezier(QPointF(0.42, 0), QPointF(1, 1)));
     m_appearance->start();
 }
 
@@ -330,6 +406,14 @@ void OverlayWindow::activeChanged()
 
 bool OverlayWindow::eventFilter(QObject *watched, QEvent *event)
 {
+    // The hidden panel asks for a frame when its content changes (a new clip, the reset after
+    // hiding): it is drawn ahead once the changes settle.
+    if (watched == m_view && event->type() == QEvent::UpdateRequest && !m_warmingUp) {
+        if (m_ignoreNextUpdate)
+            m_ignoreNextUpdate = false;
+        else if (m_warmUpsLeft > 0 && canWarmUp())
+            m_warmUp->start();
+    }
     if (watched != m_view || event->type() != QEvent::KeyPress || m_grid->menuOpen()
         || m_sidebar->menuOpen())
         return QObject::eventFilter(watched, event);

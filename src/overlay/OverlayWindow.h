@@ -22,6 +22,7 @@ class QKeyEvent;
 class QPropertyAnimation;
 class QQuickWindow;
 class QScreen;
+class QTimer;
 class QWindow;
 class SidebarController;
 class Store;
@@ -30,8 +31,9 @@ class TileImageSource;
 
 // The overlay panel: a frameless, translucent, always-on-top tool window that stays out of the
 // taskbar. Built once (hidden) and reused. show() places it over most of a screen, resets the
-// state and zooms the card in; hide() fades it out and takes it away; losing keyboard focus
-// hides it too. Every key press reaches the keyboard rules before any control sees it.
+// state and zooms the card in; hide() fades it out and takes it away, or takes it away at once;
+// losing keyboard focus hides it too. While hidden, the card is drawn ahead whenever its content
+// settles after a change, so the first frame of the next show only has to place it. Every key press reaches the keyboard rules before any control sees it.
 class OverlayWindow : public QObject
 {
     Q_OBJECT
@@ -41,6 +43,9 @@ public:
     static constexpr int kHideAnimationMs = 120;
     static constexpr int kOrderOutDelayMs = 130;
     static constexpr int kResignDelayMs = 50;
+    // How long the hidden panel's content must stay unchanged before it is drawn ahead.
+    static constexpr int kWarmUpDelayMs = 50;
+    static constexpr int kWarmUpsPerChange = 3;
     // The transparent margin around the card, where its shadows and glow are drawn.
     static constexpr int kMargin = 100;
 
@@ -73,8 +78,15 @@ public:
     // Makes the window, its views and its native window, hidden. show() builds on first use.
     void build();
     bool isBuilt() const { return m_view != nullptr; }
+    enum class Hiding {
+        // Escape, a pick, focus lost: the card fades, then the window goes.
+        FadeOut,
+        // The toggle asked for it gone: unmapped now, the fade skipped (or cut short).
+        AtOnce,
+    };
+
     void show();
-    void hide();
+    void hide(Hiding how = Hiding::FadeOut);
     // The panel exists and is on screen (during the hide animation too).
     bool isVisible() const;
     bool isHiding() const { return m_isHiding; }
@@ -104,6 +116,11 @@ protected:
 
 private:
     void animateAppearance(double target, int durationMs, bool easeOut);
+    void orderOut();
+    void warmUp();
+    bool canWarmUp() const;
+    void contentChanged();
+    int firstFrameMs() const;
     void clearFocus();
     bool isEditingText() const;
     void activeChanged();
@@ -118,8 +135,14 @@ private:
     OverlayAlert *m_alert;
     KeyControl m_keys;
     QPropertyAnimation *m_appearance;
+    QTimer *m_orderOut;
+    QTimer *m_warmUp;
     QPointer<QQuickView> m_view;
     QPointer<HotkeyCaps> m_hotkeyCaps;
     QPointer<MoreMenu> m_moreMenu;
     bool m_isHiding = false;
+    bool m_warmingUp = false;
+    bool m_hasBeenShown = false;
+    int m_warmUpsLeft = 0;
+    bool m_ignoreNextUpdate = false;
 };

@@ -1,5 +1,6 @@
 #include "common/Images.h"
 #include "common/OverlayRig.h"
+#include "overlay/OverlayAlert.h"
 #include "overlay/OverlayWindow.h"
 #include "overlay/PreviewWindow.h"
 #include "overlay/QuickLookController.h"
@@ -195,6 +196,98 @@ private slots:
         // A show while hiding does not stop the pending order-out.
         f.overlay.hide();
         f.overlay.show();
+        QTRY_VERIFY_WITH_TIMEOUT(!f.overlay.isVisible(), 5000);
+    }
+
+    // The toggle takes the panel away with no fade, from shown or from part-way through a fade;
+    // a fade's order-out still pending must not take away the panel shown after it.
+    void hideAtOnceSkipsTheFade()
+    {
+        Fixture f;
+        f.overlay.hide(OverlayWindow::Hiding::AtOnce); // before anything was built: nothing to do
+        QVERIFY(!f.overlay.isBuilt());
+
+        f.showAndWait();
+        int answered = -2;
+        f.overlay.alert()->show(u"Pause?"_s, {}, {u"Cancel"_s, u"Pause"_s}, [&](int chosen) {
+            answered = chosen;
+        });
+        f.overlay.hide(OverlayWindow::Hiding::AtOnce);
+        QVERIFY(!f.overlay.isVisible());
+        QVERIFY(!f.overlay.isHiding());
+        QCOMPARE(f.state.appearance(), 0.0);
+        QVERIFY(!f.overlay.alert()->shown());
+        QCOMPARE(answered, -1);
+
+        f.showAndWait();
+        QCOMPARE(f.maps, 2);
+        f.overlay.hide();
+        QVERIFY(f.overlay.isHiding());
+        f.overlay.hide(OverlayWindow::Hiding::AtOnce);
+        QVERIFY(!f.overlay.isVisible());
+        QVERIFY(!f.overlay.isHiding());
+        QCOMPARE(f.state.appearance(), 0.0);
+
+        f.overlay.show();
+        QVERIFY(f.overlay.isVisible());
+        QTest::qWait(OverlayWindow::kOrderOutDelayMs + 100);
+        QVERIFY(f.overlay.isVisible());
+        QVERIFY(!f.overlay.isHiding());
+        QTRY_COMPARE_WITH_TIMEOUT(f.state.appearance(), 1.0, 5000);
+    }
+
+    // Hidden after use, the panel is reset and drawn ahead, at nothing as far as anyone can
+    // tell; it draws again when a clip arrives, and rests in between.
+    void hiddenPanelIsDrawnAheadThenRests()
+    {
+        Fixture f;
+        int drawn = 0;
+        f.overlay.build();
+        QObject::connect(f.overlay.window(), &QQuickWindow::afterRendering, [&] { ++drawn; });
+        QTest::qWait(OverlayWindow::kWarmUpDelayMs * 4);
+        QCOMPARE(drawn, 0); // never shown: nothing is drawn ahead
+
+        f.showAndWait();
+        f.state.setQuery(QStringLiteral("3"));
+        f.overlay.hide(OverlayWindow::Hiding::AtOnce);
+        drawn = 0;
+        QTRY_VERIFY_WITH_TIMEOUT(drawn > 0, 5000);
+        QVERIFY(!f.overlay.isVisible());
+        QCOMPARE(f.state.query(), QString());
+        QCOMPARE(f.state.appearance(), 0.0);
+
+        QTest::qWait(1500);
+        const int settled = drawn;
+        QTest::qWait(1000);
+        QCOMPARE(drawn, settled);
+
+        f.store.captureFromClipboard(ClipItem::makeText(QStringLiteral("new")));
+        QTRY_VERIFY_WITH_TIMEOUT(drawn > settled, 5000);
+        QCOMPARE(f.state.appearance(), 0.0);
+
+        // Shown again: the zoom-in from its first step, over the newest clip.
+        f.overlay.show();
+        QVERIFY(f.state.appearance() > 0.0 && f.state.appearance() < 0.5);
+        QTRY_COMPARE_WITH_TIMEOUT(f.state.appearance(), 1.0, 5000);
+        QCOMPARE(f.overlay.model()->itemAt(0).text, QStringLiteral("new"));
+    }
+
+    void keysReachTheRulesBeforeAnyControlUnlessAMenuIsOpen()
+    {
+        Fixture f;
+        f.showAndWait();
+        QQuickWindow *window = f.overlay.window();
+        QTest::keyClick(window, Qt::Key_Right);
+        QCOMPARE(f.state.selectionAnchor(), 0);
+
+        f.overlay.grid()->setMenuOpen(true);
+        QTest::keyClick(window, Qt::Key_Escape);
+        QTest::keyClick(window, Qt::Key_Right);
+        QVERIFY(!f.overlay.isHiding());
+        QCOMPARE(f.state.selectionAnchor(), 0);
+        f.overlay.grid()->setMenuOpen(false);
+        QTest::keyClick(window, Qt::Key_Escape);
+        QVERIFY(f.overlay.isHiding());
         QTRY_VERIFY_WITH_TIMEOUT(!f.overlay.isVisible(), 5000);
     }
 

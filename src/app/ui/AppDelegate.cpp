@@ -455,7 +455,8 @@ void AppDelegate::toggleOverlay()
         qFatal("toggleOverlay before launch");
     if (m_overlay->isVisible() && !m_overlay->isHiding()) {
         m_preview->close();
-        m_overlay->hide();
+        // Asked for it gone: it goes now, without the fade that Escape or a pick plays.
+        m_overlay->hide(OverlayWindow::Hiding::AtOnce);
         return;
     }
     // Remembered on opening only: it is where the pick will be pasted.
