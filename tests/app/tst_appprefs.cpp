@@ -31,8 +31,6 @@ private slots:
         QTest::newRow("ignored: a number is no list")
             << QByteArray("ignoredApps") << u"@Variant(\\0\\0\\0\\x2\\0\\0\\0\\x5)"_s
             << QVariant(QStringList());
-        QTest::newRow("ignored: a list") << QByteArray("ignoredApps") << u"KeePassXC, firefox"_s
-                                         << QVariant(QStringList{"KeePassXC", "firefox"});
         QTest::newRow("transient copies: garbage keeps them forgotten")
             << QByteArray("forgetTransientCopies") << u"maybe"_s << QVariant(true);
         QTest::newRow("paste keystrokes: unreadable entries dropped")
@@ -75,22 +73,6 @@ private slots:
         QCOMPARE(again.seenPauseExplainer(), true);
         QCOMPARE(again.ignoredApps(), (QStringList{"KeePassXC", "Bitwarden"}));
         QCOMPARE(again.playSounds(), false);
-    }
-
-    void changeSignalsOnlyForRealChanges()
-    {
-        AppPrefs prefs(settings());
-        QSignalSpy paused(&prefs, &AppPrefs::pausedChanged);
-        QSignalSpy sounds(&prefs, &AppPrefs::playSoundsChanged);
-        prefs.setPaused(false);
-        prefs.setPlaySounds(true);
-        QCOMPARE(paused.count(), 0);
-        QCOMPARE(sounds.count(), 0);
-        // The unchanged value is still written, so a key never written can be told apart.
-        QVERIFY(prefs.settings().contains(AppPrefs::kPlaySoundsKey));
-        prefs.setPaused(true);
-        prefs.setPaused(true);
-        QCOMPARE(paused.count(), 1);
     }
 
     void addAndRemoveIgnoredApps()

@@ -6,7 +6,6 @@
 #include "common/TestPrefs.h"
 #include "common/TestShortcuts.h"
 #include "model/Store.h"
-#include "overlay/OverlayAlert.h"
 
 #include <QAbstractButton>
 #include <QAction>
@@ -36,7 +35,7 @@ QHash<QString, QAbstractButton *> buttons(const QMessageBox *box)
 
 } // namespace
 
-// The shell's own windows: the preferences window, the tray icon's look and menu (whether it is
+// The shell's own windows: the preferences window, the tray icon's menu (whether it is
 // in the tray, and what clicks on it do, is checked in a real tray), and the update alerts.
 class TestAppWindows : public QObject
 {
@@ -49,7 +48,6 @@ private slots:
         qputenv("XDG_CONFIG_HOME", m_dir.filePath(QStringLiteral("config")).toUtf8());
         m_server.route("/newer", {.body = feed(release("2.0.0", "2.0") + release("1.0", "1.0"))});
         m_server.route("/same", {.body = feed(release("1.4", "1.4"))});
-        m_server.route("/silent", TestHttpServer::Response::silent());
     }
 
     void init()
@@ -104,52 +102,6 @@ private slots:
         QTRY_VERIFY(!m_updater->currentAlert());
     }
 
-    // With the overlay on screen, the check and its answer appear inside the card; no box of
-    // their own takes the focus from it.
-    void answersInsideTheOverlay()
-    {
-        OverlayAlert alert;
-        bool overlayShown = true;
-        m_updater->setInlineAlert(&alert, [&] { return overlayShown; });
-        QSignalSpy finished(m_updater.get(), &SparkleUpdater::checkFinished);
-
-        m_settings->setValue(UpdateChecker::kFeedUrlKey, m_server.url(u"/newer"_s).toString());
-        m_updater->checkForUpdates();
-        QVERIFY(alert.shown());
-        QVERIFY(alert.busy());
-        QCOMPARE(alert.title(), u"Checking for updates…"_s);
-        QVERIFY(!m_updater->currentAlert());
-        QVERIFY(finished.wait(kWait));
-        QVERIFY(!alert.busy());
-        QCOMPARE(alert.title(), u"Cliphaven 2.0 is available."_s);
-        QCOMPARE(alert.buttons(), (QStringList{"Later", "Release Notes", "Open Download Page"}));
-        QVERIFY(!m_updater->currentAlert());
-        alert.accept();
-        QVERIFY(!alert.shown());
-        QCOMPARE(m_opened, QList<QUrl>{m_server.url(u"/download/2.0"_s)});
-
-        // Cancelled inside the card: the check ends without an answer.
-        m_settings->setValue(UpdateChecker::kFeedUrlKey, m_server.url(u"/silent"_s).toString());
-        finished.clear();
-        m_updater->checkForUpdates();
-        QVERIFY(alert.busy());
-        alert.cancel();
-        QVERIFY(!alert.shown());
-        QTest::qWait(200);
-        QCOMPARE(finished.size(), 0);
-
-        // From the tray, with the overlay away: a box of its own, as before.
-        overlayShown = false;
-        m_settings->setValue(UpdateChecker::kFeedUrlKey, m_server.url(u"/same"_s).toString());
-        m_updater->checkForUpdates();
-        QVERIFY(m_updater->currentAlert());
-        QVERIFY(!alert.shown());
-        QVERIFY(finished.wait(kWait));
-        QVERIFY(m_updater->currentAlert());
-        QVERIFY(!alert.shown());
-        m_updater->currentAlert()->close();
-    }
-
     void preferencesWindowIsBuiltOnceThenShownAgain()
     {
         Store store(m_dir.filePath(QStringLiteral("store.json")));
@@ -177,30 +129,6 @@ private slots:
             QCOMPARE(preferences.window(), window);
             QVERIFY(window->isVisible());
         }
-    }
-
-    void pausingSwitchesTheIcon()
-    {
-        TestPrefs test;
-        AppPrefs &prefs = test.prefs;
-        TrayIcon tray(prefs);
-        tray.followPreferences();
-        const auto look = [&tray] { return tray.statusItem()->icon().pixmap(22, 22).toImage(); };
-        const QImage normal = look();
-        QVERIFY(!normal.isNull());
-        prefs.setPaused(true);
-        const QImage paused = look();
-        QVERIFY(!paused.isNull());
-        QVERIFY(paused != normal);
-        prefs.setPaused(false);
-        QCOMPARE(look(), normal);
-        // Started with the setting off, there is no icon; shown again while paused, the icon
-        // made anew has the paused look.
-        prefs.setShowInMenuBar(false);
-        QVERIFY(!TrayIcon(prefs).statusItem());
-        prefs.setPaused(true);
-        prefs.setShowInMenuBar(true);
-        QCOMPARE(look(), paused);
     }
 
     // A problem the user must know of heads the menu, disabled, and goes with the problem; the

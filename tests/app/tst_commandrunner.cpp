@@ -112,15 +112,6 @@ private slots:
                     .isValid());
     }
 
-    void searchFindsRecognisedText()
-    {
-        open();
-        QCOMPARE(run({"search", "INVOICE"}).out, QByteArray("1\timage\tImage 40×30: Invoice 42\n"));
-        const CommandReply reply = run({"search", "nowhere"});
-        QCOMPARE(reply.status, 0);
-        QVERIFY(reply.out.isEmpty());
-    }
-
     void getWritesTheClipsBytes()
     {
         Store &store = open();
@@ -169,16 +160,11 @@ private slots:
             [](const char *name, QStringList arguments, int status, QByteArray input = {}) {
                 QTest::newRow(name) << arguments << input << status;
             };
-        row("no command", {}, 2);
         row("unknown command", {"frobnicate"}, 2);
-        row("unknown option", {"list", "--colour"}, 2);
         row("option without its value", {"list", "--limit"}, 2);
-        row("limit not a number", {"list", "--limit", "ten"}, 2);
-        row("two indexes", {"delete", "0", "1"}, 2);
         row("index past the end", {"get", "3"}, 1);
         row("neither index nor id", {"copy", "newest"}, 2);
         row("unknown id", {"delete", "{6F1D3C55-0000-4000-8000-000000000000}"}, 1);
-        row("unknown category", {"list", "--category", "Recipes"}, 1);
         row("add to an unknown category", {"add", "--category", "Recipes"}, 1, "text");
         row("index past the end of a category", {"delete", "1", "--category", "Work"}, 1);
         row("missing flavor", {"get", "0", "--type", "image/png"}, 1);

@@ -58,13 +58,6 @@ private slots:
             "editor");
         const QByteArray named = "[Desktop Entry]\nName=X\n";
         row("window class", named + "StartupWMClass=KeePassXC\nExec=keepassxc", "X", "KeePassXC");
-        row("program behind env", named + "Exec=env GDK_BACKEND=x11 -u FOO gimp %U", "X", "gimp");
-        row("flatpak id",
-            named + "Exec=/usr/bin/flatpak run org.example.App\nX-Flatpak=org.example.App",
-            "X",
-            "org.example.App");
-        row("no Exec", named, "X", "");
-        row("no entry group", "[Other]\nName=X\n", "", "");
         row("no name", "[Desktop Entry]\nExec=x\n", "", "");
     }
     void parse()
@@ -81,50 +74,6 @@ private slots:
         // The ignore list finds the entry again by what it stored, in any capitalisation.
         QCOMPARE(entry->matches(identifier.toUpper()), !identifier.isEmpty());
         QVERIFY(!entry->matches(QString()));
-    }
-
-    void catalogFollowsTheDataFolderRules()
-    {
-        QTemporaryDir dir;
-        const QString home = dir.filePath(u"home"_s);
-        const QString system = dir.filePath(u"system"_s);
-        const auto app = [](const QByteArray &name) -> QByteArray {
-            return "Name=" + name + "\nExec=" + name;
-        };
-        QVERIFY(writeApplication(system, "zeta", app("Zeta")));
-        QVERIFY(writeApplication(system, "alpha", app("alpha")));
-        // The user's own copy hides the system one with the same id.
-        QVERIFY(writeApplication(system, "editor", app("System Editor")));
-        QVERIFY(writeApplication(home, "editor", app("My Editor")));
-        // A hidden user entry removes the system one.
-        QVERIFY(writeApplication(system, "removed", app("Removed")));
-        QVERIFY(writeApplication(home, "removed", "Hidden=true\n"));
-        // Entries kept out of menus, links and broken files are not offered.
-        QVERIFY(writeApplication(system, "helper", app("Helper") + "\nNoDisplay=true"));
-        QVERIFY(writeFile(system + "/applications/link.desktop",
-                          "[Desktop Entry]\nType=Link\nName=Web\nURL=https://example.org\n"));
-        QVERIFY(writeFile(system + "/applications/broken.desktop", "garbage\0\1\2"));
-        // Subfolders form ids with '-'; the same program twice is offered once.
-        QVERIFY(writeApplication(system, "kde/konsole", app("Konsole")));
-        QVERIFY(writeApplication(system, "zeta-again", app("Zeta")));
-        // Found by the last part of a reverse-domain id, and by a declared window class before
-        // a program of that name.
-        QVERIFY(writeApplication(system, "org.gnome.Calculator", "Name=Calculator\nExec=calc\n"));
-        QVERIFY(writeApplication(system, "a-navigator", "Name=Navigator Tool\nExec=navigator\n"));
-        QVERIFY(writeApplication(system, "web", "Name=Web\nExec=web\nStartupWMClass=Navigator\n"));
-
-        const ApplicationCatalog catalog({home, system, dir.filePath(u"missing"_s)}, u"C"_s);
-        QStringList names;
-        for (const DesktopEntry &entry : catalog.applications())
-            names.append(entry.name);
-        QCOMPARE(names.join(u", "),
-                 u"alpha, Calculator, Konsole, My Editor, Navigator Tool, Web, Zeta"_s);
-        QCOMPARE(catalog.find(u"Calculator"_s)->name, u"Calculator"_s);
-        QCOMPARE(catalog.find(u"Navigator"_s)->name, u"Web"_s);
-        QCOMPARE(catalog.find(u"konsole"_s)->fileId, u"kde-konsole.desktop"_s);
-        QVERIFY(!catalog.find(u"removed"_s));
-        // Kept out of menus, but still installed: an ignored identifier shows its name.
-        QCOMPARE(catalog.find(u"helper"_s)->name, u"Helper"_s);
     }
 
     void autostartOnWritesAnEntryThatStartsTheProgramAndOffRemovesIt()
@@ -152,46 +101,6 @@ private slots:
         QVERIFY(entry.setEnabled(false));
         QVERIFY(!QFile::exists(entry.filePath()));
         QCOMPARE(changed.size(), 2);
-    }
-
-    void autostartEntriesSwitchedOffByTheDesktop_data()
-    {
-        QTest::addColumn<QByteArray>("text");
-        QTest::newRow("hidden") << QByteArray("[Desktop Entry]\nHidden = true\n");
-        QTest::newRow("switched off by GNOME")
-            << QByteArray("[Desktop Entry]\r\nX-GNOME-Autostart-enabled=false\r\n");
-    }
-    void autostartEntriesSwitchedOffByTheDesktop()
-    {
-        QFETCH(QByteArray, text);
-        QTemporaryDir dir;
-        AutostartEntry entry(dir.path(), u"/usr/bin/cliphaven"_s);
-        QVERIFY(writeFile(entry.filePath(), text));
-        QVERIFY(!entry.isEnabled());
-        // Switching on again replaces it with a working one.
-        QVERIFY(entry.setEnabled(true));
-        QVERIFY(entry.isEnabled());
-    }
-
-    void autostartExecQuoting_data()
-    {
-        QTest::addColumn<QString>("program");
-        QTest::addColumn<QString>("exec");
-        QTest::newRow("space") << u"/opt/my apps/cliphaven"_s << u"\"/opt/my apps/cliphaven\""_s;
-        QTest::newRow("percent is doubled")
-            << u"/opt/100%/cliphaven"_s << u"/opt/100%%/cliphaven"_s;
-    }
-    void autostartExecQuoting()
-    {
-        QFETCH(QString, program);
-        QFETCH(QString, exec);
-        QCOMPARE(AutostartEntry::execValue(program), exec);
-        // Read back as a desktop entry, it gives the program again.
-        const auto parsed = DesktopEntry::parse("[Desktop Entry]\nName=C\nExec=" + exec.toUtf8(),
-                                                u"c.desktop"_s,
-                                                u"C"_s);
-        QVERIFY(parsed);
-        QCOMPARE(parsed->program(), program.section(u'/', -1));
     }
 
     void init()

