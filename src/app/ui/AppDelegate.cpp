@@ -233,7 +233,7 @@ void AppDelegate::applicationDidFinishLaunching(SingleInstance &instance)
         m_preview->toggle(item, m_overlay->window());
     };
     m_overlay->isPreviewVisible = [this] { return m_preview->isVisible(); };
-    QTimer::singleShot(0, this, [this, done] {
+    QTimer::singleShot(kOverlayBuildDelayMs, this, [this, done] {
         if (!m_overlay->isBuilt())
             m_overlay->build();
         // The preview's window too (a megabyte), so the first Space shows it at once.

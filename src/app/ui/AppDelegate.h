@@ -46,6 +46,10 @@ public:
     // Delay between hiding the overlay and pasting, so focus is back where it was.
     static constexpr int kPasteDelayMs = 160;
     static constexpr int kBackfillDelayMs = 1000;
+    // The overlay's panel (tens of milliseconds of QML) is built this long after launch, so a
+    // command already waiting (a script, a launch with --toggle's forwarding) is answered first;
+    // a show before then builds it on the spot.
+    static constexpr int kOverlayBuildDelayMs = 100;
 
     explicit AppDelegate(QObject *parent = nullptr);
     ~AppDelegate() override;
