@@ -42,13 +42,18 @@ bool CarbonKeyboardShortcuts::registerShortcut(const Shortcut &shortcut)
     const int hotKeyId = ++m_hotKeyIdCounter;
     const int status = m_backend.registerHotKey(hotKeyId, shortcut);
     // A desktop without global key grabs refuses every shortcut; Preferences says so instead.
-    if (status != 0 && status != HotKeyBackend::kUnsupported) {
+    // A refusal is printed once, not again at every retry (each new keymap retries, and a
+    // paste's synthetic keys can bring one), until its reason changes or the grab succeeds.
+    if (status != 0 && status != HotKeyBackend::kUnsupported
+        && m_reportedRefusals.value(shortcut) != status) {
+        m_reportedRefusals.insert(shortcut, status);
         qWarning().noquote() << u"Error registering hotkey " + shortcut.presentableDescription()
                                     + u':'
                              << status;
     }
     if (status != 0)
         return false;
+    m_reportedRefusals.remove(shortcut);
     m_hotKeys.insert(hotKeyId, HotKey{shortcut, hotKeyId});
     return true;
 }

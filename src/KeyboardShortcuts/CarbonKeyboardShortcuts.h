@@ -3,6 +3,7 @@
 #include "HotKeyBackend.h"
 #include "Shortcut.h"
 
+#include <QHash>
 #include <QMap>
 
 #include <functional>
@@ -32,7 +33,8 @@ public:
     CarbonKeyboardShortcuts(const CarbonKeyboardShortcuts &) = delete;
     CarbonKeyboardShortcuts &operator=(const CarbonKeyboardShortcuts &) = delete;
 
-    // A refused shortcut prints "Error registering hotkey <text>: <status>" and is not kept.
+    // A refused shortcut prints "Error registering hotkey <text>: <status>" (once while the
+    // same refusal lasts) and is not kept.
     bool registerShortcut(const Shortcut &shortcut);
     void unregisterShortcut(const Shortcut &shortcut);
     void unregisterAll();
@@ -49,6 +51,7 @@ private:
     Handler m_handler;
     std::function<void()> m_keymapChanged;
     QMap<int, HotKey> m_hotKeys;
+    QHash<Shortcut, int> m_reportedRefusals;
     int m_hotKeyIdCounter = 0;
 };
 

@@ -201,8 +201,8 @@ private slots:
         QCOMPARE(recorder.problem(), taken);
         QVERIFY(r->registry.isRefused(ShortcutNames::toggleOverlay));
 
-        // Still held elsewhere: asking again reports it again.
-        QTest::ignoreMessage(QtWarningMsg, "Error registering hotkey Ctrl+Alt+B: 10");
+        // Still held elsewhere: asking again reports it again where the user looks, while the
+        // log has it once.
         r->registry.retryRefused();
         QCOMPARE(recorder.problem(), taken);
         // The other program let go: the next try (reopening Preferences) takes it.
