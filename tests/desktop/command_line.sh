@@ -122,7 +122,9 @@ listed=$("$cli" list)
 kill -TERM "${pids[0]}"
 wait "${pids[0]}" || true
 [ "$("$cli" list)" = "$listed" ] || fail "list from the saved history differs"
-"$cli" get 0 | cmp -s "$work/in.png" - || fail "get from the saved history differs"
+"$cli" get 0 >"$work/got" || true
+cmp -s "$work/in.png" "$work/got" \
+    || fail "get from the saved history differs: $(wc -c <"$work/got") bytes, first $(head -c 24 "$work/got" | od -An -c | tr -s ' '); history: $("$cli" list | head -n 4 | tr '\n' '|')"
 refuses copy 0
 grep -q 'not running' "$work/err" || fail "copy did not say Cliphaven is not running"
 refuses clear
