@@ -5,6 +5,8 @@
 #include <QByteArray>
 #include <QFile>
 #include <QList>
+#include <QProcess>
+#include <QString>
 
 #include <algorithm>
 #include <ctime>
@@ -50,6 +52,26 @@ inline double minimum(const QList<double> &values)
 inline double maximum(const QList<double> &values)
 {
     return values.isEmpty() ? 0 : *std::max_element(values.begin(), values.end());
+}
+
+// Starts a private Xvfb of 1920x1080 on a display it picks itself; returns ":N", or an empty
+// string when the server did not start within 20 s.
+inline QString startXvfb(QProcess &xvfb)
+{
+    xvfb.start(QStringLiteral("Xvfb"),
+               {QStringLiteral("-displayfd"),
+                QStringLiteral("1"),
+                QStringLiteral("-screen"),
+                QStringLiteral("0"),
+                QStringLiteral("1920x1080x24"),
+                QStringLiteral("-nolisten"),
+                QStringLiteral("tcp")});
+    QByteArray number;
+    while (!number.contains('\n') && xvfb.waitForReadyRead(20000))
+        number += xvfb.readAllStandardOutput();
+    if (number.trimmed().isEmpty())
+        return {};
+    return QStringLiteral(":") + QString::fromLatin1(number.trimmed());
 }
 
 } // namespace bench

@@ -10,6 +10,8 @@
 // --executable measures another build (an older one, for a before/after); --image reuses a PNG
 // instead of generating one.
 
+#include "Measure.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
@@ -191,22 +193,11 @@ int main(int argc, char *argv[])
     const qint64 encodedBytes = QFileInfo(imagePath).size();
 
     QProcess xvfb;
-    xvfb.start(QStringLiteral("Xvfb"),
-               {QStringLiteral("-displayfd"),
-                QStringLiteral("1"),
-                QStringLiteral("-screen"),
-                QStringLiteral("0"),
-                QStringLiteral("1920x1080x24"),
-                QStringLiteral("-nolisten"),
-                QStringLiteral("tcp")});
-    QByteArray number;
-    while (!number.contains('\n') && xvfb.waitForReadyRead(20000))
-        number += xvfb.readAllStandardOutput();
-    if (number.trimmed().isEmpty()) {
+    const QString display = bench::startXvfb(xvfb);
+    if (display.isEmpty()) {
         std::fprintf(stderr, "Xvfb did not start\n");
         return 1;
     }
-    const QString display = QStringLiteral(":") + QString::fromLatin1(number.trimmed());
 
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("DISPLAY"), display);

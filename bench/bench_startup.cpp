@@ -273,25 +273,14 @@ int main(int argc, char *argv[])
     QGuiApplication app(argc, argv);
 
     QProcess xvfb;
-    xvfb.start(QStringLiteral("Xvfb"),
-               {QStringLiteral("-displayfd"),
-                QStringLiteral("1"),
-                QStringLiteral("-screen"),
-                QStringLiteral("0"),
-                QStringLiteral("1920x1080x24"),
-                QStringLiteral("-nolisten"),
-                QStringLiteral("tcp")});
-    QByteArray number;
-    while (!number.contains('\n') && xvfb.waitForReadyRead(20000))
-        number += xvfb.readAllStandardOutput();
-    if (number.trimmed().isEmpty()) {
+    const QString display = bench::startXvfb(xvfb);
+    if (display.isEmpty()) {
         std::fprintf(stderr, "Xvfb did not start\n");
         return 1;
     }
-    const QByteArray display = ':' + number.trimmed();
     QProcess openbox;
     QProcessEnvironment openboxEnvironment = QProcessEnvironment::systemEnvironment();
-    openboxEnvironment.insert(QStringLiteral("DISPLAY"), QString::fromLatin1(display));
+    openboxEnvironment.insert(QStringLiteral("DISPLAY"), display);
     openbox.setProcessEnvironment(openboxEnvironment);
     openbox.start(QStringLiteral("openbox"), {});
 
@@ -310,7 +299,7 @@ int main(int argc, char *argv[])
     const QString soundSocket = startSoundServer(soundServer, soundRuntime);
     std::printf("sound server: %s\n",
                 soundSocket.isEmpty() ? "none (pulseaudio did not start)" : "PulseAudio, null sink");
-    Bench bench(executable, display, soundSocket);
+    Bench bench(executable, display.toLatin1(), soundSocket);
     QList<double> baselines;
     for (int i = 0; i < runs; ++i)
         baselines.append(bench.baselineMs());
